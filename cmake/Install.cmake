@@ -1,0 +1,36 @@
+include(CMakePackageConfigHelpers)
+
+set(zan_package "${CMAKE_INSTALL_LIBDIR}/cmake/zan")
+
+install(TARGETS zan EXPORT zanTargets)
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/include/zan" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}"
+        FILES_MATCHING PATTERN "*.h")
+install(EXPORT zanTargets NAMESPACE zan:: DESTINATION "${zan_package}")
+
+configure_package_config_file("${PROJECT_SOURCE_DIR}/cmake/zanConfig.cmake.in"
+    "${PROJECT_BINARY_DIR}/zanConfig.cmake" INSTALL_DESTINATION "${zan_package}")
+write_basic_package_version_file("${PROJECT_BINARY_DIR}/zanConfigVersion.cmake"
+    COMPATIBILITY SameMajorVersion)
+install(FILES
+    "${PROJECT_BINARY_DIR}/zanConfig.cmake"
+    "${PROJECT_BINARY_DIR}/zanConfigVersion.cmake"
+    "${PROJECT_SOURCE_DIR}/cmake/FindACE.cmake"
+    DESTINATION "${zan_package}")
+
+# zan.pc finds its prefix from where it lies, so that an installed tree can be moved.
+if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}" OR IS_ABSOLUTE "${CMAKE_INSTALL_INCLUDEDIR}")
+    set(zan_pc_prefix "${CMAKE_INSTALL_PREFIX}")
+    set(zan_pc_libdir "${CMAKE_INSTALL_FULL_LIBDIR}")
+    set(zan_pc_includedir "${CMAKE_INSTALL_FULL_INCLUDEDIR}")
+else()
+    file(RELATIVE_PATH zan_pc_up "/root/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/root")
+    string(REGEX REPLACE "/$" "" zan_pc_up "${zan_pc_up}")
+    set(zan_pc_prefix "\${pcfiledir}/${zan_pc_up}")
+    set(zan_pc_libdir "\${prefix}/${CMAKE_INSTALL_LIBDIR}")
+    set(zan_pc_includedir "\${prefix}/${CMAKE_INSTALL_INCLUDEDIR}")
+endif()
+list(TRANSFORM ZAN_SWITCHES PREPEND "-D" OUTPUT_VARIABLE zan_pc_switches)
+list(JOIN zan_pc_switches " " zan_pc_switches)
+configure_file("${PROJECT_SOURCE_DIR}/cmake/zan.pc.in" "${PROJECT_BINARY_DIR}/zan.pc.in" @ONLY)
+file(GENERATE OUTPUT "${PROJECT_BINARY_DIR}/zan.pc" INPUT "${PROJECT_BINARY_DIR}/zan.pc.in")
+install(FILES "${PROJECT_BINARY_DIR}/zan.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
