@@ -27,6 +27,14 @@
 #include "zan/platform/tcp_socket.h"
 #include "zan/platform/thread.h"
 
+#if defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define ZAN_UNDER_TSAN
+#endif
+#elif defined(__SANITIZE_THREAD__)
+#define ZAN_UNDER_TSAN
+#endif
+
 namespace zan::platform {
 namespace {
 
@@ -298,12 +306,16 @@ TEST(PlatformQuitSignal, UninstallingWaitsForTheCallbackButNotInIt) {
 }
 
 TEST(PlatformQuitSignal, AForkedChildDiesOfItsOwnSignal) {
+#if defined(ZAN_UNDER_TSAN)
+    GTEST_SKIP() << "the thread checker runs no handlers in the child of a program with threads";
+#endif
     calls.clear();
     ASSERT_EQ(0, installQuitSignals(&onQuit));
     pid_t const child = fork();
     if (child == 0) {
+        alarm(20);  // the end, if the signal is lost
         raise(SIGTERM);
-        _exit(0);
+        for (;;) sleepMilliSeconds(10);
     }
     int status = 0;
     waitpid(child, &status, 0);
