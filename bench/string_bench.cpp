@@ -89,7 +89,7 @@ void measure(benchmark::State& state, Convert const& convert, Expected const& ex
     convert(out);
     using View = std::conditional_t<std::is_same_v<Out, std::wstring>, zan::iwstr, zan::istr>;
     if (View(out) != View(expected)) state.SkipWithError("another text came out");
-    state.SetBytesProcessed(static_cast<long>(state.iterations() * SIZE));
+    state.SetBytesProcessed(state.iterations() * static_cast<long>(SIZE));
 }
 
 void utf8ToWideZan(benchmark::State& state) {

@@ -97,6 +97,7 @@ TEST(PlatformImage, OfARemovedProgramKeepsItsName) {
     if (child == 0) {
         dup2(ends[1], 3);
         unsetenv("GTEST_TOTAL_SHARDS");
+        unsetenv("GTEST_SHARD_INDEX");
         execl(copy.c_str(), copy.c_str(), "--gtest_brief=1",
               "--gtest_filter=PlatformImage.OfARemovedProgramKeepsItsName",
               static_cast<char*>(nullptr));
