@@ -37,7 +37,8 @@ UnitOfWork::~UnitOfWork() {
     for (UnitOfWork* const thr : children_) {
         // A destructor cannot throw: a missing child is reported as the throw that it is elsewhere,
         // and passed over.
-        ZAN_ASSERT_TEXT_DO(thr != nullptr, "thr!=0", THROW_NULL_POINTER, continue);
+        ZAN_ASSERT_TEXT_DO(thr != nullptr, "thr!=0", THROW_NULL_POINTER, );
+        if (thr == nullptr) continue;
         ZAN_ASSERT_TEXT_DO(!thr->running(), "!thr->running()", "", );
         ZAN_DELETE(thr);
     }
