@@ -27,7 +27,7 @@ namespace zan {
 //   for itself.
 // Threads: one at a time. Reading is const but moves the position.
 // Errors: every failure is false, -1 or no effect, never an exception of the library;
-//   getLastErrorMsg() has the reason. Only a String or wide text that does not fit into memory
+//   getLastErrorMsg() has the reason. Only a result that does not fit into memory
 //   throws std::bad_alloc.
 // Interrupted calls and partial writes are carried on.
 class ZAN_EXPORT File {
