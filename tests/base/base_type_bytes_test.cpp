@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "log_capture.h"
+#include "support/log_capture.h"
 #include "zan/base/exception.h"
 #include "zan/string/string_charray.h"
 #include "zan/string/string_slice.h"

@@ -8,7 +8,7 @@
 #include <limits>
 #include <sstream>
 
-#include "log_capture.h"
+#include "support/log_capture.h"
 #include "support/seed.h"
 #include "zan/base/exception.h"
 
@@ -45,13 +45,16 @@ TEST(TimeText, ZeroIsNoTimeAtAll) {
     EXPECT_EQ("00:00:00", Time().toDuration());
 }
 
-TEST(TimeText, OutsideTheCalendarShowsTheNumber) {
-    zan_test::LogCapture const log;
-    EXPECT_EQ("<INVALID DATETIME(9223372036854775807)>", Time::forever().toDateTime());
-    EXPECT_THROW(Time::forever().toDetail(), InvalidDataException);
+TEST(TimeText, TheWholeRangeHasAText) {
+    // The calendar of this platform holds every value, so none is refused.
+    Zone const utc("UTC");
+    EXPECT_EQ("294247-01-10 04:00:54.775", Time::forever().toDateTime());
+    EXPECT_EQ("-290308-12-21 19:59:05.-224",
+              Time::microSeconds(std::numeric_limits<__int64>::min()).toDateTime())
+        << "broken down towards zero";
     char small[8];
     Time::forever().toDateTime(ostr(small, sizeof(small)));
-    EXPECT_STREQ("<INVALI", small);
+    EXPECT_STREQ("294247-", small);
 }
 
 TEST(TimeText, FormatsInTheLocalZone) {

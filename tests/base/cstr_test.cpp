@@ -4,7 +4,7 @@
 
 #include <sstream>
 
-#include "log_capture.h"
+#include "support/log_capture.h"
 #include "zan/base/exception.h"
 
 namespace {
@@ -95,7 +95,7 @@ TEST(CstrCharacters, FixedAnswers) {
 
 TEST(CstrPrint, ShowsEachCharacterByName) {
     std::string text;
-    for (int c : {0, 1, 7, 8, 9, 10, 13, 14, 26, 27, 28, 31, 'a', 127, 255}) {
+    for (int const c : {0, 1, 7, 8, 9, 10, 13, 14, 26, 27, 28, 31, int{'a'}, 127, 255}) {
         std::ostringstream os;
         Print(os, static_cast<char>(c)) << ' ' << 10;
         text += os.str() + "|";

@@ -4,7 +4,7 @@
 
 #include <sstream>
 
-#include "log_capture.h"
+#include "support/log_capture.h"
 #include "zan/log/log_tracer.h"
 #include "zan/mt/handle.h"
 #include "zan/mt/threadexception.h"

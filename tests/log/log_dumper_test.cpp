@@ -4,7 +4,7 @@
 
 #include <array>
 
-#include "log_capture.h"
+#include "support/log_capture.h"
 #include "zan/base/exception.h"
 #include "zan/log/log_factory.h"
 

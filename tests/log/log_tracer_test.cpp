@@ -5,7 +5,7 @@
 #include <sstream>
 #include <thread>
 
-#include "log_capture.h"
+#include "support/log_capture.h"
 
 namespace {
 
