@@ -53,6 +53,10 @@ ZAN_EXPORT void ensureFailure(logger& log, char const* cond, char const* file, u
 ZAN_EXPORT void writeExcptLog(logger& log, char const* file, unsigned int line, char const* func,
                               char const* text);
 
+namespace detail {
+[[noreturn]] ZAN_EXPORT void endProcess();
+}
+
 }  // namespace zan
 
 // Reports, then throws `Type` from this place. `msg` may be a chain of << operands; the exception's
@@ -71,9 +75,6 @@ ZAN_EXPORT void writeExcptLog(logger& log, char const* file, unsigned int line, 
 #define ZAN_DETAIL_THROW(Type, text) throw Type(ZAN_HERE, (text).c_str())
 #else
 #define ZAN_DETAIL_THROW(Type, text) ::zan::detail::endProcess()
-namespace zan::detail {
-[[noreturn]] ZAN_EXPORT void endProcess();
-}
 #endif
 
 #if defined(_ZAN_ASSERT_ON)
@@ -90,8 +91,9 @@ namespace zan::detail {
 #endif
 
 // A broken precondition. Where `cond` is false: a report with its text, the end of the process in
-// a build that aborts on assertions, and otherwise `action`, usually a throw or a return. The
-// action runs in builds without reports too.
+// a build that aborts on assertions, and otherwise `action`, usually a throw or a return (the macro
+// is a loop of its own, so `break` and `continue` do not leave it). The action runs in builds without
+// reports too.
 #define ZAN_ASSERT_DO(cond, action) ZAN_ASSERT_TEXT_DO(cond, #cond, #action, action)
 
 // An answer that can be given anyway: report, then `action`. Never ends the program.

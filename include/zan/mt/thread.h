@@ -186,7 +186,8 @@ public:
     SimpleThread(ThreadOwner* owner, char const* name);
     ~SimpleThread() override;
 
-    // Starts, and returns when onBirth has finished in the new thread, whatever its result.
+    // Starts, and returns when onBirth has finished in the new thread, whatever its result. A
+    // subclass with a run() of its own calls notify() from there to let it return.
     void startAndWait(unsigned int stackSize = 0);
     // False when onBirth had not finished in time; the thread goes on in that case.
     bool startAndWait(Time timeout, unsigned int stackSize = 0);
@@ -253,6 +254,7 @@ protected:
     virtual void onStop() {}
 
 private:
+    ThreadInfo const& completeInfo() const;
     bool onBirth_i();
     bool onWait_i();
     void onWork_i();
@@ -260,15 +262,16 @@ private:
     void onStop_i();
     void on_thread_exit();
 
-    Mutex ownerMutex_;
+    mutable Mutex ownerMutex_;
     ThreadOwner* owner_;
     Monitor monitor_;
+    bool born_ = false;  // the monitor's lock; lets startAndWait return
     String name_;
     String fullname_;
-    std::atomic<bool> running_{false};  // fullname_ and info_ are complete
+    std::atomic<bool> named_{false};  // fullname_ is complete
     std::atomic<bool> living_{true};
     std::atomic<bool> activeStopping_{false};
-    ThreadInfo info_;  // what outsiders see
+    mutable ThreadInfo info_;  // what other threads see; ownerMutex_ while it is made
 };
 
 // A thread that runs member functions of its owner, a `T` derived from ThreadOwner, without a class

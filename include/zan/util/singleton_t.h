@@ -45,6 +45,8 @@ public:
         }
         return pointer_;
     }
+    // The object, or null where there is none at present. Builds nothing.
+    static T* peek() { return __atomic_load_n(&pointer_, __ATOMIC_ACQUIRE); }
     // A later instance() builds the object anew.
     static void destroy() {
         MutexLock const guard(mutex());

@@ -5,4 +5,6 @@
 #error "the compile switches of the library are missing"
 #endif
 
-int main() { return 0; }
+int main() {
+    return 0;
+}

@@ -1,0 +1,97 @@
+#include "zan/base/startstop.h"
+
+#include <ace/Init_ACE.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <exception>
+#include <ostream>
+
+#include "zan/base/version.h"
+#include "zan/log/console.h"
+#include "zan/log/log_entry.h"
+#include "zan/log/log_factory.h"
+#include "zan/log/log_tracer.h"
+#include "zan/mt/thread.h"
+
+namespace zan {
+
+namespace {
+
+std::atomic<bool> g_closing{false};
+
+void logBlank() {
+    detail::zanLogger().log("\n");
+}
+
+void logMessage(istr const& text) {
+    detail::logPlainLine(detail::zanLogger(), text);
+}
+
+}  // namespace
+
+void System::close() {
+    g_closing.store(true, std::memory_order_release);
+}
+
+bool System::closing() {
+    return g_closing.load(std::memory_order_acquire);
+}
+
+void init(char const*, bool, int) {
+    logBlank();
+    logMessage("zan initializing...");
+    logMessage(String("zan version ") << detail::versionText());
+    logMessage("zan compiled at " __DATE__ " " __TIME__);
+    std::srand(static_cast<unsigned int>(Time::now().toMicroSeconds()));
+    ACE::init();
+    console::create();
+    logger_factory::create();
+    SimpleThread::current();
+    tracer::instance();
+}
+
+void startup(char const* logFile, bool consoleOn, int) {
+    logBlank();
+    logMessage("zan startup...");
+    logger& log = detail::zanLogger();
+    log.setConsoleOn(consoleOn);
+    log.open(logFile);
+    log.start();
+    console::open();
+}
+
+void shutdown() {
+    logMessage("zan shutdown...");
+    logBlank();
+    System::close();
+    detail::zanLogger().stop();
+    console::close();
+}
+
+void fini() {
+    shutdown();
+    tracer::destroy();
+    SimpleThread::destroyThreadFactory();
+    logMessage("zan finalized.");
+    logBlank();
+    logger_factory::destroy();
+    console::destroy();
+    ACE::fini();
+}
+
+InitFini::InitFini(char const* logFile, bool consoleOn, int maxTimers) {
+    init(logFile, consoleOn, maxTimers);
+    startup(logFile, consoleOn, maxTimers);
+}
+
+InitFini::~InitFini() {
+    try {
+        fini();
+    } catch (std::exception const& e) {
+        // The program is at its end; the screen is the one place left to say it.
+        std_err() << "zan: the services did not stop in order: " << e.what() << std::endl;
+    }
+}
+
+}  // namespace zan

@@ -1,0 +1,353 @@
+// UTF-8 to and from wide text. Runs of ASCII go sixteen at a time; the other characters go by one
+// load of four bytes and one comparison for each length.
+
+#include <climits>
+#include <cstring>
+
+#include "zan/platform/codepage.h"
+#include "zan/platform/utf8.h"
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+static_assert(sizeof(wchar_t) == 4, "a wchar_t holds a whole code point");
+
+namespace zan::platform {
+
+namespace {
+
+using Byte = unsigned char;
+
+constexpr wchar_t REPLACEMENT = 0xFFFD;
+
+inline std::uint32_t load4(Byte const* p) {
+    return std::uint32_t{p[0]} | std::uint32_t{p[1]} << 8 | std::uint32_t{p[2]} << 16 |
+           std::uint32_t{p[3]} << 24;
+}
+
+inline bool continues(Byte b) {
+    return (b & 0xC0) == 0x80;
+}
+
+// The length of the sequence at `p`, which is not ASCII, and its character; 0 if it is no whole
+// and valid one. REQUIRES: four bytes can be read.
+inline unsigned long decodeFast(Byte const* p, std::uint32_t& c) {
+    std::uint32_t const x = load4(p);
+    if ((x & 0x00C0C0F0) == 0x008080E0) {
+        c = (x & 0x0F) << 12 | (x >> 2 & 0x0FC0) | (x >> 16 & 0x3F);
+        return c >= 0x800 && (c & 0xF800) != 0xD800 ? 3 : 0;
+    }
+    if ((x & 0xC0E0) == 0x80C0) {
+        c = (x & 0x1F) << 6 | (x >> 8 & 0x3F);
+        return c >= 0x80 ? 2 : 0;
+    }
+    if ((x & 0xC0C0C0F8) == 0x808080F0) {
+        c = (x & 0x07) << 18 | (x << 4 & 0x3F000) | (x >> 10 & 0x0FC0) | (x >> 24 & 0x3F);
+        return c - 0x10000 < 0x100000 ? 4 : 0;
+    }
+    return 0;
+}
+
+// The same where fewer bytes are left.
+inline unsigned long decodeTail(Byte const* p, unsigned long left, std::uint32_t& c) {
+    Byte four[4] = {};
+    std::memcpy(four, p, left < 4 ? left : 4);
+    unsigned long const n = decodeFast(four, c);
+    return n <= left ? n : 0;  // a NUL put in is no continuation, so this never decides
+}
+
+#if defined(__SSE2__)
+
+inline __m128i load16(void const* p) {
+    return _mm_loadu_si128(static_cast<__m128i const*>(p));
+}
+inline void store16(void* p, __m128i v) {
+    _mm_storeu_si128(static_cast<__m128i*>(p), v);
+}
+
+// Bytes to characters, as if all were ASCII.
+inline void widen16(__m128i b, wchar_t* o) {
+    __m128i const zero = _mm_setzero_si128();
+    __m128i const lo = _mm_unpacklo_epi8(b, zero);
+    __m128i const hi = _mm_unpackhi_epi8(b, zero);
+    store16(o, _mm_unpacklo_epi16(lo, zero));
+    store16(o + 4, _mm_unpackhi_epi16(lo, zero));
+    store16(o + 8, _mm_unpacklo_epi16(hi, zero));
+    store16(o + 12, _mm_unpackhi_epi16(hi, zero));
+}
+
+// How many bytes of the next four sequences are whole and valid ones of three, counted from the
+// first: 0, 3, 6, 9 or 12. Leads with a narrower choice of second bytes (E0, ED) end the count:
+// what follows them looks the same here whether it is valid or not. REQUIRES: 16 bytes can be read.
+inline unsigned runOfThrees(__m128i b) {
+    __m128i const lead = _mm_and_si128(b, _mm_set1_epi8(static_cast<char>(0xF0)));
+    __m128i const three = _mm_cmpeq_epi8(lead, _mm_set1_epi8(static_cast<char>(0xE0)));
+    __m128i const narrow = _mm_or_si128(_mm_cmpeq_epi8(b, _mm_set1_epi8(static_cast<char>(0xE0))),
+                                        _mm_cmpeq_epi8(b, _mm_set1_epi8(static_cast<char>(0xED))));
+    __m128i const next = _mm_cmpgt_epi8(_mm_set1_epi8(-64), b);  // 80 to BF
+    auto const leads = static_cast<unsigned>(_mm_movemask_epi8(_mm_andnot_si128(narrow, three)));
+    auto const nexts = static_cast<unsigned>(_mm_movemask_epi8(next));
+    unsigned const good = leads & nexts >> 1 & nexts >> 2;
+    // The lowest of the bits 0, 3, 6 and 9 that is missing; bit 12 ends the search.
+    return static_cast<unsigned>(__builtin_ctz((~good & 0x249) | 0x1000));
+}
+
+// Four sequences of three bytes.
+inline void decodeThrees(Byte const* p, wchar_t* o) {
+    auto const at = [p](int i) { return static_cast<int>(load4(p + i)); };
+    __m128i const x = _mm_setr_epi32(at(0), at(3), at(6), at(9));
+    __m128i const a = _mm_slli_epi32(_mm_and_si128(x, _mm_set1_epi32(0x0F)), 12);
+    __m128i const b = _mm_and_si128(_mm_srli_epi32(x, 2), _mm_set1_epi32(0x0FC0));
+    __m128i const c = _mm_and_si128(_mm_srli_epi32(x, 16), _mm_set1_epi32(0x3F));
+    store16(o, _mm_or_si128(_mm_or_si128(a, b), c));
+}
+
+#endif
+
+// REQUIRES: room for as many characters as there are bytes.
+unsigned long decode(Byte const* p, Byte const* const end, wchar_t* const out) {
+    wchar_t* o = out;
+    while (p != end) {
+#if defined(__SSE2__)
+        // The wide steps write whole registers and then go on by what was right in them, so the
+        // length of a run costs no branch: branches on text are guessed wrong all the time.
+        while (end - p >= 32) {
+            __m128i const b = load16(p);
+            int const high = _mm_movemask_epi8(b);
+            widen16(b, o);
+            if (high == 0) {
+                p += 16;
+                o += 16;
+                continue;
+            }
+            int const run = __builtin_ctz(static_cast<unsigned>(high));
+            p += run;
+            o += run;
+            unsigned threes;
+            // A long run goes on at a place that is known before it has been looked at.
+            while ((threes = runOfThrees(load16(p))) == 12 && end - p >= 32) {
+                decodeThrees(p, o);
+                p += 12;
+                o += 4;
+            }
+            if (threes == 0 && *p >= 0x80) break;
+            decodeThrees(p, o);
+            p += threes;
+            o += threes / 3;
+        }
+#else
+        while (end - p >= 8) {
+            std::uint64_t word;
+            std::memcpy(&word, p, 8);
+            if (word & 0x8080808080808080) break;
+            for (int i = 0; i < 8; ++i) o[i] = p[i];
+            p += 8;
+            o += 8;
+        }
+#endif
+        // Stays here as long as the text is not ASCII, and takes single ASCII characters along: a
+        // blank between two words is not worth the way back.
+        while (p != end) {
+            if (*p < 0x80) {
+                *o++ = *p++;
+                if (p == end || *p >= 0x80) continue;
+                *o++ = *p++;
+                break;
+            }
+            std::uint32_t c;
+            auto const left = static_cast<unsigned long>(end - p);
+            unsigned long const n = left >= 4 ? decodeFast(p, c) : decodeTail(p, left, c);
+            if (n != 0) {
+                *o++ = static_cast<wchar_t>(c);
+                p += n;
+                continue;
+            }
+            *o++ = REPLACEMENT;
+            p += utf8Damage(reinterpret_cast<char const*>(p), left);
+        }
+    }
+    return static_cast<unsigned long>(o - out);
+}
+
+inline char* encode(char* o, std::uint32_t c) {
+    if (c < 0x80) {
+        *o = static_cast<char>(c);
+        return o + 1;
+    }
+    if (c < 0x800) {
+        o[0] = static_cast<char>(0xC0 | c >> 6);
+        o[1] = static_cast<char>(0x80 | (c & 0x3F));
+        return o + 2;
+    }
+    if (c < 0x10000) {
+        if ((c & 0xF800) == 0xD800) c = REPLACEMENT;
+        o[0] = static_cast<char>(0xE0 | c >> 12);
+        o[1] = static_cast<char>(0x80 | (c >> 6 & 0x3F));
+        o[2] = static_cast<char>(0x80 | (c & 0x3F));
+        return o + 3;
+    }
+    if (c > 0x10FFFF) {
+        std::memcpy(o, "\xEF\xBF\xBD", 3);
+        return o + 3;
+    }
+    o[0] = static_cast<char>(0xF0 | c >> 18);
+    o[1] = static_cast<char>(0x80 | (c >> 12 & 0x3F));
+    o[2] = static_cast<char>(0x80 | (c >> 6 & 0x3F));
+    o[3] = static_cast<char>(0x80 | (c & 0x3F));
+    return o + 4;
+}
+
+#if defined(__SSE2__)
+
+inline bool allBelow(__m128i c, int bits) {
+    return _mm_movemask_epi8(_mm_cmpeq_epi32(_mm_srli_epi32(c, bits), _mm_setzero_si128())) ==
+           0xFFFF;
+}
+
+// Four characters, with no branch on whether they take one, two or three bytes: all three forms
+// are made at once and picked by masks. Each is stored as four bytes, of which the next one covers
+// what is too much. REQUIRES: three bytes or more of the result follow.
+inline char* encode4(char* o, wchar_t const* in) {
+    __m128i const c = load16(in);
+    __m128i const surrogate = _mm_cmpeq_epi32(_mm_srli_epi32(c, 11), _mm_set1_epi32(0xD800 >> 11));
+    if (!allBelow(c, 16) || _mm_movemask_epi8(surrogate) != 0) {
+        for (int i = 0; i < 4; ++i) o = encode(o, static_cast<std::uint32_t>(in[i]));
+        return o;
+    }
+    __m128i const low = _mm_and_si128(c, _mm_set1_epi32(0x3F));
+    __m128i const middle = _mm_and_si128(_mm_srli_epi32(c, 6), _mm_set1_epi32(0x3F));
+    __m128i const high = _mm_srli_epi32(c, 12);
+    __m128i const two = _mm_or_si128(_mm_or_si128(_mm_srli_epi32(c, 6), _mm_slli_epi32(low, 8)),
+                                     _mm_set1_epi32(0x80C0));
+    __m128i const three =
+        _mm_or_si128(_mm_or_si128(high, _mm_slli_epi32(middle, 8)),
+                     _mm_or_si128(_mm_slli_epi32(low, 16), _mm_set1_epi32(0x8080E0)));
+    __m128i const over1 = _mm_cmpgt_epi32(c, _mm_set1_epi32(0x7F));
+    __m128i const over2 = _mm_cmpgt_epi32(c, _mm_set1_epi32(0x7FF));
+    __m128i const upTo2 = _mm_or_si128(_mm_andnot_si128(over1, c), _mm_and_si128(over1, two));
+    __m128i const bytes = _mm_or_si128(_mm_andnot_si128(over2, upTo2), _mm_and_si128(over2, three));
+    // A mask is -1.
+    __m128i const lengths = _mm_sub_epi32(_mm_sub_epi32(_mm_set1_epi32(1), over1), over2);
+    alignas(16) std::uint32_t word[4];
+    alignas(16) std::uint32_t length[4];
+    store16(word, bytes);
+    store16(length, lengths);
+    for (int i = 0; i < 4; ++i) {
+        std::memcpy(o, &word[i], 4);
+        o += length[i];
+    }
+    return o;
+}
+
+#endif
+
+// The bytes that do not continue a sequence: in valid text, the characters.
+unsigned long countLeads(char const* in, unsigned long n) {
+    unsigned long count = 0;
+    unsigned long i = 0;
+#if defined(__SSE2__)
+    __m128i const limit = _mm_set1_epi8(-65);
+    while (n - i >= 16) {
+        unsigned long blocks = (n - i) / 16;
+        if (blocks > 255) blocks = 255;  // a lane counts no further
+        __m128i lanes = _mm_setzero_si128();
+        for (; blocks != 0; --blocks, i += 16) {
+            __m128i const b = load16(in + i);
+            lanes = _mm_sub_epi8(lanes, _mm_cmpgt_epi8(b, limit));
+        }
+        __m128i const sums = _mm_sad_epu8(lanes, _mm_setzero_si128());
+        count += static_cast<unsigned long>(_mm_cvtsi128_si64(sums)) +
+                 static_cast<unsigned long>(_mm_cvtsi128_si64(_mm_unpackhi_epi64(sums, sums)));
+    }
+#endif
+    for (; i < n; ++i) count += !continues(static_cast<Byte>(in[i]));
+    return count;
+}
+
+}  // namespace
+
+unsigned long utf8Damage(char const* text, unsigned long n) {
+    auto const* p = reinterpret_cast<Byte const*>(text);
+    Byte const lead = p[0];
+    if (lead < 0xC2 || lead > 0xF4 || n < 2) return 1;
+    Byte low = 0x80;
+    Byte high = 0xBF;
+    if (lead == 0xE0) low = 0xA0;
+    if (lead == 0xED) high = 0x9F;
+    if (lead == 0xF0) low = 0x90;
+    if (lead == 0xF4) high = 0x8F;
+    if (p[1] < low || p[1] > high || lead < 0xE0) return 1;
+    if (n < 3 || !continues(p[2]) || lead < 0xF0) return 2;
+    return 3;
+}
+
+unsigned long utf8ToWide(char const* in, unsigned long n, wchar_t* out) {
+    auto const* p = reinterpret_cast<Byte const*>(in);
+    return decode(p, p + n, out);
+}
+
+void utf8ToWide(char const* in, unsigned long n, std::wstring& out) {
+    // In pieces that stay in the nearest cache: memory is then written once, not cleared first.
+    constexpr unsigned long PIECE = 1024;
+    wchar_t piece[PIECE];
+    out.clear();
+    out.reserve(countLeads(in, n));
+    auto const* p = reinterpret_cast<Byte const*>(in);
+    while (n != 0) {
+        unsigned long length = n;
+        if (n > PIECE) {
+            // Not within a sequence. One has three continuing bytes at most; where there are more,
+            // the last of them belongs to none, and the cut does not matter.
+            length = PIECE;
+            while (length > PIECE - 4 && continues(p[length])) --length;
+        }
+        out.append(piece, decode(p, p + length, piece));
+        p += length;
+        n -= length;
+    }
+}
+
+unsigned long utf8Length(wchar_t const* in, unsigned long n) {
+    constexpr unsigned long BLOCK = 1UL << 20;  // keeps the inner sum in 32 bits
+    unsigned long length = n;
+    while (n != 0) {
+        unsigned long const m = n < BLOCK ? n : BLOCK;
+        std::uint32_t more = 0;
+        for (unsigned long i = 0; i < m; ++i) {
+            auto const c = static_cast<std::uint32_t>(in[i]);
+            more += static_cast<std::uint32_t>(c > 0x7F) + static_cast<std::uint32_t>(c > 0x7FF) +
+                    static_cast<std::uint32_t>(c - 0x10000 < 0x100000);
+        }
+        length += more;
+        in += m;
+        n -= m;
+    }
+    return length;
+}
+
+unsigned long wideToUtf8(wchar_t const* in, unsigned long n, char* out) {
+    wchar_t const* const end = in + n;
+    char* o = out;
+#if defined(__SSE2__)
+    while (end - in >= 16) {
+        __m128i const a = load16(in);
+        __m128i const b = load16(in + 4);
+        __m128i const c = load16(in + 8);
+        __m128i const d = load16(in + 12);
+        __m128i const all = _mm_or_si128(_mm_or_si128(a, b), _mm_or_si128(c, d));
+        if (allBelow(all, 7)) {
+            store16(o, _mm_packus_epi16(_mm_packs_epi32(a, b), _mm_packs_epi32(c, d)));
+            in += 16;
+            o += 16;
+            continue;
+        }
+        // Three times four: the four that stay unread keep the last store inside the result.
+        for (int i = 0; i < 3; ++i, in += 4) o = encode4(o, in);
+    }
+#endif
+    while (in != end) o = encode(o, static_cast<std::uint32_t>(*in++));
+    return static_cast<unsigned long>(o - out);
+}
+
+}  // namespace zan::platform

@@ -1,0 +1,130 @@
+#include "zan/base/base_type_view.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "zan/base/base_type_string.h"
+
+namespace {
+
+using zan::istr;
+using zan::iwstr;
+using zan::ostr;
+
+template <class T>
+std::string dumped(T const& value) {
+    std::ostringstream os;
+    value.dump(os);
+    return os.str();
+}
+
+TEST(ViewNullAndEmpty, BothCountAsEmptyAndCompareEqual) {
+    EXPECT_TRUE(istr(0).is_null());
+    EXPECT_TRUE(istr(0).empty());
+    EXPECT_EQ(0u, istr(0).size());
+    EXPECT_TRUE(iwstr(0).is_null());
+    EXPECT_FALSE(istr("", 0).is_null());
+    EXPECT_TRUE(istr("", 0).empty());
+    EXPECT_TRUE(istr() == istr(""));
+    EXPECT_TRUE(iwstr() == iwstr(L""));
+    EXPECT_EQ(std::string(), static_cast<std::string>(istr()));
+    EXPECT_EQ("0, <null>", dumped(istr()));
+    EXPECT_EQ("2, ab", dumped(istr("ab")));
+    EXPECT_EQ("2, ab", dumped(iwstr(L"ab")));
+}
+
+TEST(ViewOrder, BytesAreUnsignedAndPrefixesSortFirst) {
+    EXPECT_LT(istr("abc").compare(istr("abd")), 0);
+    EXPECT_LT(istr("ab"), istr("abc"));
+    EXPECT_GT(istr("\x80"), istr("\x7f"));
+    EXPECT_GT(istr("a\0b", 3), istr("a"));
+    EXPECT_NE(istr("a\0b", 3), istr("a\0c", 3));
+    char const* const same = "abc";
+    EXPECT_EQ(1, istr(same, 3).compare(istr(same, 2)));
+}
+
+TEST(ViewCutting, NeverReachesOutside) {
+    istr const abc("abc");
+    EXPECT_TRUE(abc.substr(5, 2).empty());
+    EXPECT_EQ("bc", abc.substr(1, 100));
+    EXPECT_EQ("bc", abc.substr(1));
+    EXPECT_EQ("bc", abc.rightstr(2));
+    EXPECT_EQ("abc", abc.rightstr(5));
+    EXPECT_EQ("abc", abc.rightstr(~0UL));
+    EXPECT_EQ("ab", istr(abc, 2));
+    EXPECT_EQ("abc", istr(abc, ~0UL));
+    EXPECT_EQ("c", abc.removeLeft(istr("xy")));
+    EXPECT_EQ("a", abc.removeRight(2));
+    EXPECT_TRUE(abc.beginWith(istr()) && abc.endWith(""));
+    EXPECT_TRUE(abc.beginWith("ab") && abc.endWith("bc") && !abc.beginWith("abcd"));
+    EXPECT_EQ(L"bc", std::wstring(iwstr(L"abc").rightstr(2)));
+}
+
+TEST(ViewTrim, StopsAtBothEnds) {
+    EXPECT_EQ("ab", istr("  ab  ").trim());
+    EXPECT_EQ("a b\t ", istr("\n a b\t ").trimLeft());
+    EXPECT_EQ("\n a b", istr("\n a b\t ").trimRight());
+    char const blanks[3] = {' ', ' ', ' '};  // not terminated
+    EXPECT_TRUE(istr(blanks, 3).trim().empty());
+    EXPECT_TRUE(istr().trim().empty());
+    wchar_t const wide[2] = {L' ', L'\u3000'};
+    EXPECT_LE(iwstr(wide, 2).trimLeft().size(), 1u);
+}
+
+TEST(ViewStream, WritesRawBytesWhateverTheWidth) {
+    std::ostringstream os;
+    os.width(10);
+    os << istr("a\0b", 3);
+    EXPECT_EQ(std::string("a\0b", 3), os.str());
+    os.str("");
+    os.width(0);
+    os << iwstr(L"\u00e4") << istr() << iwstr();
+    EXPECT_EQ("\xc3\xa4", os.str());
+}
+
+TEST(WritableBuffer, CutsAndStaysTerminated) {
+    char memory[5] = {'x', 'x', 'x', 'x', '!'};
+    ostr out(memory, 4);
+    out = "abcdef";
+    EXPECT_STREQ("abc", memory);
+    EXPECT_EQ(3u, out.size());
+    EXPECT_EQ(4u, out.max_size());
+    EXPECT_EQ('!', memory[4]);
+    EXPECT_EQ("3/4, abc", dumped(out));
+    out.assign("a\0b", 3);
+    EXPECT_STREQ("a", memory);
+    EXPECT_EQ(4u, istr(out).size());
+    EXPECT_EQ(0, memory[2]) << "the rest is padded";
+    ostr none(memory, 0);
+    none.assign("abc");
+    EXPECT_STREQ("a", memory);
+    EXPECT_TRUE(none.empty());
+    EXPECT_EQ("0/0, <null>", dumped(ostr()));
+}
+
+TEST(WritableBuffer, AssignFromAnotherRebindsInsteadOfCopying) {
+    char a[4] = "aaa";
+    char b[4] = "bbb";
+    ostr out(a, sizeof(a));
+    out = ostr(b, sizeof(b));
+    EXPECT_EQ(b, out.buffer());
+    EXPECT_STREQ("aaa", a);
+    out.substr(1, 2).assign("x");
+    EXPECT_STREQ("bx", b);
+    out.reset();
+    EXPECT_STREQ("", b);
+    EXPECT_EQ(0, b[3]);
+    char full[3] = {'a', 'b', 'c'};
+    EXPECT_EQ(3u, ostr(full, 3).sizeN());
+    EXPECT_EQ(2u, ostr(full, 3).sizeN(2));
+}
+
+TEST(ViewWithCodePage, KeepsTheNumber) {
+    EXPECT_EQ(-1, zan::istr_cp().codepage());
+    EXPECT_EQ(936, zan::istr_cp("ab", 936).codepage());
+    EXPECT_EQ("ab", zan::istr_cp(std::string("ab"), 936));
+    EXPECT_EQ(2u, zan::iwstr_cp(L"ab", 1252).size());
+}
+
+}  // namespace

@@ -1,0 +1,504 @@
+#include "zan/platform/codepage.h"
+
+#include <gtest/gtest.h>
+#include <iconv.h>
+
+#include <atomic>
+#include <cerrno>
+#include <clocale>
+#include <memory>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace zan::platform {
+namespace {
+
+using namespace std::string_literals;
+
+constexpr wchar_t BAD = 0xFFFD;
+
+// Through the raw form, in buffers of the exact size that the contract asks for, so that a memory
+// checker sees each step too far; and through the string form, which must agree.
+std::wstring wide(long page, std::string const& text) {
+    std::unique_ptr<char[]> in(new char[text.size()]);
+    std::copy(text.begin(), text.end(), in.get());
+    std::unique_ptr<wchar_t[]> out(new wchar_t[text.size()]);
+    unsigned long written = 0;
+    EXPECT_TRUE(toWide(page, in.get(), text.size(), out.get(), written));
+    std::wstring result(out.get(), written);
+    std::wstring again = L"old";
+    EXPECT_TRUE(toWide(page, in.get(), text.size(), again));
+    EXPECT_TRUE(result == again) << "page " << page;
+    return result;
+}
+
+std::string narrow(long page, std::wstring const& text) {
+    std::unique_ptr<wchar_t[]> in(new wchar_t[text.size()]);
+    std::copy(text.begin(), text.end(), in.get());
+    std::unique_ptr<char[]> out(new char[maxBytes(page, text.size())]);
+    unsigned long written = 0;
+    EXPECT_TRUE(fromWide(page, in.get(), text.size(), out.get(), written));
+    std::string result(out.get(), written);
+    std::string again = "old";
+    EXPECT_TRUE(fromWide(page, in.get(), text.size(), again));
+    EXPECT_TRUE(result == again) << "page " << page;
+    return result;
+}
+
+// UTF-8 read off the table of well-formed byte sequences of the Unicode standard, a byte at a
+// time, with no regard to speed.
+std::wstring model(std::string const& text) {
+    std::wstring result;
+    unsigned long i = 0;
+    auto const at = [&](unsigned long k) {
+        return k < text.size() ? static_cast<unsigned char>(text[k]) : 0U;
+    };
+    while (i < text.size()) {
+        unsigned const a = at(i);
+        if (a < 0x80) {
+            result += static_cast<wchar_t>(a);
+            ++i;
+            continue;
+        }
+        unsigned length = 0;
+        unsigned low = 0x80;
+        unsigned high = 0xBF;
+        if (a >= 0xC2 && a <= 0xDF) length = 2;
+        if (a >= 0xE0 && a <= 0xEF) length = 3;
+        if (a >= 0xF0 && a <= 0xF4) length = 4;
+        if (a == 0xE0) low = 0xA0;
+        if (a == 0xED) high = 0x9F;
+        if (a == 0xF0) low = 0x90;
+        if (a == 0xF4) high = 0x8F;
+        unsigned long k = i + 1;
+        unsigned c = a & (0xFFU >> (length + 1));
+        for (; k < i + length && at(k) >= low && at(k) <= high; ++k) {
+            c = c << 6 | (at(k) & 0x3F);
+            low = 0x80;
+            high = 0xBF;
+        }
+        result += length != 0 && k == i + length ? static_cast<wchar_t>(c) : BAD;
+        i = k;
+    }
+    return result;
+}
+
+// The system's converter, driven one step at a time, with the treatment of damage that is promised.
+class Iconv {
+public:
+    Iconv(char const* to, char const* from) : handle_(iconv_open(to, from)) {
+        if (handle_ == reinterpret_cast<iconv_t>(-1)) throw std::runtime_error(from);
+    }
+    ~Iconv() { iconv_close(handle_); }
+    Iconv(Iconv const&) = delete;
+    Iconv& operator=(Iconv const&) = delete;
+
+    // errno value, the output in `out`, what is left in `left`.
+    int run(char const* in, unsigned long n, std::string& out, unsigned long& left) {
+        char buffer[64];
+        char* to = buffer;
+        unsigned long room = sizeof buffer;
+        char* from = const_cast<char*>(in);
+        left = n;
+        iconv(handle_, nullptr, nullptr, nullptr, nullptr);
+        int const error = iconv(handle_, &from, &left, &to, &room) == ~0UL ? errno : 0;
+        out.assign(buffer, to);
+        return error;
+    }
+
+private:
+    iconv_t handle_;
+};
+
+std::wstring modelOfPage(Iconv& decoder, std::string const& text) {
+    std::wstring result;
+    for (unsigned long i = 0; i < text.size();) {
+        unsigned long n = 1;
+        std::string out;
+        unsigned long left;
+        int error = decoder.run(&text[i], 1, out, left);
+        if (error == EINVAL && i + 1 < text.size()) {
+            n = 2;
+            error = decoder.run(&text[i], 2, out, left);
+        }
+        if (error != 0) {
+            result += BAD;
+            ++i;
+        } else {
+            result += *reinterpret_cast<wchar_t const*>(out.data());
+            i += n;
+        }
+    }
+    return result;
+}
+
+struct PageName {
+    long number;
+    char const* charset;
+};
+
+PageName const TABLE_PAGES[] = {
+    {437, "IBM437"},        {850, "IBM850"},        {852, "IBM852"},        {855, "IBM855"},
+    {857, "IBM857"},        {858, "IBM858"},        {860, "IBM860"},        {861, "IBM861"},
+    {862, "IBM862"},        {863, "IBM863"},        {864, "IBM864"},        {865, "IBM865"},
+    {866, "IBM866"},        {869, "IBM869"},        {874, "CP874"},         {932, "CP932"},
+    {936, "GBK"},           {949, "UHC"},           {950, "BIG5"},          {1250, "CP1250"},
+    {1251, "CP1251"},       {1252, "CP1252"},       {1253, "CP1253"},       {1254, "CP1254"},
+    {1256, "CP1256"},       {1257, "CP1257"},       {1361, "JOHAB"},        {10000, "MACINTOSH"},
+    {20127, "ASCII"},       {20866, "KOI8-R"},      {21866, "KOI8-U"},      {28591, "ISO-8859-1"},
+    {28592, "ISO-8859-2"},  {28593, "ISO-8859-3"},  {28594, "ISO-8859-4"},  {28595, "ISO-8859-5"},
+    {28596, "ISO-8859-6"},  {28597, "ISO-8859-7"},  {28598, "ISO-8859-8"},  {28599, "ISO-8859-9"},
+    {28600, "ISO-8859-10"}, {28601, "ISO-8859-11"}, {28603, "ISO-8859-13"}, {28604, "ISO-8859-14"},
+    {28605, "ISO-8859-15"}, {28606, "ISO-8859-16"}, {51949, "EUC-KR"},
+};
+
+PageName const OTHER_PAGES[] = {{1255, "CP1255"},  {1258, "CP1258"},   {50220, "ISO-2022-JP"},
+                                {51932, "EUC-JP"}, {54936, "GB18030"}, {65000, "UTF-7"}};
+
+// --- UTF-8: foreign bytes must not be misread, and none of them may stop the conversion.
+
+TEST(CodePageUtf8Damage, HandCheckedCases) {
+    struct {
+        std::string in;
+        std::wstring out;
+    } const cases[] = {
+        {"", L""},
+        {"a\0b"s, std::wstring(L"a\0b", 3)},
+        {"\xC3\xA9\xE4\xB8\xAD\xF0\x9F\x98\x80", L"\u00e9\u4e2d\U0001f600"},
+        {"\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF", L"\x7f\u0080\u07ff\u0800\uffff"},
+        {"\xED\x9F\xBF\xEE\x80\x80\xF0\x90\x80\x80\xF4\x8F\xBF\xBF",
+         L"\ud7ff\ue000\U00010000\U0010ffff"},
+        {"\x80x\xBF", {BAD, L'x', BAD}},
+        {"\xC0\xAF", {BAD, BAD}},                    // '/' in two bytes
+        {"\xE0\x80\xAF", {BAD, BAD, BAD}},           // and in three
+        {"\xF0\x80\x80\xAF", {BAD, BAD, BAD, BAD}},  // and in four
+        {"\xC1\xBF\xE0\x9F\xBF", {BAD, BAD, BAD, BAD, BAD}},
+        {"\xF0\x8F\xBF\xBF", {BAD, BAD, BAD, BAD}},
+        {"\xED\xA0\x80\xED\xBF\xBF", {BAD, BAD, BAD, BAD, BAD, BAD}},  // surrogates
+        {"\xF4\x90\x80\x80", {BAD, BAD, BAD, BAD}},                    // U+110000
+        {"\xF5\x80\x80\x80\xFE\xFF", {BAD, BAD, BAD, BAD, BAD, BAD}},
+        {"\xE4\xB8x", {BAD, L'x'}},  // a maximal subpart is one
+        {"\xF0\x9F\x98x", {BAD, L'x'}},
+        {"\xE4\xE4\xB8\xAD", {BAD, L'\u4e2d'}},
+        // The example of the Unicode standard, chapter 3.
+        {"\x61\xF1\x80\x80\xE1\x80\xC2\x62\x80\x63\x80\xBF\x64",
+         {L'a', BAD, BAD, BAD, L'b', BAD, L'c', BAD, BAD, L'd'}},
+    };
+    for (auto const& c : cases) {
+        EXPECT_TRUE(wide(65001, c.in) == c.out) << testing::PrintToString(c.in);
+        EXPECT_TRUE(model(c.in) == c.out) << testing::PrintToString(c.in);
+    }
+}
+
+TEST(CodePageUtf8Damage, AllShortSequencesAgreeWithTheModel) {
+    // Every start of a sequence with every second byte, and the bytes at all limits behind it.
+    char const edges[] = "\x00\x41\x7F\x80\x8F\x90\x9F\xA0\xBF\xC0\xC2\xE1\xF1\xFF";
+    std::string const last(edges, sizeof edges - 1);
+    unsigned long wrong = 0;
+    for (unsigned a = 0; a < 256; ++a) {
+        for (unsigned b = 0; b < 256; ++b) {
+            std::string text = {static_cast<char>(a), static_cast<char>(b)};
+            std::wstring out(4, 0);
+            auto const check = [&] {
+                out.resize(text.size());
+                out.resize(utf8ToWide(text.data(), text.size(), out.data()));
+                wrong += out != model(text);
+            };
+            check();
+            for (char c : last) {
+                text.resize(2);
+                text += c;
+                check();
+                if (a < 0xE0) continue;
+                for (char d : last) {
+                    text.resize(3);
+                    text += d;
+                    check();
+                }
+            }
+        }
+    }
+    EXPECT_EQ(0UL, wrong);
+}
+
+TEST(CodePageUtf8Damage, EveryTruncationAndEveryDamagedByte) {
+    std::string const text =
+        "The quick brown fox: \xC3\xA9t\xC3\xA9, \xE4\xB8\xAD\xE6\x96\x87 \xF0\x9F\x98\x80, and on "
+        "for more than a block of sixteen.";
+    for (unsigned long cut = 0; cut <= text.size(); ++cut)
+        EXPECT_TRUE(wide(65001, text.substr(0, cut)) == model(text.substr(0, cut))) << cut;
+    for (unsigned long at = 0; at < text.size(); ++at) {
+        for (int flip : {0x01, 0x20, 0x40, 0x80, 0xFF}) {
+            std::string damaged = text;
+            damaged[at] = static_cast<char>(damaged[at] ^ flip);
+            EXPECT_TRUE(wide(65001, damaged) == model(damaged)) << at << " by " << flip;
+        }
+    }
+}
+
+TEST(CodePageUtf8Damage, LongTextsAreCutNowhere) {
+    for (std::string const& piece :
+         {std::string("\xF0\x9F\x98\x80"), std::string("\xE4\xB8\xAD"), std::string("\xC3\xA9"),
+          std::string("\x80"), std::string("\xE4\xB8"), std::string("\xF0\x9F\x98")}) {
+        for (unsigned long offset = 0; offset < 5; ++offset) {
+            std::string text(offset, 'x');
+            while (text.size() < 5000) text += piece;
+            ASSERT_TRUE(wide(65001, text) == model(text)) << testing::PrintToString(piece);
+        }
+    }
+}
+
+TEST(CodePageUtf8Damage, RandomMixturesAgreeWithTheModel) {
+    unsigned const seed = std::random_device()();
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937 random(seed);
+    std::string const pieces[] = {"a",
+                                  "0123456789abcdefghij",
+                                  "\xC3\xA9",
+                                  "\xE4\xB8\xAD",
+                                  "\xF0\x9F\x98\x80",
+                                  "\xE4\xB8",
+                                  "\x80",
+                                  "\xFF",
+                                  "\xED\xA0\x80",
+                                  "\n",
+                                  "\xF4\x90\x80\x80",
+                                  "\xC3"};
+    for (int round = 0; round < 3000; ++round) {
+        std::string text;
+        unsigned long const kinds = 1 + random() % 12;
+        // Some of them longer than what is converted in one piece.
+        unsigned long n = random() % (round % 8 == 0 ? 1000 : 40);
+        for (; n != 0; --n) text += pieces[random() % kinds];
+        ASSERT_TRUE(wide(65001, text) == model(text)) << testing::PrintToString(text);
+    }
+}
+
+TEST(CodePageUtf8, EveryCodePointAgreesWithTheSystem) {
+    Iconv encoder("UTF-8", "WCHAR_T");
+    unsigned long wrong = 0;
+    for (long c = 0; c < 0x110000; ++c) {
+        auto const w = static_cast<wchar_t>(c);
+        bool const surrogate = c >= 0xD800 && c < 0xE000;
+        std::string expected = "\xEF\xBF\xBD";
+        unsigned long left;
+        if (!surrogate) encoder.run(reinterpret_cast<char const*>(&w), sizeof w, expected, left);
+        char bytes[4];
+        unsigned long const n = wideToUtf8(&w, 1, bytes);
+        wchar_t back[4];
+        bool const same = std::string(bytes, n) == expected && utf8Length(&w, 1) == n &&
+                          utf8ToWide(bytes, n, back) == 1 && back[0] == (surrogate ? BAD : w);
+        wrong += !same;
+    }
+    EXPECT_EQ(0UL, wrong);
+    for (long c : {0x110000L, 0x7FFFFFFFL, -1L, -0x7FFFFFFFL}) {
+        EXPECT_EQ("\xEF\xBF\xBD", narrow(65001, {static_cast<wchar_t>(c)}));
+        EXPECT_EQ("x?y", narrow(936, {L'x', static_cast<wchar_t>(c), L'y'}));
+    }
+}
+
+TEST(CodePageUtf8, RandomTextComesBack) {
+    unsigned const seed = std::random_device()();
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937 random(seed);
+    long const limits[] = {0x7F, 0x7FF, 0xD7FF, 0x10FFFF};
+    for (int round = 0; round < 1000; ++round) {
+        std::wstring text;
+        for (unsigned long n = random() % 100; n != 0; --n) {
+            long const limit = limits[random() % 4];
+            auto c = static_cast<wchar_t>(random() % static_cast<unsigned long>(limit + 1));
+            if (c >= 0xD800 && c < 0xE000) c = L' ';
+            // Runs, so that the wide steps have something to do.
+            text.append(random() % 4 == 0 ? random() % 30 : 1, c);
+        }
+        std::string const bytes = narrow(65001, text);
+        EXPECT_EQ(utf8Length(text.data(), text.size()), bytes.size());
+        ASSERT_TRUE(wide(65001, bytes) == text);
+    }
+}
+
+// --- The tables must say what the system's converter says.
+
+TEST(CodePageTables, AllBytesAndPairsAgreeWithTheSystem) {
+    for (PageName const& page : TABLE_PAGES) {
+        Iconv decoder("WCHAR_T", page.charset);
+        std::string all;
+        for (int a = 0; a < 256; ++a) all += static_cast<char>(a);
+        EXPECT_TRUE(wide(page.number, all) == modelOfPage(decoder, all)) << page.charset;
+        bool const pairs = page.number == 936 || page.number == 932 || page.number == 949 ||
+                           page.number == 950 || page.number == 1361 || page.number == 51949;
+        unsigned long wrong = 0;
+        for (int a = 0; a < 256; ++a) {
+            char const first = static_cast<char>(a);
+            wrong += wide(page.number, {first}) != modelOfPage(decoder, {first});
+            for (int b = 0; pairs && b < 256; ++b) {
+                std::string const text = {first, static_cast<char>(b)};
+                std::wstring out(2, 0);
+                unsigned long n;
+                toWide(page.number, text.data(), 2, out.data(), n);
+                out.resize(n);
+                wrong += out != modelOfPage(decoder, text);
+            }
+        }
+        EXPECT_EQ(0UL, wrong) << page.charset;
+    }
+}
+
+TEST(CodePageTables, AllCharactersAgreeWithTheSystem) {
+    for (PageName const& page : TABLE_PAGES) {
+        Iconv encoder(page.charset, "WCHAR_T");
+        unsigned long wrong = 0;
+        for (wchar_t c = 0; c < 0x10000; ++c) {
+            std::string expected;
+            unsigned long left;
+            if (encoder.run(reinterpret_cast<char const*>(&c), sizeof c, expected, left) != 0)
+                expected = "?";
+            char bytes[4];
+            unsigned long n;
+            fromWide(page.number, &c, 1, bytes, n);
+            wrong += std::string(bytes, n) != expected;
+        }
+        EXPECT_EQ(0UL, wrong) << page.charset;
+    }
+}
+
+TEST(CodePageTables, DamageDoesNotSwallowWhatFollows) {
+    EXPECT_TRUE(wide(936, "\xD6\xD0\xCE\xC4") == L"\u4e2d\u6587");
+    EXPECT_TRUE(wide(936, "a\xD6") == (std::wstring{L'a', BAD}));
+    EXPECT_TRUE(wide(936, "\xD6\n<\xFF/>") == (std::wstring{BAD, L'\n', L'<', BAD, L'/', L'>'}));
+    EXPECT_EQ("\xD6\xD0?\xCE\xC4", narrow(936, L"\u4e2d\U0001f600\u6587"));
+    std::string const text = "0123456789 \xD6\xD0\xCE\xC4, and sixteen plain characters";
+    Iconv decoder("WCHAR_T", "GBK");
+    for (unsigned long cut = 0; cut <= text.size(); ++cut)
+        EXPECT_TRUE(wide(936, text.substr(0, cut)) == modelOfPage(decoder, text.substr(0, cut)));
+}
+
+// --- The other pages: state must not leak from one text into the next.
+
+TEST(CodePageState, EachTextStartsAndEndsInTheInitialState) {
+    // Hiragana A between the escapes to JIS X 0208 and back to ASCII.
+    EXPECT_EQ("\x1B$B$\"\x1B(B", narrow(50220, L"\u3042"));
+    EXPECT_EQ("x\x1B$B$\"\x1B(B?y", narrow(50220, L"x\u3042\U0001f600y"));
+    EXPECT_TRUE(wide(50220, "\x1B$B$\"\x1B(Bz") == L"\u3042z");
+    EXPECT_TRUE(wide(50220, "\x1B$B$\"") == L"\u3042");  // not shifted back
+    EXPECT_TRUE(wide(50220, "$\"") == L"$\"");
+    EXPECT_EQ("Hi +U8s-!", narrow(65000, L"Hi \u53cb!").substr(0, 3) + "+U8s-!");
+    EXPECT_TRUE(wide(65000, "Hi Mom +Jjo-!") == L"Hi Mom \u263a!");
+    EXPECT_TRUE(wide(65000, "+Jjo") == L"\u263a");
+    EXPECT_TRUE(wide(65000, "Jjo") == L"Jjo");
+    EXPECT_TRUE(wide(65000, "a\xFFz") == (std::wstring{L'a', BAD, L'z'}));
+}
+
+TEST(CodePageState, CombinedLettersKeepTheirPlaceBesideDamage) {
+    // Alef and patah make one character; a letter that waits for a mark comes before the damage.
+    EXPECT_TRUE(wide(1255, "\xE0\xC7") == L"\ufb2e");
+    EXPECT_TRUE(wide(1255, "\xE0\xFFx") == (std::wstring{0x05D0, BAD, L'x'}));
+    EXPECT_TRUE(wide(1255, "\xE0") == L"\u05d0");
+    EXPECT_TRUE(wide(1258, "e\xCC") == L"\u00e8");
+    EXPECT_TRUE(wide(1258, "e\xD2\xFF") == wide(1258, "e\xD2") + wide(1258, "\xFF"));
+}
+
+TEST(CodePageState, RandomBytesNeverStopAConversion) {
+    unsigned const seed = std::random_device()();
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937 random(seed);
+    std::string const mark = "#the end#";
+    for (PageName const& page : OTHER_PAGES) {
+        for (int round = 0; round < 500; ++round) {
+            std::string text;
+            for (unsigned long n = random() % 30; n != 0; --n) text += static_cast<char>(random());
+            std::wstring const out = wide(page.number, text + "\r\n" + mark);
+            // In a page with shifts the noise may have put the mark into another alphabet.
+            bool const shifts = page.number == 50220 || page.number == 65000;
+            ASSERT_TRUE(shifts || out.find(L"#the end#") != std::wstring::npos)
+                << page.charset << ' ' << testing::PrintToString(text);
+        }
+    }
+}
+
+TEST(CodePageState, TextThatAPageHoldsComesBack) {
+    unsigned const seed = std::random_device()();
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937 random(seed);
+    for (PageName const& page : OTHER_PAGES) {
+        if (page.number == 1255 || page.number == 1258) continue;  // marks are combined
+        bool const all = page.number == 54936 || page.number == 65000;
+        for (int round = 0; round < 200; ++round) {
+            std::wstring text;
+            for (unsigned long n = random() % 30; n != 0; --n) {
+                unsigned long const kind = random() % 3;
+                auto c = static_cast<wchar_t>(L' ' + random() % 0x5F);
+                if (c == L'\\' || c == L'~') c = L'-';  // not the same in all Japanese pages
+                if (kind == 1) c = static_cast<wchar_t>(0x3041 + random() % 80);
+                if (kind == 2 && all) c = static_cast<wchar_t>(0x10400 + random() % 0x4F);
+                text += c;
+            }
+            std::string const bytes = narrow(page.number, text);
+            ASSERT_TRUE(wide(page.number, bytes) == text) << page.charset;
+            // Nothing that it lacks is lost without a trace, not even a tag character.
+            if (all) continue;
+            EXPECT_EQ(bytes + "?", narrow(page.number, text + L'\xE0041')) << page.charset;
+        }
+    }
+}
+
+// --- Which numbers there are.
+
+TEST(CodePageNumbers, TheKnownOnesConvertAndTheUnknownFail) {
+    auto const check = [](long page) {
+        EXPECT_TRUE(codePageKnown(page)) << page;
+        EXPECT_TRUE(wide(page, "abc 123") == L"abc 123") << page;
+        EXPECT_EQ("abc 123", narrow(page, L"abc 123")) << page;
+        EXPECT_TRUE(wide(page, "").empty());
+        EXPECT_TRUE(narrow(page, L"").empty());
+    };
+    for (PageName const& page : TABLE_PAGES) check(page.number);
+    for (PageName const& page : OTHER_PAGES) check(page.number);
+    check(65001);
+    check(0);
+    for (long page : {-2L, -1L, 1L, 937L, 28590L, 28602L, 65002L, 1L << 40}) {
+        EXPECT_FALSE(codePageKnown(page)) << page;
+        std::wstring w = L"old";
+        std::string s = "old";
+        EXPECT_FALSE(toWide(page, "abc", 3, w));
+        EXPECT_FALSE(fromWide(page, L"abc", 3, s));
+        EXPECT_TRUE(w.empty() && s.empty());
+    }
+}
+
+TEST(CodePageNumbers, ZeroIsUtf8WhereTheLocaleIsPlain) {
+    std::string const before = std::setlocale(LC_CTYPE, nullptr);
+    for (char const* name : {"C", "C.UTF-8"}) {
+        if (std::setlocale(LC_CTYPE, name) == nullptr) continue;
+        EXPECT_TRUE(wide(0, "\xC3\xA9\xFF") == (std::wstring{0xE9, BAD})) << name;
+        EXPECT_EQ("\xC3\xA9", narrow(0, L"\u00e9")) << name;
+    }
+    std::setlocale(LC_CTYPE, before.c_str());
+}
+
+// --- Converters and tables are shared or bound to threads.
+
+TEST(CodePageThreads, FirstUseInManyThreadsAtOnce) {
+    std::atomic<int> wrong{0};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 8; ++t) {
+        threads.emplace_back([&wrong] {
+            for (int round = 0; round < 50; ++round) {
+                std::string bytes;
+                std::wstring back;
+                for (long page : {932L, 50220L, 54936L, 51932L}) {
+                    bool const done = fromWide(page, L"\u65e5\u672c", 2, bytes) &&
+                                      toWide(page, bytes.data(), bytes.size(), back);
+                    wrong += !done || back != L"\u65e5\u672c";
+                }
+            }
+        });
+    }
+    for (auto& thread : threads) thread.join();
+    EXPECT_EQ(0, wrong.load());
+}
+
+}  // namespace
+}  // namespace zan::platform

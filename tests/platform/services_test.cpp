@@ -1,0 +1,391 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <signal.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <condition_variable>
+#include <iostream>
+#include <mutex>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "zan/platform/clock.h"
+#include "zan/platform/console_input.h"
+#include "zan/platform/debugger.h"
+#include "zan/platform/file.h"
+#include "zan/platform/last_error.h"
+#include "zan/platform/process_image.h"
+#include "zan/platform/quit_signal.h"
+#include "zan/platform/tcp_socket.h"
+#include "zan/platform/thread.h"
+
+#if defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define ZAN_UNDER_TSAN
+#endif
+#elif defined(__SANITIZE_THREAD__)
+#define ZAN_UNDER_TSAN
+#endif
+
+namespace zan::platform {
+namespace {
+
+// --- Clock and errors.
+
+TEST(PlatformClock, GoesForwardAtItsFrequency) {
+    long long frequency = 0;
+    long long last = 0;
+    long long now = 0;
+    ASSERT_TRUE(queryFrequency(frequency));
+    EXPECT_EQ(1000000000, frequency);
+    ASSERT_TRUE(readCounter(last));
+    for (int i = 0; i < 1000; ++i) {
+        ASSERT_TRUE(readCounter(now));
+        ASSERT_GE(now, last);
+        last = now;
+    }
+    long long const coarse = coarseMilliSeconds();
+    ASSERT_TRUE(readCounter(now));
+    EXPECT_LE(coarse, now / 1000000);
+    sleepMilliSeconds(25);
+    EXPECT_GE(coarseMilliSeconds() - coarse, 10);
+}
+
+TEST(PlatformErrors, TextsForAllNumbersLeaveErrnoAlone) {
+    setLastError(ENOENT);
+    EXPECT_EQ("No such file or directory", errorText(ENOENT));
+    EXPECT_EQ("Unknown error 4711", errorText(4711));
+    EXPECT_EQ("Unknown error -1", errorText(-1));
+    EXPECT_EQ(nullptr, errorDescription(4711));
+    EXPECT_EQ(ENOENT, lastError());
+    std::thread([] { setLastError(EPERM); }).join();
+    EXPECT_EQ(ENOENT, lastError());
+}
+
+TEST(PlatformImage, IsThisProgram) {
+    std::string const path = executablePath();
+    ASSERT_FALSE(path.empty());
+    EXPECT_EQ('/', path[0]);
+    EXPECT_EQ(0, access(path.c_str(), X_OK));
+}
+
+// Runs itself once more, as a copy that removes its own file and tells its path then.
+TEST(PlatformImage, OfARemovedProgramKeepsItsName) {
+    char const* const CHILD = "ZAN_TEST_REMOVED_IMAGE";
+    if (getenv(CHILD) != nullptr) {
+        unlink(executablePath().c_str());
+        std::string const path = executablePath();
+        _exit(write(3, path.data(), path.size()) > 0 ? 0 : 1);
+    }
+    char folder[] = "/tmp/zan_image_XXXXXX";
+    ASSERT_NE(nullptr, mkdtemp(folder));
+    std::string const copy = std::string(folder) + "/program";
+    ASSERT_EQ(0, system(("cp " + executablePath() + " " + copy).c_str()));
+    int ends[2];
+    ASSERT_EQ(0, pipe(ends));
+    setenv(CHILD, "1", 1);
+    pid_t const child = fork();
+    if (child == 0) {
+        dup2(ends[1], 3);
+        unsetenv("GTEST_TOTAL_SHARDS");
+        unsetenv("GTEST_SHARD_INDEX");
+        execl(copy.c_str(), copy.c_str(), "--gtest_brief=1",
+              "--gtest_filter=PlatformImage.OfARemovedProgramKeepsItsName",
+              static_cast<char*>(nullptr));
+        _exit(127);
+    }
+    unsetenv(CHILD);
+    close(ends[1]);
+    std::string told;
+    char buffer[256];
+    for (ssize_t n; (n = read(ends[0], buffer, sizeof buffer)) > 0;)
+        told.append(buffer, static_cast<unsigned long>(n));
+    close(ends[0]);
+    waitpid(child, nullptr, 0);
+    EXPECT_EQ(copy, told);
+    unlink(copy.c_str());
+    rmdir(folder);
+}
+
+TEST(PlatformFile, OpenFlagsAreTranslatedOrRefused) {
+    EXPECT_EQ(O_RDONLY | O_CLOEXEC, openFlags(0x8000));
+    EXPECT_EQ(O_RDONLY | O_CLOEXEC, openFlags(0x4000));
+    EXPECT_EQ(O_WRONLY | O_CREAT | O_CLOEXEC, openFlags(0x8101));
+    EXPECT_EQ(O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, openFlags(0x8302));
+    EXPECT_EQ(O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, openFlags(0x8109));
+    for (int flags : {0x0003, 0x0040, 0x0004, -1, O_CREAT | O_WRONLY}) {
+        errno = 0;
+        EXPECT_EQ(-1, openFlags(flags)) << flags;
+        EXPECT_EQ(EINVAL, errno);
+    }
+}
+
+// --- Console input: the descriptor, stdin and std::cin each hold text of their own.
+
+class StandardInput {
+public:
+    StandardInput() : saved_(dup(0)) {
+        int ends[2];
+        if (pipe(ends) != 0) throw std::runtime_error("pipe");
+        fflush(stdin);
+        dup2(ends[0], 0);
+        close(ends[0]);
+        write_ = ends[1];
+    }
+    ~StandardInput() {
+        end();
+        while (std::cin.good() && inputWaiting()) std::cin.get();
+        clearerr(stdin);
+        std::cin.clear();
+        dup2(saved_, 0);
+        close(saved_);
+    }
+    void type(std::string const& text) {
+        ASSERT_EQ(static_cast<ssize_t>(text.size()), write(write_, text.data(), text.size()));
+    }
+    void end() {
+        if (write_ != -1) close(write_);
+        write_ = -1;
+    }
+
+private:
+    int saved_;
+    int write_ = -1;
+};
+
+TEST(PlatformConsole, LinesThatCameTogetherAreAllSeen) {
+    StandardInput input;
+    EXPECT_FALSE(inputWaiting());
+    input.type("one\ntwo\nthree\n");
+    std::string line;
+    for (char const* expected : {"one", "two", "three"}) {
+        ASSERT_TRUE(inputWaiting()) << expected;
+        ASSERT_TRUE(std::getline(std::cin, line));
+        EXPECT_EQ(expected, line);
+    }
+    EXPECT_FALSE(inputWaiting());
+    input.end();
+    EXPECT_TRUE(inputWaiting());  // the end of file does not block
+    EXPECT_FALSE(std::getline(std::cin, line));
+}
+
+TEST(PlatformConsole, AnotherStreamBehindCinCounts) {
+    StandardInput input;
+    std::istringstream text("x\n");
+    std::streambuf* const before = std::cin.rdbuf(text.rdbuf());
+    EXPECT_TRUE(inputWaiting());
+    std::cin.get();
+    std::cin.get();
+    EXPECT_FALSE(inputWaiting());
+    std::cin.rdbuf(before);
+}
+
+TEST(PlatformConsole, AClosedDescriptorHasNothing) {
+    int const saved = dup(0);
+    close(0);
+    EXPECT_FALSE(inputWaiting());
+    dup2(saved, 0);
+    close(saved);
+}
+
+// --- Debugger.
+
+std::wstring lastDebugText;
+
+TEST(PlatformDebugger, ServicesAreReplacedAndRestored) {
+    EXPECT_FALSE(debuggerPresent());
+    EXPECT_EQ(nullptr, setDebuggerProbe([] { return true; }));
+    EXPECT_TRUE(debuggerPresent());
+    EXPECT_NE(nullptr, setDebuggerProbe(nullptr));
+    EXPECT_FALSE(debuggerPresent());
+    DebuggerChannel const channel = [](wchar_t const* text, unsigned long n) {
+        lastDebugText.assign(text, n);
+    };
+    setDebuggerChannel(channel);
+    debugOutput(L"seen and not", 4);
+    EXPECT_TRUE(lastDebugText == L"seen");
+    EXPECT_EQ(channel, setDebuggerChannel(nullptr));
+    debugOutput(L"nobody listens", 14);
+}
+
+// --- Quit signals.
+
+// What the callbacks were called with, and by which thread.
+struct Calls {
+    std::mutex mutex;
+    std::condition_variable called;
+    std::vector<int> signals;
+    std::vector<unsigned> threads;
+
+    void add(int signal) {
+        std::lock_guard<std::mutex> lock(mutex);
+        signals.push_back(signal);
+        threads.push_back(threadId());
+        called.notify_all();
+    }
+    void wait(unsigned long n) {
+        std::unique_lock<std::mutex> lock(mutex);
+        called.wait(lock, [&] { return signals.size() >= n; });
+    }
+    void clear() {
+        std::lock_guard<std::mutex> lock(mutex);
+        signals.clear();
+        threads.clear();
+    }
+};
+Calls calls;
+Calls otherCalls;
+
+void onQuit(int signal) {
+    calls.add(signal);
+}
+
+TEST(PlatformQuitSignal, EachSignalCallsOnAnOrdinaryThread) {
+    struct sigaction before = {};
+    struct sigaction after = {};
+    sigaction(SIGTERM, nullptr, &before);
+    for (int round = 0; round < 10; ++round) {
+        calls.clear();
+        ASSERT_EQ(0, installQuitSignals(&onQuit));
+        raise(SIGTERM);
+        calls.wait(1);
+        raise(SIGINT);
+        raise(SIGINT);
+        kill(getpid(), SIGTERM);
+        calls.wait(4);
+        uninstallQuitSignals();
+        uninstallQuitSignals();
+        EXPECT_EQ((std::vector<int>{SIGTERM, SIGINT, SIGINT, SIGTERM}), calls.signals);
+        for (unsigned thread : calls.threads) EXPECT_NE(threadId(), thread);
+        sigaction(SIGTERM, nullptr, &after);
+        EXPECT_EQ(before.sa_handler, after.sa_handler);
+    }
+    EXPECT_EQ(EINVAL, installQuitSignals(nullptr));
+}
+
+TEST(PlatformQuitSignal, InstallingAgainReplacesTheCallback) {
+    calls.clear();
+    otherCalls.clear();
+    ASSERT_EQ(0, installQuitSignals(&onQuit));
+    ASSERT_EQ(0, installQuitSignals([](int signal) { otherCalls.add(signal); }));
+    raise(SIGINT);
+    otherCalls.wait(1);
+    uninstallQuitSignals();
+    EXPECT_TRUE(calls.signals.empty());
+}
+
+TEST(PlatformQuitSignal, UninstallingWaitsForTheCallbackButNotInIt) {
+    static std::atomic<int> stage{0};
+    stage = 0;
+    ASSERT_EQ(0, installQuitSignals([](int) {
+                  stage = 1;
+                  sleepMilliSeconds(20);
+                  stage = 2;
+              }));
+    raise(SIGTERM);
+    while (stage == 0) yieldThread();
+    uninstallQuitSignals();
+    EXPECT_EQ(2, stage.load());
+
+    calls.clear();
+    ASSERT_EQ(0, installQuitSignals([](int signal) {
+                  uninstallQuitSignals();
+                  installQuitSignals(&onQuit);
+                  calls.add(signal);
+              }));
+    raise(SIGTERM);
+    calls.wait(1);
+    raise(SIGINT);
+    calls.wait(2);
+    uninstallQuitSignals();
+    EXPECT_EQ((std::vector<int>{SIGTERM, SIGINT}), calls.signals);
+}
+
+TEST(PlatformQuitSignal, AForkedChildDiesOfItsOwnSignal) {
+#if defined(ZAN_UNDER_TSAN)
+    GTEST_SKIP() << "the thread checker runs no handlers in the child of a program with threads";
+#endif
+    calls.clear();
+    ASSERT_EQ(0, installQuitSignals(&onQuit));
+    pid_t const child = fork();
+    if (child == 0) {
+        alarm(20);  // the end, if the signal is lost
+        raise(SIGTERM);
+        for (;;) sleepMilliSeconds(10);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM);
+    raise(SIGINT);
+    calls.wait(1);
+    uninstallQuitSignals();
+    EXPECT_EQ(std::vector<int>{SIGINT}, calls.signals);
+}
+
+// --- Sockets.
+
+TEST(PlatformSocket, ShutdownWakesABlockedReader) {
+    int ends[2];
+    ASSERT_EQ(0, socketpair(AF_UNIX, SOCK_STREAM, 0, ends));
+    ssize_t got = -1;
+    std::thread reader([&] {
+        char byte;
+        got = read(ends[0], &byte, 1);
+    });
+    shutdownSocket(ends[0]);
+    reader.join();
+    EXPECT_EQ(0, got);
+    errno = 7;
+    shutdownSocket(-1);
+    EXPECT_EQ(7, errno);
+    close(ends[0]);
+    close(ends[1]);
+}
+
+TEST(PlatformSocket, TheWakerEndsAWaitFromAnywhere) {
+    int ends[2];
+    ASSERT_EQ(0, socketpair(AF_UNIX, SOCK_STREAM, 0, ends));
+    Waker waker;
+    ASSERT_TRUE(waker.valid());
+    EXPECT_EQ(Waited::TimedOut, waitReadable(ends[0], waker, 0));
+    long long begin = 0;
+    long long end = 0;
+    readCounter(begin);
+    EXPECT_EQ(Waited::TimedOut, waitReadable(ends[0], waker, 20));
+    readCounter(end);
+    EXPECT_GE(end - begin, 20 * 1000000LL);
+
+    std::thread other([&] { waker.wake(); });
+    EXPECT_EQ(Waited::Woken, waitReadable(ends[0], waker, -1));
+    other.join();
+    waker.wake();
+    EXPECT_EQ(Waited::Woken, waitReadable(ends[0], waker, 1LL << 62));  // it stays
+    waker.reset();
+    waker.reset();
+    EXPECT_EQ(Waited::TimedOut, waitReadable(ends[0], waker, 0));
+
+    ASSERT_EQ(1, write(ends[1], "x", 1));
+    EXPECT_EQ(Waited::Ready, waitReadable(ends[0], waker, -1));
+    waker.wake();
+    EXPECT_EQ(Waited::Woken, waitReadable(ends[0], waker, -1));
+    waker.reset();
+    close(ends[1]);
+    char byte;
+    EXPECT_EQ(1, read(ends[0], &byte, 1));
+    EXPECT_EQ(Waited::Ready, waitReadable(ends[0], waker, -1));  // end of stream
+    close(ends[0]);
+    EXPECT_EQ(Waited::Failed, waitReadable(ends[0], waker, -1));
+    EXPECT_EQ(EBADF, errno);
+}
+
+}  // namespace
+}  // namespace zan::platform

@@ -1,0 +1,359 @@
+#include "zan/platform/thread.h"
+
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <condition_variable>
+#include <fstream>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "zan/platform/clock.h"
+
+namespace zan::platform {
+namespace {
+
+using Work = std::function<void()>;
+
+void runWork(void* arg) {
+    (*static_cast<Work*>(arg))();
+}
+
+ThreadHandle startWork(Work& work, unsigned long stackSize = 0) {
+    ThreadHandle thread;
+    EXPECT_EQ(0, ThreadHandle::start(&runWork, &work, stackSize, thread));
+    return thread;
+}
+
+// Opens once, for any number of waiters.
+class Gate {
+public:
+    void open() {
+        std::lock_guard<std::mutex> lock(mutex_);
+        open_ = true;
+        opened_.notify_all();
+    }
+    void pass() {
+        std::unique_lock<std::mutex> lock(mutex_);
+        opened_.wait(lock, [this] { return open_; });
+    }
+
+private:
+    std::mutex mutex_;
+    std::condition_variable opened_;
+    bool open_ = false;
+};
+
+long threadsOfProcess() {
+    std::ifstream status("/proc/self/status");
+    std::string word;
+    while (status >> word)
+        if (word == "Threads:") {
+            long n = 0;
+            status >> n;
+            return n;
+        }
+    return -1;
+}
+
+// --- Ids are cached: the cache must not outlive its truth.
+
+TEST(ThreadIds, AreTheKernelsAndDiffer) {
+    EXPECT_EQ(static_cast<unsigned>(gettid()), threadId());
+    EXPECT_EQ(static_cast<unsigned>(getpid()), processId());
+    unsigned inside = 0;
+    Work work = [&] { inside = threadId(); };
+    ThreadHandle thread = startWork(work);
+    unsigned const id = thread.id();
+    EXPECT_NE(0U, id);
+    EXPECT_NE(threadId(), id);
+    EXPECT_EQ(0, thread.join());
+    EXPECT_EQ(id, inside);
+    EXPECT_EQ(id, thread.id());  // stays
+}
+
+TEST(ThreadIds, AreRightInTheChildOfAFork) {
+    ThreadHandle const self = ThreadHandle::current();
+    threadId();
+    processId();
+    pid_t const child = fork();
+    if (child == 0) {
+        bool const good = threadId() == static_cast<unsigned>(gettid()) &&
+                          processId() == static_cast<unsigned>(getpid()) && self.id() == threadId();
+        _exit(good ? 0 : 1);
+    }
+    int status = -1;
+    ASSERT_EQ(child, waitpid(child, &status, 0));
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    EXPECT_EQ(static_cast<unsigned>(getpid()), processId());
+}
+
+// --- A join must wait, from however many threads, and see all that was done.
+
+TEST(ThreadJoin, SeveralThreadsAtOnceAllWaitForTheEnd) {
+    for (int round = 0; round < 20; ++round) {
+        Gate gate;
+        std::vector<int> written;  // unguarded: the join alone must order it
+        Work work = [&] {
+            gate.pass();
+            written.assign(100, round);
+        };
+        ThreadHandle thread = startWork(work);
+        ThreadHandle const second = thread.share();
+        EXPECT_FALSE(second.owns());
+        std::vector<std::thread> joiners;
+        std::atomic<int> good{0};
+        for (int i = 0; i < 4; ++i)
+            joiners.emplace_back([&, i] {
+                int const error = (i % 2 ? second : thread).join();
+                good += error == 0 && written.size() == 100;
+            });
+        EXPECT_TRUE(thread.alive());
+        gate.open();
+        for (auto& joiner : joiners) joiner.join();
+        EXPECT_EQ(4, good.load());
+        EXPECT_FALSE(thread.alive());
+        EXPECT_EQ(0, thread.join());  // again, at once
+    }
+}
+
+TEST(ThreadJoin, WaitsForTheThreadsOwnObjectsToo) {
+    static std::atomic<bool> gone{false};
+    gone = false;
+    struct Last {
+        ~Last() { gone = true; }
+        void touch() {}
+    };
+    Work work = [] {
+        static thread_local Last last;
+        last.touch();
+    };
+    ThreadHandle thread = startWork(work);
+    EXPECT_EQ(0, thread.join());
+    EXPECT_TRUE(gone);
+}
+
+TEST(ThreadJoin, OfOneselfAndOfNothingAreErrors) {
+    EXPECT_EQ(EINVAL, ThreadHandle().join());
+    EXPECT_EQ(EDEADLK, ThreadHandle::current().join());
+    ThreadHandle own;
+    std::mutex mutex;
+    int error = 0;
+    Work work = [&] {
+        std::lock_guard<std::mutex> lock(mutex);
+        error = own.join();
+    };
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        own = startWork(work);
+    }
+    EXPECT_EQ(0, own.join());
+    EXPECT_EQ(EDEADLK, error);
+}
+
+TEST(ThreadJoin, OfAThreadThatWasGivenUpWaitsForItsEnd) {
+    Gate gate;
+    bool done = false;
+    Work work = [&] {
+        gate.pass();
+        done = true;
+    };
+    ThreadHandle thread = startWork(work);
+    ThreadHandle const other = thread.share();
+    thread.close();
+    EXPECT_FALSE(thread.valid());
+    EXPECT_TRUE(other.alive());
+    gate.open();
+    EXPECT_EQ(0, other.join());
+    EXPECT_TRUE(done);
+    EXPECT_FALSE(other.alive());
+}
+
+TEST(ThreadJoin, OfAForeignThreadThroughItsOwnHandle) {
+    Gate started;
+    Gate gate;
+    ThreadHandle handle;
+    std::thread foreign([&] {
+        handle = ThreadHandle::current();
+        started.open();
+        gate.pass();
+    });
+    started.pass();
+    EXPECT_FALSE(handle.owns());
+    EXPECT_TRUE(handle.alive());
+    gate.open();
+    EXPECT_EQ(0, handle.join());
+    EXPECT_FALSE(handle.alive());
+    foreign.join();
+    EXPECT_TRUE(ThreadHandle::current().alive());
+}
+
+// --- Handles own: the resources of a thread go exactly once.
+
+TEST(ThreadOwnership, AThreadMayDropItsLastHandleItself) {
+    // As when the object that holds the handle dies in the thread it started.
+    auto* handle = new ThreadHandle;
+    auto* gate = new Gate;
+    Gate done;
+    Work work = [&] {
+        gate->pass();
+        delete handle;
+        delete gate;
+        done.open();
+    };
+    *handle = startWork(work);
+    gate->open();
+    done.pass();
+}
+
+TEST(ThreadOwnership, MovedHandlesAreOneOwner) {
+    Work work = [] {};
+    ThreadHandle a = startWork(work);
+    unsigned const id = a.id();
+    ThreadHandle b = std::move(a);
+    EXPECT_FALSE(a.valid());  // NOLINT: the state after a move is part of the contract
+    EXPECT_TRUE(b.owns());
+    a = std::move(b);
+    EXPECT_EQ(id, a.id());
+    EXPECT_EQ(0, a.join());
+    Work next = [] {};
+    EXPECT_EQ(0, ThreadHandle::start(&runWork, &next, 0, a));  // closes the old one
+    EXPECT_EQ(0, a.join());
+}
+
+TEST(ThreadOwnership, ManyThreadsJoinedOrNotLeaveNothing) {
+    long const before = threadsOfProcess();
+    std::atomic<int> count{0};
+    Work work = [&] { ++count; };
+    std::vector<ThreadHandle> kept;
+    for (int i = 0; i < 200; ++i) {
+        ThreadHandle thread = startWork(work, 1);  // raised to the least size
+        ThreadHandle watch = thread.share();
+        if (i % 2) {
+            EXPECT_EQ(0, thread.join());
+        } else {
+            thread.close();
+            kept.push_back(std::move(watch));
+        }
+    }
+    for (auto& thread : kept) EXPECT_EQ(0, thread.join());
+    EXPECT_EQ(200, count.load());
+    // A thread given up counts for the kernel until just after its last act.
+    for (int i = 0; i < 1000 && threadsOfProcess() > before; ++i) yieldThread();
+    EXPECT_LE(threadsOfProcess(), before);
+}
+
+TEST(ThreadOwnership, ARefusedStartLeavesTheHandleAlone) {
+    Work work = [] {};
+    ThreadHandle thread = startWork(work);
+    unsigned const id = thread.id();
+    for (unsigned long size : {~0UL, ~0UL / 2, 1UL << 60})
+        EXPECT_NE(0, ThreadHandle::start(&runWork, &work, size, thread)) << size;
+    EXPECT_EQ(id, thread.id());
+    EXPECT_EQ(0, thread.join());
+}
+
+TEST(ThreadOwnership, TheStackSizeCounts) {
+    unsigned long got[3] = {};
+    unsigned long const wanted[3] = {1, 100 * 1000, 2 << 20};
+    for (int i = 0; i < 3; ++i) {
+        Work work = [&got, i] {
+            pthread_attr_t attributes;
+            pthread_getattr_np(pthread_self(), &attributes);
+            pthread_attr_getstacksize(&attributes, &got[i]);
+            pthread_attr_destroy(&attributes);
+        };
+        EXPECT_EQ(0, startWork(work, wanted[i]).join());
+        EXPECT_GE(got[i], wanted[i]);
+    }
+    EXPECT_GE(got[0], 64UL * 1024);
+    EXPECT_LT(got[0], 2UL << 20);
+}
+
+// --- Callbacks at the end of a thread.
+
+std::string* trail = nullptr;
+
+void note(void* arg) {
+    *trail += static_cast<char const*>(arg);
+}
+
+TEST(ThreadExit, CallbacksRunBackwardsAfterTheThreadsObjects) {
+    std::string order;
+    trail = &order;
+    struct Last {
+        ~Last() { *trail += "object "; }
+        void touch() {}
+    };
+    static char a[] = "a ";
+    static char b[] = "b ";
+    static char again[] = "again ";
+    auto const run = [] {
+        static thread_local Last last;
+        last.touch();
+        atThreadExit(&note, a);
+        atThreadExit(
+            [](void*) {
+                *trail += "c ";
+                atThreadExit(&note, again);
+            },
+            nullptr);
+        atThreadExit(&note, b);
+    };
+    std::thread(run).join();  // not created here
+    EXPECT_EQ("object b c again a ", order);
+    order.clear();
+    Work work = run;
+    startWork(work).join();
+    EXPECT_EQ("object b c again a ", order);
+}
+
+TEST(ThreadExit, AHandleLivesUntilTheCallbacksHaveRun) {
+    static bool alive = false;
+    Work work = [] {
+        atThreadExit([](void*) { alive = ThreadHandle::current().alive(); }, nullptr);
+    };
+    ThreadHandle thread = startWork(work);
+    EXPECT_EQ(0, thread.join());
+    EXPECT_TRUE(alive);
+    EXPECT_FALSE(thread.alive());
+}
+
+// --- Sleep.
+
+TEST(ThreadSleep, LastsInSpiteOfSignals) {
+    struct sigaction ignore = {};
+    struct sigaction before;
+    ignore.sa_handler = [](int) {};  // no SA_RESTART
+    sigaction(SIGUSR1, &ignore, &before);
+    pthread_t const self = pthread_self();
+    std::atomic<bool> stop{false};
+    std::thread pest([&] {
+        while (!stop) {
+            pthread_kill(self, SIGUSR1);
+            sched_yield();
+        }
+    });
+    long long begin = 0;
+    long long end = 0;
+    EXPECT_TRUE(readCounter(begin));
+    sleepMilliSeconds(30);
+    EXPECT_TRUE(readCounter(end));
+    stop = true;
+    pest.join();
+    sigaction(SIGUSR1, &before, nullptr);
+    EXPECT_GE(end - begin, 30 * 1000000LL);
+    sleepMilliSeconds(0);
+    yieldThread();
+}
+
+}  // namespace
+}  // namespace zan::platform
