@@ -91,11 +91,6 @@ private:
     unsigned long size_ = 0;
 };
 
-    return istr(a) == istr(b);
-}
-    return istr(a) != istr(b);
-}
-
 // --- Network byte order, most significant byte first. By shifts on the value, never through
 // memory. `long` and `unsigned long` are 32-bit data: a value that does not fit is an
 // OutOfRangeException.
