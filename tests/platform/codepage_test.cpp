@@ -241,8 +241,9 @@ TEST(CodePageUtf8Damage, EveryTruncationAndEveryDamagedByte) {
 TEST(CodePageUtf8Damage, LongTextsAreCutNowhere) {
     for (std::string const& piece :
          {std::string("\xF0\x9F\x98\x80"), std::string("\xE4\xB8\xAD"), std::string("\xC3\xA9"),
-          std::string("\x80"), std::string("\xE4\xB8"), std::string("\xF0\x9F\x98")}) {
-        for (unsigned long offset = 0; offset < 5; ++offset) {
+          std::string("\x80"), std::string("\xE4\xB8"), std::string("\xF0\x9F\x98"),
+          std::string("\xF0\x9F\x98\x80\x80\x80"), std::string("\xE4\xB8\xAD\x80\x80\x80")}) {
+        for (unsigned long offset = 0; offset < 6; ++offset) {
             std::string text(offset, 'x');
             while (text.size() < 5000) text += piece;
             ASSERT_TRUE(wide(65001, text) == model(text)) << testing::PrintToString(piece);

@@ -354,10 +354,11 @@ void utf8ToWide(char const* in, unsigned long n, std::wstring& out) {
     while (n != 0) {
         unsigned long length = n;
         if (n > PIECE) {
-            // Not within a sequence. One has three continuing bytes at most; where there are more,
-            // the last of them belongs to none, and the cut does not matter.
-            length = PIECE;
-            while (length > PIECE - 4 && continues(p[length])) --length;
+            // Not within a sequence, so before the start of the one that the cut would fall into.
+            // One has three continuing bytes at most: behind four of them no sequence goes on.
+            unsigned long back = 0;
+            while (back != 4 && continues(p[PIECE - back])) ++back;
+            length = back == 4 ? PIECE : PIECE - back;
         }
         out.append(piece, decode(p, p + length, piece));
         p += length;
