@@ -374,6 +374,7 @@ std::wstring loggerImpl::nameOf(LogFile const& record) const {
 }
 
 std::wstring loggerImpl::debugName(std::wstring const& name) {
+    if (name.empty()) return name;
     if (iwstr(name).endWith(L".log")) return name.substr(0, name.size() - 4) + L".debug.log";
     return name + L".debug";
 }
