@@ -1,12 +1,12 @@
 // UTF-8 to and from wide text. Runs of ASCII go sixteen at a time; the other characters go by one
 // load of four bytes and one comparison for each length.
 
-#include <climits>
+#include "zan/platform/utf8.h"
+
 #include <cstdint>
 #include <cstring>
 
 #include "zan/platform/codepage.h"
-#include "zan/platform/utf8.h"
 
 #if defined(__SSE2__)
 #include <immintrin.h>
