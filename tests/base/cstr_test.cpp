@@ -4,7 +4,7 @@
 
 #include <sstream>
 
-#include "log_capture.h"
+#include "support/log_capture.h"
 #include "zan/base/exception.h"
 
 namespace {
@@ -95,13 +95,14 @@ TEST(CstrCharacters, FixedAnswers) {
 
 TEST(CstrPrint, ShowsEachCharacterByName) {
     std::string text;
-    for (int c : {0, 1, 7, 8, 9, 10, 13, 14, 26, 27, 28, 31, 'a', 127, 255}) {
+    for (int const c : {0, 1, 7, 8, 9, 10, 13, 14, 26, 27, 28, 31, int{'a'}, 127, 255}) {
         std::ostringstream os;
         Print(os, static_cast<char>(c)) << ' ' << 10;
         text += os.str() + "|";
     }
     EXPECT_EQ(
-        "<NUL> 10|^A 10|^G 10|<BS> 10|<HT> 10|<LF> 10|<CR> 10|^N 10|^Z 10|<ESC> 10|^\\ 10|^_ 10|a 10|"
+        "<NUL> 10|^A 10|^G 10|<BS> 10|<HT> 10|<LF> 10|<CR> 10|^N 10|^Z 10|<ESC> 10|^\\ 10|^_ 10|a "
+        "10|"
         "\\177 10|\\377 10|",
         text);
 }
@@ -117,8 +118,7 @@ TEST(CstrGuardedAccess, TheTerminatorIsTheLastLegalPlace) {
     EXPECT_TRUE(log.has(" CONDITION: _buf!=0 && i<=_size\n"));
     EXPECT_TRUE(log.has("\n   WILL DO: return GetNull<char>()\n"));
     log.clear();
-    EXPECT_EQ(&GetNull<unsigned char>(),
-              &CharAt(static_cast<unsigned char const*>(nullptr), 3, 0));
+    EXPECT_EQ(&GetNull<unsigned char>(), &CharAt(static_cast<unsigned char const*>(nullptr), 3, 0));
     EXPECT_TRUE(log.has("\n   WILL DO: return GetNull<uchar>()\n"));
     SKIP_WHERE_ASSERTIONS_ABORT();
     log.clear();
@@ -130,9 +130,9 @@ TEST(CstrGuardedAccess, TheTerminatorIsTheLastLegalPlace) {
         EXPECT_STREQ("zan::OutOfRangeException: zan::OutOfRangeException", e.msg());
     }
     EXPECT_TRUE(log.has(" CONDITION: _buf!=0 && i<=_max_size\n"));
-    EXPECT_TRUE(log.has(
-        "\n   WILL DO: ZAN_USER_THROW_MSG(zan::logger_factory::instance(zan::LOGGER_ID), "
-        "zan::OutOfRangeException, \"zan::OutOfRangeException\")\n"));
+    EXPECT_TRUE(
+        log.has("\n   WILL DO: ZAN_USER_THROW_MSG(zan::logger_factory::instance(zan::LOGGER_ID), "
+                "zan::OutOfRangeException, \"zan::OutOfRangeException\")\n"));
     EXPECT_EQ(1u, log.count("                                        THROWING\n"));
 }
 

@@ -2,6 +2,8 @@
 
 #include <type_traits>
 
+#include "zan/base/export.h"
+
 // 64-bit fields of all encodings are `__int64`. std::int64_t is `long` on this platform, and a
 // `long` as data means 32 bits throughout the library, so std::int64_t is not the type to declare
 // a 64-bit field with.
@@ -22,7 +24,7 @@ constexpr unsigned long npos = ~0UL;
 
 // One shared zero of a type: what a guarded access answers with when there is nothing to refer to.
 template <class T>
-T const& GetNull() {
+ZAN_EXPORT T const& GetNull() {
     static T const null = T();
     return null;
 }

@@ -77,6 +77,7 @@ public:
     Bytes& operator+=(istr const& s) { return append(s); }
     void swap(Bytes& other) noexcept;
 
+    // Comparisons go this way: Bytes compare with each other and with any view as views do.
     operator istr() const { return istr(c_str(), size_); }
     // The whole buffer, max_size().
     operator ostr() { return ostr(data_, max_size_); }
@@ -89,13 +90,6 @@ private:
     unsigned long max_size_ = 0;
     unsigned long size_ = 0;
 };
-
-inline bool operator==(Bytes const& a, Bytes const& b) {
-    return istr(a) == istr(b);
-}
-inline bool operator!=(Bytes const& a, Bytes const& b) {
-    return istr(a) != istr(b);
-}
 
 // --- Network byte order, most significant byte first. By shifts on the value, never through
 // memory. `long` and `unsigned long` are 32-bit data: a value that does not fit is an

@@ -136,27 +136,41 @@ String& String::operator<<(T const& value) {
     }
 }
 
-#define ZAN_STRING_COMPARE(op)                                       \
-    inline bool operator op(String const& a, String const& b) {      \
-        return istr(a).compare(istr(b)) op 0;                        \
-    }                                                                \
-    inline bool operator op(String const& a, std::string const& b) { \
-        return istr(a).compare(istr(b)) op 0;                        \
-    }                                                                \
-    inline bool operator op(std::string const& a, String const& b) { \
-        return istr(a).compare(istr(b)) op 0;                        \
-    }                                                                \
-    inline bool operator op(String const& a, istr const& b) {        \
-        return istr(a).compare(b) op 0;                              \
-    }                                                                \
-    inline bool operator op(istr const& a, String const& b) {        \
-        return a.compare(istr(b)) op 0;                              \
-    }                                                                \
-    inline bool operator op(String const& a, char const* b) {        \
-        return istr(a).compare(istr(b)) op 0;                        \
-    }                                                                \
-    inline bool operator op(char const* a, String const& b) {        \
-        return istr(a).compare(istr(b)) op 0;                        \
+namespace detail {
+template <class S>
+using IsString = std::enable_if_t<std::is_same_v<S, String>, int>;
+}
+
+// One side is a String as it stands: nothing is converted to one for the sake of a comparison, so
+// `"ab" == istr` stays a comparison of views.
+#define ZAN_STRING_COMPARE(op)                           \
+    template <class S, detail::IsString<S> = 0>          \
+    bool operator op(S const& a, String const& b) {      \
+        return istr(a).compare(istr(b)) op 0;            \
+    }                                                    \
+    template <class S, detail::IsString<S> = 0>          \
+    bool operator op(S const& a, std::string const& b) { \
+        return istr(a).compare(istr(b)) op 0;            \
+    }                                                    \
+    template <class S, detail::IsString<S> = 0>          \
+    bool operator op(std::string const& a, S const& b) { \
+        return istr(a).compare(istr(b)) op 0;            \
+    }                                                    \
+    template <class S, detail::IsString<S> = 0>          \
+    bool operator op(S const& a, istr const& b) {        \
+        return istr(a).compare(b) op 0;                  \
+    }                                                    \
+    template <class S, detail::IsString<S> = 0>          \
+    bool operator op(istr const& a, S const& b) {        \
+        return a.compare(istr(b)) op 0;                  \
+    }                                                    \
+    template <class S, detail::IsString<S> = 0>          \
+    bool operator op(S const& a, char const* b) {        \
+        return istr(a).compare(istr(b)) op 0;            \
+    }                                                    \
+    template <class S, detail::IsString<S> = 0>          \
+    bool operator op(char const* a, S const& b) {        \
+        return istr(a).compare(istr(b)) op 0;            \
     }
 ZAN_STRING_COMPARE(==)
 ZAN_STRING_COMPARE(!=)

@@ -5,6 +5,7 @@
 #include <ostream>
 
 #include "zan/base/exception.h"
+#include "zan/base/mlcheck.h"
 #include "zan/base/version.h"
 #include "zan/log/console.h"
 #include "zan/log/log_entry.h"

@@ -1,0 +1,178 @@
+#include "zan/base/base_type_string.h"
+
+#include <gtest/gtest.h>
+
+#include <locale>
+#include <sstream>
+
+#include "support/seed.h"
+#include "zan/base/base_type_bytes.h"
+
+namespace {
+
+using namespace zan;
+
+String const UTF8_TEXT("\xe4\xb8\xad\xe6\x96\x87 \xf0\x9f\x98\x80 abc");  // CJK, an emoji, ASCII
+std::wstring const WIDE_TEXT(L"\u4e2d\u6587 \U0001F600 abc");
+
+TEST(StringForms, NullCountsAsEmptyEverywhere) {
+    String s(static_cast<char const*>(nullptr));
+    EXPECT_TRUE(!s);
+    EXPECT_EQ(nullptr, static_cast<void*>(s));
+    s = "abc";
+    s = static_cast<char const*>(nullptr);
+    EXPECT_EQ("", s);
+    s = "abc";
+    s = static_cast<wchar_t const*>(nullptr);
+    EXPECT_EQ("", s);
+    s = "abc";
+    s = istr();
+    EXPECT_EQ("", s);
+    s += static_cast<char const*>(nullptr);
+    s += static_cast<wchar_t const*>(nullptr);
+    s += istr();
+    EXPECT_EQ("", s);
+    EXPECT_TRUE(s == static_cast<char const*>(nullptr));
+    EXPECT_STREQ("", to_str(static_cast<char const*>(nullptr)).get());
+    EXPECT_STREQ(L"", to_wstr(static_cast<char const*>(nullptr)).get());
+    EXPECT_STREQ("", to_utf8str(nullptr).get());
+}
+
+TEST(StringForms, KeepsZeroBytesWhereTheLengthIsGiven) {
+    EXPECT_EQ(3u, String(istr("a\0b", 3)).size());
+    EXPECT_EQ(3u, String("a\0b", 3).size());
+    char const text[] = "abc";
+    EXPECT_EQ("bc", String(text + 1, text + 3));
+    String s("a");
+    s += '\0';
+    s += static_cast<unsigned char>('b');
+    EXPECT_EQ(istr("a\0b", 3), s);
+    s = istr("x\0y", 3);
+    EXPECT_EQ(3u, s.size());
+}
+
+TEST(StringForms, ComposesTextAndNumbers) {
+    String s;
+    s << "n=" << 7 << ", " << -1L << ", " << 2.5 << ", " << std::string("x") << String("y")
+      << istr("zz", 1) << L"\u00e4" << 'c' << true;
+    EXPECT_EQ(
+        "n=7, -1, 2.5, xyz\xc3\xa4"
+        "c1",
+        s);
+}
+
+TEST(StringForms, ComparesWithEverythingTextual) {
+    String const a("ab");
+    EXPECT_TRUE(a == "ab" && "ab" == a && a == std::string("ab") && std::string("ab") == a);
+    EXPECT_TRUE(a == istr("ab") && istr("ab") == a && a != String("ac") && a < "b" && "a" < a);
+    EXPECT_TRUE(String("\x80") > "\x7f");
+    EXPECT_TRUE(a <= a && a >= a && !(a < a));
+}
+
+TEST(StringEdits, PairsAndReplacements) {
+    EXPECT_EQ("x", String("'x'").trimLeftRight('\''));
+    EXPECT_EQ("'", String("'").trimLeftRight('\''));
+    EXPECT_EQ("'x'", String("''x''").trimLeftRight('\''));
+    EXPECT_EQ("", String("''").trimLeftRight('\''));
+    EXPECT_EQ("aaaaaa", String("aaa").replace("a", "aa"));
+    EXPECT_EQ("ba", String("aaa").replace("aa", "b"));
+    EXPECT_EQ("abc", String("abc").replace("", "x"));
+    EXPECT_EQ("-", String("").replace("x", "y") + "-");
+    EXPECT_EQ("", String::null());
+}
+
+TEST(Conversion, Utf8IsTheDefaultAndPassesUnchecked) {
+    Bytes out(istr("old"));
+    ansiToUtf8(istr("\xff\x00\xfe", 3), out);
+    EXPECT_EQ(istr("\xff\x00\xfe", 3), istr(out));
+    EXPECT_EQ(WIDE_TEXT, toWstring(ansi(UTF8_TEXT)));
+    EXPECT_EQ(UTF8_TEXT, String(WIDE_TEXT));
+    EXPECT_EQ(UTF8_TEXT, String(WIDE_TEXT.c_str()));
+    EXPECT_EQ(WIDE_TEXT, static_cast<std::wstring>(UTF8_TEXT));
+    EXPECT_EQ(istr(UTF8_TEXT), istr(toUtf8(wstr(WIDE_TEXT))));
+    String text("x");
+    text += WIDE_TEXT;
+    EXPECT_EQ("x" + UTF8_TEXT, text);
+}
+
+TEST(Conversion, GoesThroughWideTextForOtherPages) {
+    String const gbk("\xd6\xd0\xce\xc4");
+    Bytes utf8Bytes;
+    gbk.ansiToUtf8(utf8Bytes, 936);
+    EXPECT_EQ("\xe4\xb8\xad\xe6\x96\x87", istr(utf8Bytes));
+    EXPECT_EQ(gbk, String::fromUtf8(istr(utf8Bytes), 936));
+    EXPECT_EQ(L"\u4e2d\u6587", gbk.toWstring(936));
+    EXPECT_EQ(gbk, toAnsi(wstr(L"\u4e2d\u6587"), 936));
+    EXPECT_STREQ("\xd6\xd0", to_str(L"\u4e2d", 936).get());
+    EXPECT_EQ("\xe4", String::fromWstring(L"\u00e4", 1252));
+    EXPECT_EQ("?", String::fromWstring(L"\u4e2d", 1252)) << "the target cannot hold it";
+    EXPECT_EQ(
+        L"\ufffd"
+        L"A",
+        toWstring(utf8("\xff"
+                       "A")))
+        << "damage never stops a conversion";
+}
+
+TEST(Conversion, ANulEndsTextOnTheWideRouteOnly) {
+    String out;
+    ansiToAnsi(istr("a\0b", 3), 65001, out, 936);
+    EXPECT_EQ("a", out);
+    ansiToAnsi(istr("a\0b", 3), 936, out, 936);
+    EXPECT_EQ(istr("a\0b", 3), out);
+    // -1 and 65001 are different numbers, so this one converts.
+    ansiToAnsi(istr("a\xff\0b", 4), -1, out, 65001);
+    EXPECT_EQ("a\xef\xbf\xbd", out);
+    EXPECT_EQ(1u, toWstring(ansi(istr("a\0b", 3))).size());
+}
+
+TEST(Conversion, AnUnknownPageGivesAnEmptyResult) {
+    Bytes bytes(istr("old"));
+    ansiToUtf8("abc", bytes, 12345);
+    EXPECT_TRUE(bytes.empty());
+    ansiToUtf8("", bytes, 936);
+    EXPECT_TRUE(bytes.empty());
+    String text("old");
+    utf8ToAnsi("abc", text, 12345);
+    EXPECT_EQ("", text);
+}
+
+TEST(Conversion, RandomTextComesBack) {
+    auto random = zan_test::makeRandom();
+    for (int round = 0; round < 200; ++round) {
+        std::wstring wide(random() % 200, L'a');
+        for (wchar_t& c : wide) {
+            do c = static_cast<wchar_t>(1 + random() % 0x10FFFF);
+            while (c >= 0xD800 && c <= 0xF8FF);  // surrogates, and characters of private use
+        }
+        ASSERT_EQ(wide, toWstring(ansi(String(wide))));
+        ASSERT_EQ(wide, String::fromWstring(wide, 54936).toWstring(54936)) << "GB18030";
+    }
+}
+
+TEST(ScratchBuffers, OwnOneCharacterMoreAndHandOver) {
+    CharBuffer five(5);
+    EXPECT_EQ(6u, five.max_size());
+    EXPECT_EQ(0u, five.size());
+    CharBuffer text{istr("abc")};
+    CharBuffer copy(text);
+    five = copy;
+    EXPECT_EQ("abc", istr(five));
+    EXPECT_EQ(4u, ostr(five).max_size());
+    char* const raw = five.release();
+    EXPECT_STREQ("abc", raw);
+    EXPECT_EQ(nullptr, five.data());
+    delete[] raw;
+    five = CharBuffer(five);
+    EXPECT_EQ(0u, five.max_size());
+    WcharBuffer wide{iwstr(L"ab")};
+    EXPECT_EQ(3u, wide.max_size());
+    EXPECT_EQ(L"ab", iwstr(wide));
+
+    AutoPtr<char> first = to_str("abc");
+    AutoPtr<char> second(first);
+    EXPECT_EQ(nullptr, first.get());
+    EXPECT_STREQ("abc", second.get());
+}
+
+}  // namespace

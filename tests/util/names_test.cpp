@@ -1,0 +1,130 @@
+#include "zan/util/names.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace zan {
+namespace {
+
+std::vector<std::string> parts(MultiString const& s) {
+    return std::vector<std::string>(s.list().begin(), s.list().end());
+}
+
+TEST(NamesFilename, SplitsAtEitherSeparator) {
+    struct {
+        wchar_t const* in;
+        wchar_t const* full;
+        wchar_t const* dir;
+        wchar_t const* file;
+        wchar_t const* merged;
+    } const cases[] = {
+        {L"c:\\dir\\file.txt", L"c:\\dir\\file.txt", L"c:\\dir", L"file.txt", L"c:\\dir\\file.txt"},
+        {L"c:\\dir\\", L"c:\\dir", L"c:", L"dir", L"c:\\dir"},
+        {L"a/b/", L"a/b", L"a", L"b", L"a\\b"},
+        {L"file.txt", L"file.txt", L"", L"file.txt", L"file.txt"},
+        {L"a/b\\c", L"a/b\\c", L"a/b", L"c", L"a/b\\c"},
+        {L"\\x", L"\\x", L"", L"x", L"x"},
+        {L"a//", L"a/", L"a", L"", L"a\\"},
+        {L"/", L"", L"", L"", L""},
+        {L"", L"", L"", L"", L""},
+    };
+    for (auto const& c : cases) {
+        Filename name((iwstr(c.in)));
+        EXPECT_TRUE(name.full() == c.full && name.dir() == c.dir && name.file() == c.file)
+            << testing::PrintToString(c.in);
+        name.merge();
+        EXPECT_TRUE(name.full() == c.merged) << testing::PrintToString(c.in);
+    }
+    EXPECT_EQ(L'\\', Filename::separator());
+}
+
+TEST(NamesFilename, PartsMakeTheWhole) {
+    EXPECT_TRUE(Filename(L"", L"f").full() == L"f");
+    EXPECT_TRUE(Filename(L"d", L"f\\").full() == L"d\\f");
+    EXPECT_TRUE(Filename(L"d", L"f/").full() == L"d\\f/");
+    Filename name(L"logs/today.log");
+    EXPECT_TRUE(name.file(L"yesterday.log").full() == L"logs\\yesterday.log");
+    EXPECT_TRUE(name.dir(L"").full() == L"yesterday.log");
+    EXPECT_TRUE(name.full(L"x/y").dir() == L"x");
+    // From a view of itself.
+    EXPECT_TRUE(name.full(name.file()).full() == L"y");
+    EXPECT_TRUE(name.dir(name.full()).full() == L"y\\y");
+}
+
+TEST(NamesFuncname, KeepsTheClassWithTheFunction) {
+    struct {
+        char const* in;
+        char const* ns;
+        char const* func;
+    } const cases[] = {
+        {"zan::Time::toString", "zan", "Time::toString"},
+        {"a::b::c::d", "a::b", "c::d"},
+        {"Time::now", "Time", "now"},
+        {"main", "", "main"},
+        {"::main", "", "main"},
+        {"::a::b", "", "a::b"},
+        {"a::", "a", ""},
+        {"", "", ""},
+    };
+    for (auto const& c : cases) {
+        Funcname name((istr(c.in)));
+        EXPECT_EQ(c.ns, std::string(name.ns())) << c.in;
+        EXPECT_EQ(c.func, std::string(name.func())) << c.in;
+    }
+    Funcname name("main");
+    name.merge();
+    EXPECT_EQ("::main", std::string(name.full()));
+    EXPECT_EQ("a::main", std::string(name.ns("a").full()));
+    EXPECT_EQ("a::f", std::string(name.func("f").full()));
+    EXPECT_EQ("n::C::f", std::string(Funcname("n", "C::f").full()));
+}
+
+TEST(NamesMultiString, SplitsAndMerges) {
+    using List = std::vector<std::string>;
+    EXPECT_EQ((List{"a", "b", ""}), parts(MultiString("a,b,", ",")));
+    EXPECT_EQ((List{"", "a", "", "b"}), parts(MultiString(",a,,b", ",")));
+    EXPECT_EQ((List{"a", "b"}), parts(MultiString("a::b", "::")));
+    EXPECT_EQ((List{"a", ":b"}), parts(MultiString("a:::b", "::")));
+    EXPECT_EQ((List{"a"}), parts(MultiString("a", "long separator")));
+    EXPECT_EQ((List{"a", "b", "c"}), parts(MultiString("abc", "")));
+    EXPECT_EQ(List(), parts(MultiString("", ",")));
+
+    MultiString text("abc", "");
+    text.merge();
+    EXPECT_EQ("abc", std::string(text.full()));
+    text.separator(", ");
+    EXPECT_EQ("a, b, c", std::string(text.full()));
+    EXPECT_EQ((List{"a", "b", "c"}), parts(text));
+    text.add("d");
+    EXPECT_EQ("a, b, c, d", std::string(text.full()));
+    text.clear();
+    EXPECT_EQ("", std::string(text.full()));
+    EXPECT_EQ("only", std::string(text.add("only").full()));
+    EXPECT_EQ("x, y", std::string(text.list({String("x"), String("y")}).full()));
+    EXPECT_EQ((List{"p", "q"}), parts(text.set("p, q")));
+    // An empty first element still counts as one.
+    EXPECT_EQ(", z", std::string(MultiString("", ", ").add("").add("z").full()));
+}
+
+TEST(NamesNormalized, RunsOfSeparatorsAreOneDot) {
+    EXPECT_EQ("zan.Time", normalizeName("zan::Time"));
+    EXPECT_EQ("a.b", normalizeName("a..b"));
+    EXPECT_EQ(".a.b.", normalizeName("::a:.:b."));
+    EXPECT_EQ("", normalizeName(istr()));
+}
+
+TEST(NamesDump, ShowsAllFields) {
+    dumper d(true);
+    d << Filename(L"a", L"b") << Funcname("n", "f") << MultiString("x,y", ",");
+    EXPECT_NE(std::string::npos, d.str().find("full_=\"a\\b\"")) << d.str();
+    EXPECT_NE(std::string::npos, d.str().find("ns_='n'")) << d.str();
+    EXPECT_NE(std::string::npos, d.str().find("list_={'x' 'y'}")) << d.str();
+    dumper lines;
+    lines << Filename(L"", L"b");
+    EXPECT_EQ("@zan::Filename{\n    full_ = \"b\"\n    dir_ = \n    file_ = \"b\"\n}", lines.str());
+}
+
+}  // namespace
+}  // namespace zan

@@ -1,0 +1,146 @@
+#include "zan/util/util_str.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <memory>
+#include <sstream>
+#include <string>
+
+namespace zan {
+namespace {
+
+// A buffer of exactly `n` bytes, so that a memory checker sees each byte too far, with a terminated
+// text in it.
+class Room {
+public:
+    explicit Room(unsigned long n, char const* text = "") : memory_(new char[n]), size_(n) {
+        std::memset(memory_.get(), '#', n);
+        std::strcpy(memory_.get(), text);
+    }
+    Str str() { return Str(memory_.get(), size_); }
+    std::string text() { return std::string(memory_.get(), StrLenN(memory_.get(), size_)); }
+
+private:
+    std::unique_ptr<char[]> memory_;
+    unsigned long size_;
+};
+
+TEST(UtilStrBounds, TextThatDoesNotFitIsCutAndTerminated) {
+    Room room(4);
+    Str s = room.str();
+    EXPECT_EQ("abc", (s.copy("abc"), room.text()));
+    EXPECT_EQ("abc", (s = "abcdef", room.text()));
+    EXPECT_EQ("x", (s = "x", room.text()));
+    EXPECT_EQ(3UL, s.left());
+    EXPECT_EQ("xyz", (s += "yz", room.text()));
+    EXPECT_EQ("xyz", (s += "more", room.text()));
+    EXPECT_EQ("x", (s = "x", room.text()));
+    EXPECT_EQ("xab", (s.cat("abc"), room.text()));  // as much as left(), with no room for the end
+    EXPECT_EQ("", (s = istr(), room.text()));
+    EXPECT_EQ("a", (s = istr("a\0b", 3), room.text()));
+
+    Room one(1);
+    Str none = one.str();
+    none = "abc";
+    none += "abc";
+    none.fill('x', 5);
+    EXPECT_EQ("", one.text());
+
+    char byte = '#';
+    Str empty(&byte, 0);
+    empty = "abc";
+    empty += "abc";
+    empty.fill('x', 5);
+    EXPECT_EQ('#', byte);
+    EXPECT_TRUE(empty.empty() && empty.isEnd(0));
+
+    Str null;
+    null = "abc";
+    null += "abc";
+    null.fill('x', 5).toUpper().toLower();
+    EXPECT_TRUE(null.empty() && null == "" && !null.isAllDigits());
+}
+
+TEST(UtilStrBounds, ABufferOfUnknownSizeTakesAll) {
+    char memory[32] = "a";
+    Str s(memory, ~0UL);
+    EXPECT_EQ(~0UL, s.left());
+    s += "bcdef";
+    EXPECT_STREQ("abcdef", memory);
+    s.fill('x', ~0UL);
+    EXPECT_STREQ("xxxxxx", memory);
+    s.fill('y', 2);
+    EXPECT_STREQ("yy", memory);
+}
+
+TEST(UtilStrBounds, TheSourceMayLieInTheBuffer) {
+    Room room(8, "abcdef");
+    Str s = room.str();
+    EXPECT_EQ("cdef", (s.copy(s.text().removeLeft(2)), room.text()));
+    EXPECT_EQ("cdefcde", (s.cat(s.text()), room.text()));
+}
+
+TEST(UtilStrText, ComparesItsTextNotItsBuffer) {
+    Room room(16, "Hello");
+    Str s = room.str();
+    EXPECT_TRUE(s == "Hello" && "Hello" == s && s != "hello" && s < "Hellp" && "A" < s);
+    EXPECT_TRUE(s <= "Hello" && s >= "Hello" && s > "Hell");
+    EXPECT_TRUE(s.is("HELLO") && s.is("help", 3) && s.isNot("help"));
+    EXPECT_EQ(0, s.cmp("HELP", 3, true));
+    EXPECT_LT(s.cmpNoCase("help"), 0);
+    EXPECT_GT(s.cmp(istr("Hell")), 0);
+    EXPECT_TRUE(s.beginWith("Hel") && s.beginWith("HEL", 3, true) && !s.beginWith("Hex"));
+    EXPECT_TRUE(s.beginWith("Hex", 2) && !s.beginWith("He", 3) && !s.beginWith("Hello world"));
+    EXPECT_TRUE(s.endWith("llo") && s.endWith("LLO", 3, true) && !s.endWith("ll"));
+    Room other(32, "Hello");
+    EXPECT_TRUE(s == other.str() && !(s < other.str()));
+    EXPECT_TRUE(s.isEnd(5) && s.isEnd(99) && !s.isEnd(4));
+}
+
+TEST(UtilStrText, ChangesInPlace) {
+    Room room(8, "aBc9");
+    Str s = room.str();
+    EXPECT_EQ("ABC9", (s.toUpper(), room.text()));
+    EXPECT_EQ("abC9", (s.toLower(2), room.text()));
+    EXPECT_EQ("zzz", (s.fill('z', 3), room.text()));
+    EXPECT_EQ("7777777", (s.fill('7', 99), room.text()));
+    EXPECT_TRUE(s.isAllDigits());
+    s.substr(2, 3) = "x";
+    EXPECT_EQ("77x", room.text());
+    s.reset();
+    EXPECT_TRUE(s.empty() && !s.isAllDigits());
+    std::ostringstream os;
+    s = "ab";
+    s.dump(os);
+    EXPECT_EQ("2/8, ab", os.str());
+}
+
+TEST(UtilMem, CopiesAsMuchAsBothHave) {
+    char memory[] = "12345";
+    Mem m(memory, 5);
+    m = "ab";
+    EXPECT_STREQ("ab345", memory);
+    m.copy("ABCDEFGH");
+    EXPECT_STREQ("ABCDE", memory);
+    m.copyZ("xyzuvw");
+    EXPECT_EQ(0, std::memcmp(memory, "xyzu\0", 6));
+    m.copyZ("q");
+    EXPECT_EQ(0, std::memcmp(memory, "q\0zu\0", 6));
+    m.fill('-');
+    EXPECT_STREQ("-----", memory);
+    EXPECT_EQ(0, m.cmp("-----"));
+    EXPECT_EQ(2, m.cmp("---"));
+    EXPECT_EQ(-1, m.cmp("------"));
+    EXPECT_LT(m.cmp("\xFF"), 0);
+    EXPECT_EQ(0, Mem().cmp(istr()));
+    EXPECT_EQ(5UL, istr(m).size());
+    Mem(memory, 0).copyZ("x");
+    EXPECT_STREQ("-----", memory);
+    std::ostringstream os;
+    m.dump(os);
+    EXPECT_EQ("5, -----", os.str());
+}
+
+}  // namespace
+}  // namespace zan
