@@ -36,12 +36,12 @@ public:
     static ValueBase* from(istr data, unsigned char id);
 
 private:
+    struct Input;
+
     ValueBase* parseValue();
     ValueBase* parseValue(unsigned char id);
     template <class Levels>
-    bool peekValue(istr& data, bool& text, Levels const& levels);
-    bool atMark(char last) const;
-    unsigned char takeByte();
+    static bool peekValue(Input& in, istr& data, bool& text, Levels const& levels);
 
     StringSlice iptr_;
 };
