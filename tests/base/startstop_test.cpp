@@ -11,6 +11,7 @@
 #include "support/temp_dir.h"
 #include "zan/base/exception.h"
 #include "zan/base/version.h"
+#include "zan/log/console.h"
 #include "zan/log/log_factory.h"
 
 namespace {
@@ -34,12 +35,14 @@ std::string plain(std::string const& text) {
 TEST(StartStop, TheLogOfARunToTheByte) {
     zan_test::TempDir const dir;
     std::string const file = dir.file("run.log");
+    logger_factory::destroy();  // with what the tests before have logged
     {
         InitFini const library(file.c_str(), false);
         ZAN_NOTICE(logger_factory::instance(LOGGER_ID), "at work");
         EXPECT_FALSE(System::closing());
     }
     EXPECT_TRUE(System::closing());
+    console::setOn(false);
     std::string const z = "DATE<T>[ZAN] ";
     std::string const info = "DATE<T>[ZAN][INFO]SimpleThread::";
     std::string const rule(77, '=');
@@ -61,6 +64,7 @@ TEST(StartStop, AnyOrderIsHarmless) {
     fini();
     fini();
     shutdown();
+    console::setOn(false);
     ZAN_INFO(logger_factory::instance(LOGGER_ID), "after the end");
     logger& held = logger_factory::instance("test.held");
     logger_factory::destroy();
@@ -74,6 +78,7 @@ TEST(StartStop, AnyOrderIsHarmless) {
     startup(nullptr, false, 0);
     EXPECT_EQ(dir.file("x.log"), logger_factory::instance(LOGGER_ID).filename());
     fini();
+    console::setOn(false);
     EXPECT_NE(std::string::npos, contentOf(dir.file("x.log")).find("zan finalized.\n\n"));
 }
 

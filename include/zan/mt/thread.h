@@ -34,10 +34,11 @@ inline dumper& operator<<(dumper& d, ThreadId const& id) {
 class ZAN_EXPORT WinHandleWrapper : public Shared {
 public:
     WinHandleWrapper();
-    WinHandleWrapper(platform::ThreadHandle&& handle, bool own);
+    ZAN_HIDDEN WinHandleWrapper(platform::ThreadHandle&& handle, bool own);
     WinHandleWrapper(WinHandleWrapper const&) = delete;
     WinHandleWrapper& operator=(WinHandleWrapper const&) = delete;
     ~WinHandleWrapper() override;
+    // For the library's own use.
     platform::ThreadHandle& impl() const { return *handle_; }
 
 private:

@@ -148,6 +148,12 @@ void loggerImpl::retire() {
         appLogs_.clear();
         msgLogs_.clear();
     }
+    {
+        MutexLock const cache(cacheMutex_);
+        main_.cache = LineCache();
+        debug_.cache = LineCache();
+        main_.currSize = debug_.currSize = 0;
+    }
     named_ = false;
     setDefaults();
     inited_ = false;
