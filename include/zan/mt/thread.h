@@ -266,7 +266,8 @@ private:
     mutable Mutex ownerMutex_;
     ThreadOwner* owner_;
     Monitor monitor_;
-    bool born_ = false;  // the monitor's lock; lets startAndWait return
+    bool born_ = false;               // the monitor's lock; lets startAndWait return
+    std::atomic<bool> inRun_{false};  // run() was entered
     String name_;
     String fullname_;
     std::atomic<bool> named_{false};  // fullname_ is complete

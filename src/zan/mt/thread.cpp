@@ -392,8 +392,7 @@ bool SimpleThread::wait(Time const& t) const {
 
 void SimpleThread::notify() {
     MonitorLock const guard(monitor_);
-    SimpleThread const* const running = ThreadRecord::current().info.thread_;
-    if (running == this) born_ = true;
+    if (inRun_ && ThreadRecord::current().info.thread_ == this) born_ = true;
     monitor_.notifyAll();
 }
 
@@ -467,6 +466,7 @@ void SimpleThread::run_i() {
         // The starter reaches its wait.
         ThreadControl::yield();
         sleep(1);
+        inRun_ = true;
         run();
         living_.store(false, std::memory_order_release);
         notify();
