@@ -7,6 +7,7 @@
 #include <thread>
 #include <vector>
 
+#include "support/assertions.h"
 #include "support/log_capture.h"
 #include "zan/base/exception.h"
 #include "zan/mt/threadexception.h"
@@ -240,9 +241,7 @@ TEST(ThreadLife, StartingWithATimeOutTellsWhetherItWasBorn) {
 }
 
 TEST(ThreadLife, JoiningItselfIsReportedAndReturns) {
-#if defined(_ZAN_ASSERT_ABORT_ON) && !defined(NDEBUG)
-    GTEST_SKIP() << "this build ends at a failed assertion";
-#endif
+    SKIP_WHERE_ASSERTIONS_ABORT();
     struct Self : SimpleThread {
         Self() : SimpleThread(nullptr, "self") {}
         bool onLoop() override {
