@@ -6,6 +6,7 @@
 #include "zan/base/base_type_bytes.h"
 #include "zan/base/base_type_string.h"
 #include "zan/base/base_type_time.h"
+#include "zan/base/base_type_value.h"
 #include "zan/base/base_type_view.h"
 #include "zan/base/call_stack.h"
 #include "zan/base/cstr.h"
@@ -17,8 +18,11 @@
 #include "zan/base/startstop.h"
 #include "zan/base/version.h"
 
+#include "zan/string/string_buffer.h"
 #include "zan/string/string_charray.h"
 #include "zan/string/string_octets.h"
+#include "zan/string/string_ref.h"
+#include "zan/string/string_slice.h"
 
 #include "zan/mt/containers.h"
 #include "zan/mt/handle.h"
@@ -28,12 +32,27 @@
 #include "zan/mt/threadexception.h"
 #include "zan/mt/threadutil.h"
 
+#include "zan/util/binaryinstream.h"
+#include "zan/util/binaryoutstream.h"
+#include "zan/util/binarystream.h"
 #include "zan/util/cmdline.h"
+#include "zan/util/file.h"
+#include "zan/util/names.h"
 #include "zan/util/singleton_t.h"
 #include "zan/util/uow.h"
+#include "zan/util/util_func.h"
+#include "zan/util/util_str.h"
 
 #include "zan/log/console.h"
 #include "zan/log/log_dumper.h"
 #include "zan/log/log_factory.h"
 #include "zan/log/log_logger.h"
 #include "zan/log/log_tracer.h"
+
+#include "zan/nbr/lsd.h"
+#include "zan/nbr/parser.h"
+#include "zan/nbr/stream.h"
+
+#include "zan/tcp/tcp_client.h"
+#include "zan/tcp/tcp_impl_base.h"
+#include "zan/tcp/tcp_server.h"

@@ -5,7 +5,6 @@
 
 #include <cerrno>
 
-#include "zan/log/log_tracer.h"
 #include "zan/platform/tcp_socket.h"
 #include "zan/tcp/tcp_log.h"
 
@@ -41,7 +40,6 @@ void Connection::setOptions(int bufferSize) {
 // --- Receiving
 
 bool Connection::recv(istr& data) {
-    ZAN_TRACE_FRAME(detail::zanLogger());
     if (taken_ != 0) buffer_.drop(taken_);
     taken_ = 0;
     if (ended()) {
@@ -109,7 +107,6 @@ void Connection::trimWhenQuiet(bool on) {
 // --- Sending
 
 bool Connection::send(istr const& data, int timeout) {
-    ZAN_TRACE_FRAME(detail::zanLogger());
     ZAN_TCP_LINE(TRACE, "sending " << data.size() << " bytes");
     if (data.size() > TcpChannel::MAX_FRAME_SIZE) {
         ZAN_TCP_ERROR(SystemError{EMSGSIZE} << "send_n failed " << peer_);

@@ -18,9 +18,14 @@ namespace zan::tcp {
 // The descriptor's number stays taken until close(), so no thread can meet another connection
 // under it.
 //
+// A loop over recv() may take MESSAGES_IN_A_ROW before it comes back to its thread, whose own work
+// for each pass is as much as a small message is worth.
+//
 // Threads: one thread, the owner, receives and closes. Any may send and end.
 class Connection : noncopyable {
 public:
+    static constexpr int MESSAGES_IN_A_ROW = 32;
+
     explicit Connection(unsigned long maxFrameSize) : maxFrameSize_(maxFrameSize) {}
     ~Connection() { close(); }
 

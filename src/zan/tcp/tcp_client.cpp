@@ -20,7 +20,8 @@ public:
                 ZAN_NEW(TcpClientImpl(addr, callback, timeout, bufferSize, maxFrameSize)));
             set(client);
             client->startAndWait(0);
-            return client->living();
+            // What the server does behind its accept is for onClose to tell.
+            return client->localPort() != 0;
         } catch (std::exception const& e) {
             ZAN_TCP_ERROR("no thread to connect to " << addr << ": " << e.what());
             return false;

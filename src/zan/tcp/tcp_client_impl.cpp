@@ -61,10 +61,13 @@ bool TcpClientImpl::onBirth() {
 }
 
 bool TcpClientImpl::onLoop() {
-    if (recv()) return true;
-    announceClose();
-    ZAN_TCP_LINE(tcp::INFO, "break loop: !recv()");
-    return false;
+    for (int i = 0; i < tcp::Connection::MESSAGES_IN_A_ROW && living(); ++i) {
+        if (recv()) continue;
+        announceClose();
+        ZAN_TCP_LINE(tcp::INFO, "break loop: !recv()");
+        return false;
+    }
+    return true;
 }
 
 bool TcpClientImpl::recv() {

@@ -64,6 +64,12 @@ bool TcpServerImpl::open() {
 }
 
 bool TcpServerImpl::onLoop() {
+    for (int i = 0; i < tcp::Connection::MESSAGES_IN_A_ROW && living(); ++i)
+        if (!step()) return false;
+    return true;
+}
+
+bool TcpServerImpl::step() {
     if (!owner_->living()) {
         announceClose();
         close();

@@ -38,6 +38,7 @@ protected:
 
 private:
     bool open();
+    bool step();
     bool recv();
     void announceClose();
     void close();
