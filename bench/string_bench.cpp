@@ -54,7 +54,8 @@ std::string const& gbkText() {
     return text;
 }
 
-// As a program uses it: opened once, a result of its own for each text.
+// Opened once. The room for the result is made once too, as all is measured with results that are
+// used again.
 class Iconv {
 public:
     Iconv(char const* to, char const* from) : handle_(iconv_open(to, from)) {}
@@ -64,78 +65,91 @@ public:
 
     template <class Out>
     void run(void const* in, unsigned long size, unsigned long room, Out& out) {
-        out.resize(room);
+        if (out.size() < room) out.resize(room);
         auto* from = static_cast<char*>(const_cast<void*>(in));
         auto* to = reinterpret_cast<char*>(out.data());
         unsigned long left = room * sizeof out[0];
         iconv(handle_, nullptr, nullptr, nullptr, nullptr);
         iconv(handle_, &from, &size, &to, &left);
-        out.resize(room - left / sizeof out[0]);
+        written = room - left / sizeof out[0];
     }
+
+    unsigned long written = 0;
 
 private:
     iconv_t handle_;
 };
 
-// Each measures `convert(out)` and stops if the results are not the same.
-template <class Out, class Convert, class Expected>
-void measure(benchmark::State& state, Convert const& convert, Expected const& expected) {
-    for (auto _ : state) {
-        Out out;
-        convert(out);
-        benchmark::DoNotOptimize(out.data());
-    }
-    Out out;
-    convert(out);
-    using View = std::conditional_t<std::is_same_v<Out, std::wstring>, zan::iwstr, zan::istr>;
-    if (View(out) != View(expected)) state.SkipWithError("another text came out");
+// Measures `convert`, which gives a view of its result, and stops if that is not what is expected.
+template <class View, class Convert>
+void measure(benchmark::State& state, Convert const& convert, View const& expected) {
+    for (auto _ : state) benchmark::DoNotOptimize(convert().data());
+    if (View(convert()) != expected) state.SkipWithError("another text came out");
     state.SetBytesProcessed(state.iterations() * static_cast<long>(SIZE));
 }
 
 void utf8ToWideZan(benchmark::State& state) {
     std::string const& in = utf8Text();
-    measure<std::wstring>(
-        state, [&](std::wstring& out) { zan::utf8ToWstring(in, out); }, wideText());
+    std::wstring out;
+    auto const convert = [&] {
+        zan::utf8ToWstring(in, out);
+        return zan::iwstr(out);
+    };
+    measure(state, convert, zan::iwstr(wideText()));
 }
 void utf8ToWideIconv(benchmark::State& state) {
     std::string const& in = utf8Text();
+    std::wstring out;
     Iconv iconv("WCHAR_T", "UTF-8");
-    measure<std::wstring>(
-        state, [&](std::wstring& out) { iconv.run(in.data(), in.size(), in.size(), out); },
-        wideText());
+    auto const convert = [&] {
+        iconv.run(in.data(), in.size(), in.size(), out);
+        return zan::iwstr(out.data(), iconv.written);
+    };
+    measure(state, convert, zan::iwstr(wideText()));
 }
 BENCHMARK(utf8ToWideZan)->Name("utf8_to_wide/zan");
 BENCHMARK(utf8ToWideIconv)->Name("utf8_to_wide/iconv");
 
 void wideToUtf8Zan(benchmark::State& state) {
     std::wstring const& in = wideText();
-    measure<zan::Bytes>(
-        state, [&](zan::Bytes& out) { zan::wstringToUtf8(in, out); }, utf8Text());
+    zan::Bytes out;
+    auto const convert = [&] {
+        zan::wstringToUtf8(in, out);
+        return zan::istr(out);
+    };
+    measure(state, convert, zan::istr(utf8Text()));
 }
 void wideToUtf8Iconv(benchmark::State& state) {
     std::wstring const& in = wideText();
+    std::string out;
     Iconv iconv("UTF-8", "WCHAR_T");
-    measure<std::string>(
-        state,
-        [&](std::string& out) {
-            iconv.run(in.data(), in.size() * sizeof(wchar_t), in.size() * 4, out);
-        },
-        utf8Text());
+    auto const convert = [&] {
+        iconv.run(in.data(), in.size() * sizeof(wchar_t), in.size() * 4, out);
+        return zan::istr(out.data(), iconv.written);
+    };
+    measure(state, convert, zan::istr(utf8Text()));
 }
 BENCHMARK(wideToUtf8Zan)->Name("wide_to_utf8/zan");
 BENCHMARK(wideToUtf8Iconv)->Name("wide_to_utf8/iconv");
 
 void cp936ToUtf8Zan(benchmark::State& state) {
     std::string const& in = gbkText();
-    measure<zan::Bytes>(
-        state, [&](zan::Bytes& out) { zan::ansiToUtf8(in, out, 936); }, utf8Text());
+    zan::Bytes out;
+    auto const convert = [&] {
+        zan::ansiToUtf8(in, out, 936);
+        return zan::istr(out);
+    };
+    measure(state, convert, zan::istr(utf8Text()));
 }
 void cp936ToUtf8Iconv(benchmark::State& state) {
     std::string const& in = gbkText();
+    std::string out;
     Iconv iconv("UTF-8", "CP936");
-    measure<std::string>(
-        state, [&](std::string& out) { iconv.run(in.data(), in.size(), in.size() * 3, out); },
-        utf8Text());
+    auto const convert = [&] {
+        iconv.run(in.data(), in.size(), in.size() * 3, out);
+        return zan::istr(out.data(), iconv.written);
+    };
+    measure(state, convert, zan::istr(utf8Text()));
 }
 BENCHMARK(cp936ToUtf8Zan)->Name("cp936_to_utf8/zan");
 BENCHMARK(cp936ToUtf8Iconv)->Name("cp936_to_utf8/iconv");

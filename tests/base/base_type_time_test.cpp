@@ -49,9 +49,6 @@ TEST(TimeText, TheWholeRangeHasAText) {
     // The calendar of this platform holds every value, so none is refused.
     Zone const utc("UTC");
     EXPECT_EQ("294247-01-10 04:00:54.775", Time::forever().toDateTime());
-    EXPECT_EQ("-290308-12-21 19:59:05.-224",
-              Time::microSeconds(std::numeric_limits<__int64>::min()).toDateTime())
-        << "broken down towards zero";
     char small[8];
     Time::forever().toDateTime(ostr(small, sizeof(small)));
     EXPECT_STREQ("294247-", small);

@@ -101,7 +101,8 @@ TEST(CstrPrint, ShowsEachCharacterByName) {
         text += os.str() + "|";
     }
     EXPECT_EQ(
-        "<NUL> 10|^A 10|^G 10|<BS> 10|<HT> 10|<LF> 10|<CR> 10|^N 10|^Z 10|<ESC> 10|^\\ 10|^_ 10|a 10|"
+        "<NUL> 10|^A 10|^G 10|<BS> 10|<HT> 10|<LF> 10|<CR> 10|^N 10|^Z 10|<ESC> 10|^\\ 10|^_ 10|a "
+        "10|"
         "\\177 10|\\377 10|",
         text);
 }
@@ -117,8 +118,7 @@ TEST(CstrGuardedAccess, TheTerminatorIsTheLastLegalPlace) {
     EXPECT_TRUE(log.has(" CONDITION: _buf!=0 && i<=_size\n"));
     EXPECT_TRUE(log.has("\n   WILL DO: return GetNull<char>()\n"));
     log.clear();
-    EXPECT_EQ(&GetNull<unsigned char>(),
-              &CharAt(static_cast<unsigned char const*>(nullptr), 3, 0));
+    EXPECT_EQ(&GetNull<unsigned char>(), &CharAt(static_cast<unsigned char const*>(nullptr), 3, 0));
     EXPECT_TRUE(log.has("\n   WILL DO: return GetNull<uchar>()\n"));
     SKIP_WHERE_ASSERTIONS_ABORT();
     log.clear();
@@ -130,9 +130,9 @@ TEST(CstrGuardedAccess, TheTerminatorIsTheLastLegalPlace) {
         EXPECT_STREQ("zan::OutOfRangeException: zan::OutOfRangeException", e.msg());
     }
     EXPECT_TRUE(log.has(" CONDITION: _buf!=0 && i<=_max_size\n"));
-    EXPECT_TRUE(log.has(
-        "\n   WILL DO: ZAN_USER_THROW_MSG(zan::logger_factory::instance(zan::LOGGER_ID), "
-        "zan::OutOfRangeException, \"zan::OutOfRangeException\")\n"));
+    EXPECT_TRUE(
+        log.has("\n   WILL DO: ZAN_USER_THROW_MSG(zan::logger_factory::instance(zan::LOGGER_ID), "
+                "zan::OutOfRangeException, \"zan::OutOfRangeException\")\n"));
     EXPECT_EQ(1u, log.count("                                        THROWING\n"));
 }
 

@@ -73,12 +73,12 @@ TEST_F(LoggerLines, EachFormToTheByte) {
     writeEntryLog(log_, "left", "middle", "right", '.');
     writeEntryLog(log_, "left", std::string(120, 'm').c_str(), "right", '.');
     std::string const prefix = "DATE<T>[" + name() + "]";
-    EXPECT_EQ(prefix + "[TCP.INFO]Server::open() text\n" +              //
-                  prefix + "open() text\n" +                            //
-                  prefix + "main() text\n" +                            //
-                  prefix + "[][app::net::Server::open] \n" +            //
-                  prefix + "[TRACE][app::f] text\n" +                   //
-                  "data\n" +                                            //
+    EXPECT_EQ(prefix + "[TCP.INFO]Server::open() text\n" +               //
+                  prefix + "open() text\n" +                             //
+                  prefix + "main() text\n" +                             //
+                  prefix + "[][app::net::Server::open] \n" +             //
+                  prefix + "[TRACE][app::f] text\n" +                    //
+                  "data\n" +                                             //
                   "left middle " + std::string(100, '.') + " right\n" +  //
                   "left " + std::string(120, 'm') + " right\n",
               normalized(capture.text()));

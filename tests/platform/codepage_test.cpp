@@ -241,8 +241,9 @@ TEST(CodePageUtf8Damage, EveryTruncationAndEveryDamagedByte) {
 TEST(CodePageUtf8Damage, LongTextsAreCutNowhere) {
     for (std::string const& piece :
          {std::string("\xF0\x9F\x98\x80"), std::string("\xE4\xB8\xAD"), std::string("\xC3\xA9"),
-          std::string("\x80"), std::string("\xE4\xB8"), std::string("\xF0\x9F\x98")}) {
-        for (unsigned long offset = 0; offset < 5; ++offset) {
+          std::string("\x80"), std::string("\xE4\xB8"), std::string("\xF0\x9F\x98"),
+          std::string("\xF0\x9F\x98\x80\x80\x80"), std::string("\xE4\xB8\xAD\x80\x80\x80")}) {
+        for (unsigned long offset = 0; offset < 6; ++offset) {
             std::string text(offset, 'x');
             while (text.size() < 5000) text += piece;
             ASSERT_TRUE(wide(65001, text) == model(text)) << testing::PrintToString(piece);
@@ -316,6 +317,32 @@ TEST(CodePageUtf8, RandomTextComesBack) {
         std::string const bytes = narrow(65001, text);
         EXPECT_EQ(utf8Length(text.data(), text.size()), bytes.size());
         ASSERT_TRUE(wide(65001, bytes) == text);
+    }
+}
+
+TEST(CodePageUtf8, TogetherAsOneByOneInAnExactBuffer) {
+    unsigned const seed = std::random_device()();
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937 random(seed);
+    long const edges[] = {0,        0x7F,   0x80,   0x7FF,  0x800,   0xD7FF,
+                          0xD800,   0xDFFF, 0xE000, 0xFFFF, 0x10000, 0x10FFFF,
+                          0x110000, -1,     0x41,   0xE9,   0x4E2D,  0x20};
+    for (int round = 0; round < 2000; ++round) {
+        std::wstring text;
+        std::string expected;
+        // Some rounds without damage, some with ASCII alone, some beyond the largest block.
+        unsigned long const kinds = round % 3 == 0 ? 18 : round % 3 == 1 ? 5 : 2;
+        for (unsigned long n = random() % (round % 50 == 0 ? 5000 : 100); n != 0; --n) {
+            auto const c = static_cast<wchar_t>(edges[random() % kinds]);
+            char bytes[4];
+            text += c;
+            expected.append(bytes, wideToUtf8(&c, 1, bytes));
+        }
+        unsigned long const length = utf8Length(text.data(), text.size());
+        ASSERT_EQ(expected.size(), length);
+        std::unique_ptr<char[]> out(new char[length]);
+        ASSERT_EQ(length, wideToUtf8(text.data(), text.size(), out.get()));
+        ASSERT_TRUE(std::string(out.get(), length) == expected);
     }
 }
 

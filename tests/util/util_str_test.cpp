@@ -7,6 +7,8 @@
 #include <sstream>
 #include <string>
 
+#include "support/log_capture.h"
+
 namespace zan {
 namespace {
 
@@ -27,6 +29,7 @@ private:
 };
 
 TEST(UtilStrBounds, TextThatDoesNotFitIsCutAndTerminated) {
+    zan_test::LogCapture const quiet;
     Room room(4);
     Str s = room.str();
     EXPECT_EQ("abc", (s.copy("abc"), room.text()));
@@ -61,6 +64,21 @@ TEST(UtilStrBounds, TextThatDoesNotFitIsCutAndTerminated) {
     null.fill('x', 5).toUpper().toLower();
     EXPECT_TRUE(null.empty() && null == "" && !null.isAllDigits());
 }
+
+#if defined(_ZAN_ASSERT_ON)
+TEST(UtilStrBounds, WhatIsCutIsReported) {
+    zan_test::LogCapture log;
+    Room room(4);
+    Str s = room.str();
+    s = "abc";
+    s.cat("");
+    EXPECT_EQ("", log.text());
+    s = "abcd";
+    EXPECT_EQ(1UL, log.count("CONDITION: max_size()-1 >= _src.size()")) << log.text();
+    s += "ef";
+    EXPECT_EQ(1UL, log.count("CONDITION: left()>=_src.size()")) << log.text();
+}
+#endif
 
 TEST(UtilStrBounds, ABufferOfUnknownSizeTakesAll) {
     char memory[32] = "a";

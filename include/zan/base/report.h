@@ -92,8 +92,8 @@ namespace detail {
 
 // A broken precondition. Where `cond` is false: a report with its text, the end of the process in
 // a build that aborts on assertions, and otherwise `action`, usually a throw or a return (the macro
-// is a loop of its own, so `break` and `continue` do not leave it). The action runs in builds without
-// reports too.
+// is a loop of its own, so `break` and `continue` do not leave it). The action runs in builds
+// without reports too.
 #define ZAN_ASSERT_DO(cond, action) ZAN_ASSERT_TEXT_DO(cond, #cond, #action, action)
 
 // An answer that can be given anyway: report, then `action`. Never ends the program.

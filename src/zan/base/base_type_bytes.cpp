@@ -63,7 +63,7 @@ Bytes& Bytes::append(istr const& s) {
     if (s.size() > max_size_ - size_) {
         // The new block is filled before the old one goes, since the view may lie in it.
         Bytes bigger;
-        if (s.size() > npos - 1 - size_) throw std::bad_array_new_length();
+        if (s.size() > npos / 2) throw std::bad_array_new_length();
         unsigned long const need = size_ + s.size();
         unsigned long const doubled = 2 * max_size_ + 2;
         bigger.grow(need > doubled ? need : doubled);
@@ -100,7 +100,8 @@ void Bytes::set(void const* p, unsigned long n) {
 // To the capacity `n`, or twice the old one and two more if that is larger.
 void Bytes::grow(unsigned long n) {
     unsigned long const capacity = n > 2 * max_size_ + 2 ? n : 2 * max_size_ + 2;
-    if (capacity == npos) throw std::bad_array_new_length();
+    // More than any memory holds, and what the sums below could not hold either.
+    if (capacity >= npos / 2) throw std::bad_array_new_length();
     unsigned char* const block = ZAN_NEW(unsigned char[capacity + 1]);
     block[capacity] = 0;
     if (size_ != 0) std::memcpy(block, data_, size_ < max_size_ ? size_ : max_size_);

@@ -288,28 +288,30 @@ unsigned long tableToWide(Table const& table, char const* in, unsigned long n, w
     auto const* p = reinterpret_cast<unsigned char const*>(in);
     auto const* const end = p + n;
     wchar_t* o = out;
+    // NONE is the replacement character itself.
+    if (table.pair.empty()) {
+        while (p != end) *o++ = table.single[*p++];
+        return n;
+    }
     while (p != end) {
-        if (table.ascii && end - p >= 8) {
-            std::uint64_t word;
-            std::memcpy(&word, p, 8);
-            if ((word & 0x8080808080808080) == 0) {
-                for (int i = 0; i < 8; ++i) o[i] = p[i];
-                p += 8;
-                o += 8;
-                continue;
-            }
+        if (table.ascii) {
+            unsigned long const run = widenAscii(reinterpret_cast<char const*>(p),
+                                                 static_cast<unsigned long>(end - p), o);
+            p += run;
+            o += run;
+            if (p == end) break;
         }
-        // A line or so before the next look for a run of ASCII.
-        for (int i = 0; i < 16 && p != end; ++i) {
-            std::uint16_t c = table.single[*p];
-            if (c == Table::LEAD) {
-                c = end - p >= 2 ? table.pair[static_cast<unsigned>(p[0]) << 8 | p[1]]
-                                 : Table::NONE;
-                if (c != Table::NONE) ++p;
+        do {
+            std::uint16_t c = Table::NONE;
+            if (end - p >= 2) c = table.pair[static_cast<unsigned>(p[0]) << 8 | p[1]];
+            if (c != Table::NONE) {
+                p += 2;
+            } else {
+                c = table.single[*p++];
+                if (c == Table::LEAD) c = Table::NONE;
             }
-            ++p;
-            *o++ = c;  // NONE is the replacement character itself
-        }
+            *o++ = c;
+        } while (p != end && (*p >= 0x80 || !table.ascii));
     }
     return static_cast<unsigned long>(o - out);
 }

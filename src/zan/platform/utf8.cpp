@@ -2,13 +2,14 @@
 // load of four bytes and one comparison for each length.
 
 #include <climits>
+#include <cstdint>
 #include <cstring>
 
 #include "zan/platform/codepage.h"
 #include "zan/platform/utf8.h"
 
 #if defined(__SSE2__)
-#include <emmintrin.h>
+#include <immintrin.h>
 #endif
 
 static_assert(sizeof(wchar_t) == 4, "a wchar_t holds a whole code point");
@@ -205,37 +206,77 @@ inline bool allBelow(__m128i c, int bits) {
            0xFFFF;
 }
 
-// Four characters, with no branch on whether they take one, two or three bytes: all three forms
-// are made at once and picked by masks. Each is stored as four bytes, of which the next one covers
-// what is too much. REQUIRES: three bytes or more of the result follow.
-inline char* encode4(char* o, wchar_t const* in) {
+// For each choice of lengths of four characters: which bytes of their full forms are wanted, and in
+// the last place how many that are. The low four bits of the index say which characters take more
+// than one byte, the high four which take more than two.
+struct Packing {
+    alignas(16) unsigned char entry[256][16] = {};
+};
+
+constexpr Packing makePacking() {
+    Packing packing;
+    for (unsigned index = 0; index < 256; ++index) {
+        unsigned char n = 0;
+        for (unsigned i = 0; i < 4; ++i) {
+            unsigned const length = 1 + (index >> i & 1) + (index >> (4 + i) & 1);
+            for (unsigned k = 3 - length; k < 3; ++k)
+                packing.entry[index][n++] = static_cast<unsigned char>(4 * i + k);
+        }
+        packing.entry[index][15] = n;
+    }
+    return packing;
+}
+
+constexpr Packing PACKING = makePacking();
+
+// Four characters, with no branch on whether they take one, two or three bytes: the full form of
+// each is made, and the bytes that are too much are left out. Writes 16 bytes, whatever the result.
+__attribute__((target("ssse3"))) inline char* encode4(char* o, wchar_t const* in) {
     __m128i const c = load16(in);
     __m128i const surrogate = _mm_cmpeq_epi32(_mm_srli_epi32(c, 11), _mm_set1_epi32(0xD800 >> 11));
     if (!allBelow(c, 16) || _mm_movemask_epi8(surrogate) != 0) {
         for (int i = 0; i < 4; ++i) o = encode(o, static_cast<std::uint32_t>(in[i]));
         return o;
     }
-    __m128i const low = _mm_and_si128(c, _mm_set1_epi32(0x3F));
-    __m128i const middle = _mm_and_si128(_mm_srli_epi32(c, 6), _mm_set1_epi32(0x3F));
-    __m128i const high = _mm_srli_epi32(c, 12);
-    __m128i const two = _mm_or_si128(_mm_or_si128(_mm_srli_epi32(c, 6), _mm_slli_epi32(low, 8)),
-                                     _mm_set1_epi32(0x80C0));
-    __m128i const three =
-        _mm_or_si128(_mm_or_si128(high, _mm_slli_epi32(middle, 8)),
-                     _mm_or_si128(_mm_slli_epi32(low, 16), _mm_set1_epi32(0x8080E0)));
     __m128i const over1 = _mm_cmpgt_epi32(c, _mm_set1_epi32(0x7F));
     __m128i const over2 = _mm_cmpgt_epi32(c, _mm_set1_epi32(0x7FF));
-    __m128i const upTo2 = _mm_or_si128(_mm_andnot_si128(over1, c), _mm_and_si128(over1, two));
-    __m128i const bytes = _mm_or_si128(_mm_andnot_si128(over2, upTo2), _mm_and_si128(over2, three));
-    // A mask is -1.
-    __m128i const lengths = _mm_sub_epi32(_mm_sub_epi32(_mm_set1_epi32(1), over1), over2);
-    alignas(16) std::uint32_t word[4];
-    alignas(16) std::uint32_t length[4];
-    store16(word, bytes);
-    store16(length, lengths);
-    for (int i = 0; i < 4; ++i) {
-        std::memcpy(o, &word[i], 4);
-        o += length[i];
+    // The last byte: 7 bits, or 6 and the mark of a continuation.
+    __m128i const last = _mm_or_si128(
+        _mm_and_si128(c, _mm_or_si128(_mm_set1_epi32(0x3F), _mm_andnot_si128(over1, c))),
+        _mm_and_si128(over1, _mm_set1_epi32(0x80)));
+    // The one before it: the lead of two, or a continuation.
+    __m128i const middle = _mm_and_si128(_mm_srli_epi32(c, 6), _mm_set1_epi32(0x3F));
+    __m128i const mark =
+        _mm_sub_epi32(_mm_set1_epi32(0xC0), _mm_and_si128(over2, _mm_set1_epi32(0x40)));
+    __m128i const first = _mm_or_si128(_mm_srli_epi32(c, 12), _mm_set1_epi32(0xE0));
+    __m128i const full =
+        _mm_or_si128(_mm_or_si128(first, _mm_slli_epi32(_mm_or_si128(middle, mark), 8)),
+                     _mm_slli_epi32(last, 16));
+    int const index =
+        _mm_movemask_ps(_mm_castsi128_ps(over1)) | _mm_movemask_ps(_mm_castsi128_ps(over2)) << 4;
+    unsigned char const* const packing = PACKING.entry[index];
+    store16(o, _mm_shuffle_epi8(full, load16(packing)));
+    return o + packing[15];
+}
+
+// Encodes as far as the steps of 16 characters go. What is left unread keeps their stores inside
+// the result: each character gives a byte at least.
+__attribute__((target("ssse3"))) char* encodeWide(char* o, wchar_t const*& in, wchar_t const* end) {
+    while (end - in >= 32) {
+        __m128i const a = load16(in);
+        __m128i const b = load16(in + 4);
+        __m128i const c = load16(in + 8);
+        __m128i const d = load16(in + 12);
+        if (allBelow(_mm_or_si128(_mm_or_si128(a, b), _mm_or_si128(c, d)), 7)) {
+            store16(o, _mm_packus_epi16(_mm_packs_epi32(a, b), _mm_packs_epi32(c, d)));
+            o += 16;
+        } else {
+            o = encode4(o, in);
+            o = encode4(o, in + 4);
+            o = encode4(o, in + 8);
+            o = encode4(o, in + 12);
+        }
+        in += 16;
     }
     return o;
 }
@@ -282,6 +323,22 @@ unsigned long utf8Damage(char const* text, unsigned long n) {
     return 3;
 }
 
+unsigned long widenAscii(char const* in, unsigned long n, wchar_t* out) {
+    auto const* p = reinterpret_cast<Byte const*>(in);
+    unsigned long i = 0;
+#if defined(__SSE2__)
+    for (; n - i >= 16; i += 16) {
+        __m128i const b = load16(p + i);
+        widen16(b, out + i);
+        int const high = _mm_movemask_epi8(b);
+        if (high != 0)
+            return i + static_cast<unsigned long>(__builtin_ctz(static_cast<unsigned>(high)));
+    }
+#endif
+    for (; i < n && p[i] < 0x80; ++i) out[i] = p[i];
+    return i;
+}
+
 unsigned long utf8ToWide(char const* in, unsigned long n, wchar_t* out) {
     auto const* p = reinterpret_cast<Byte const*>(in);
     return decode(p, p + n, out);
@@ -297,10 +354,11 @@ void utf8ToWide(char const* in, unsigned long n, std::wstring& out) {
     while (n != 0) {
         unsigned long length = n;
         if (n > PIECE) {
-            // Not within a sequence. One has three continuing bytes at most; where there are more,
-            // the last of them belongs to none, and the cut does not matter.
-            length = PIECE;
-            while (length > PIECE - 4 && continues(p[length])) --length;
+            // Not within a sequence, so before the start of the one that the cut would fall into.
+            // One has three continuing bytes at most: behind four of them no sequence goes on.
+            unsigned long back = 0;
+            while (back != 4 && continues(p[PIECE - back])) ++back;
+            length = back == 4 ? PIECE : PIECE - back;
         }
         out.append(piece, decode(p, p + length, piece));
         p += length;
@@ -309,19 +367,34 @@ void utf8ToWide(char const* in, unsigned long n, std::wstring& out) {
 }
 
 unsigned long utf8Length(wchar_t const* in, unsigned long n) {
-    constexpr unsigned long BLOCK = 1UL << 20;  // keeps the inner sum in 32 bits
     unsigned long length = n;
-    while (n != 0) {
-        unsigned long const m = n < BLOCK ? n : BLOCK;
-        std::uint32_t more = 0;
-        for (unsigned long i = 0; i < m; ++i) {
-            auto const c = static_cast<std::uint32_t>(in[i]);
-            more += static_cast<std::uint32_t>(c > 0x7F) + static_cast<std::uint32_t>(c > 0x7FF) +
-                    static_cast<std::uint32_t>(c - 0x10000 < 0x100000);
+    unsigned long i = 0;
+#if defined(__SSE2__)
+    // Signed comparisons will do for characters. A block with anything else in it is counted below.
+    while (n - i >= 1024) {
+        __m128i lanes = _mm_setzero_si128();
+        __m128i damage = _mm_setzero_si128();
+        for (unsigned long k = i; k != i + 1024; k += 4) {
+            __m128i const c = load16(in + k);
+            // A mask is -1.
+            __m128i const over12 = _mm_add_epi32(_mm_cmpgt_epi32(c, _mm_set1_epi32(0x7F)),
+                                                 _mm_cmpgt_epi32(c, _mm_set1_epi32(0x7FF)));
+            lanes = _mm_sub_epi32(
+                lanes, _mm_add_epi32(over12, _mm_cmpgt_epi32(c, _mm_set1_epi32(0xFFFF))));
+            damage =
+                _mm_or_si128(damage, _mm_or_si128(c, _mm_cmpgt_epi32(c, _mm_set1_epi32(0x10FFFF))));
         }
-        length += more;
-        in += m;
-        n -= m;
+        if (_mm_movemask_ps(_mm_castsi128_ps(damage)) != 0) break;
+        std::uint32_t sums[4];
+        store16(sums, lanes);
+        for (std::uint32_t sum : sums) length += sum;
+        i += 1024;
+    }
+#endif
+    for (; i < n; ++i) {
+        auto const c = static_cast<std::uint32_t>(in[i]);
+        length += static_cast<unsigned long>(c > 0x7F) + static_cast<unsigned long>(c > 0x7FF) +
+                  static_cast<unsigned long>(c - 0x10000 < 0x100000);
     }
     return length;
 }
@@ -330,21 +403,7 @@ unsigned long wideToUtf8(wchar_t const* in, unsigned long n, char* out) {
     wchar_t const* const end = in + n;
     char* o = out;
 #if defined(__SSE2__)
-    while (end - in >= 16) {
-        __m128i const a = load16(in);
-        __m128i const b = load16(in + 4);
-        __m128i const c = load16(in + 8);
-        __m128i const d = load16(in + 12);
-        __m128i const all = _mm_or_si128(_mm_or_si128(a, b), _mm_or_si128(c, d));
-        if (allBelow(all, 7)) {
-            store16(o, _mm_packus_epi16(_mm_packs_epi32(a, b), _mm_packs_epi32(c, d)));
-            in += 16;
-            o += 16;
-            continue;
-        }
-        // Three times four: the four that stay unread keep the last store inside the result.
-        for (int i = 0; i < 3; ++i, in += 4) o = encode4(o, in);
-    }
+    if (__builtin_cpu_supports("ssse3")) o = encodeWide(o, in, end);
 #endif
     while (in != end) o = encode(o, static_cast<std::uint32_t>(*in++));
     return static_cast<unsigned long>(o - out);

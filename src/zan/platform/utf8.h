@@ -11,6 +11,10 @@ namespace zan::platform {
 // one byte. REQUIRES: n > 0, and no whole and valid sequence stands there.
 unsigned long utf8Damage(char const* text, unsigned long n);
 
+// Widens the ASCII characters at the start of the text and tells how many there are. `out` has room
+// for `n`, of which more may be overwritten than that.
+unsigned long widenAscii(char const* in, unsigned long n, wchar_t* out);
+
 // Replaces `out` by the decoded text, with damage as in codepage.h.
 void utf8ToWide(char const* in, unsigned long n, std::wstring& out);
 

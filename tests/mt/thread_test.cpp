@@ -1,0 +1,372 @@
+#include "zan/mt/thread.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <thread>
+#include <vector>
+
+#include "support/log_capture.h"
+#include "zan/base/exception.h"
+#include "zan/mt/threadexception.h"
+
+namespace {
+
+using namespace zan;
+using zan_test::LogCapture;
+using zan_test::normalized;
+
+// A flag that threads can wait for.
+class Event {
+public:
+    void set() {
+        MonitorLock const guard(monitor_);
+        set_ = true;
+        monitor_.notifyAll();
+    }
+    void wait() {
+        MonitorLock const guard(monitor_);
+        while (!set_) monitor_.wait();
+    }
+
+private:
+    Monitor monitor_;
+    bool set_ = false;
+};
+
+class Recorder {
+public:
+    void add(std::string const& what) {
+        MutexLock const guard(mutex_);
+        text_ += what + " ";
+    }
+    std::string text() {
+        MutexLock const guard(mutex_);
+        return text_;
+    }
+
+private:
+    Mutex mutex_;
+    std::string text_;
+};
+
+// Records its hooks; works until it is told to end.
+class Worker : public SimpleThread {
+public:
+    Worker(Recorder& calls, ThreadOwner* owner = nullptr)
+        : SimpleThread(owner, "worker"), calls_(calls) {}
+    ~Worker() override {
+        calls_.add("gone");
+        if (gone != nullptr) gone->set();
+    }
+
+    bool birth = true;
+    int loops = -1;  // ends by itself after so many
+    Event* hold = nullptr;
+    Event* gone = nullptr;
+
+protected:
+    bool onBirth() override {
+        calls_.add("birth");
+        return birth;
+    }
+    bool onWait() override {
+        if (loops < 0) wait(Time::seconds(60));
+        return true;
+    }
+    bool onLoop() override {
+        if (hold != nullptr) hold->wait();
+        if (loops < 0) return true;
+        calls_.add("loop");
+        return --loops > 0;
+    }
+    void onDeath() override { calls_.add("death"); }
+    void onStop() override { calls_.add("stop"); }
+
+private:
+    Recorder& calls_;
+};
+
+class Owner : public ThreadOwner {
+public:
+    explicit Owner(Recorder& calls) : ThreadOwner("boss"), calls_(calls) {}
+    void onThreadExit(Thread* thread) override {
+        calls_.add(thread == expected ? "told" : "told wrong");
+    }
+    Thread* expected = nullptr;
+
+private:
+    Recorder& calls_;
+};
+
+TEST(ThreadLife, AStoppedThreadRunsItsHooksInOrderAndTellsNobody) {
+    Recorder calls;
+    Owner owner(calls);
+    LogCapture const log;
+    {
+        Handle<Worker> const worker(new Worker(calls, &owner));
+        worker->startAndWait();
+        EXPECT_EQ("birth ", calls.text());
+        EXPECT_TRUE(worker->started() && worker->living() && !worker->activeStopping());
+        worker->stop();
+        EXPECT_FALSE(worker->living());
+        worker->stop();
+    }
+    EXPECT_EQ("birth stop death gone ", calls.text());
+    std::string const text = normalized(log.text());
+    std::string const own = "DATE{T}[ZAN][INFO]{worker}SimpleThread::";
+    std::string const outside = "DATE<T>[ZAN][INFO]SimpleThread::";
+    EXPECT_EQ(own + "run_i() thread begin.\n" +                             //
+                  outside + "onStop_i() worker{T} thread stopping...\n" +   //
+                  own + "run_i() thread end.\n" +                           //
+                  outside + "stop() worker{T} thread stopped.\n" +          //
+                  outside + "stop() worker{T} thread already stopped.\n" +  //
+                  outside + "~SimpleThread() worker{T} thread finalized.\n",
+              text);
+}
+
+TEST(ThreadLife, OneThatEndsByItselfTellsItsOwner) {
+    Recorder calls;
+    LogCapture const log;
+    {
+        Owner owner(calls);
+        Handle<Worker> const worker(new Worker(calls, &owner));
+        owner.expected = worker.get();
+        worker->loops = 2;
+        worker->startAndWait();
+        worker->join();
+    }
+    EXPECT_EQ("birth loop loop death told gone ", calls.text());
+    EXPECT_TRUE(log.has("SimpleThread::on_thread_exit() notify owner(boss) thread exit\n"));
+    EXPECT_TRUE(log.has("ThreadOwner::~ThreadOwner() thread owner boss finalized\n"));
+}
+
+TEST(ThreadLife, ADetachedOneTellsNobody) {
+    Recorder calls;
+    Owner owner(calls);
+    Event go;
+    Handle<Worker> const worker(new Worker(calls, &owner));
+    worker->loops = 1;
+    worker->hold = &go;
+    worker->startAndWait();
+    worker->detach();
+    go.set();
+    worker->join();
+    EXPECT_EQ("birth loop death ", calls.text());
+}
+
+TEST(ThreadLife, AFailedBirthSkipsTheLoopOnly) {
+    Recorder calls;
+    Owner owner(calls);
+    LogCapture const log;
+    Handle<Worker> const worker(new Worker(calls, &owner));
+    owner.expected = worker.get();
+    worker->birth = false;
+    worker->startAndWait();
+    worker->join();
+    EXPECT_EQ("birth death told ", calls.text());
+    EXPECT_TRUE(log.has("onBirth_i() thread begin failure, won't enter run loop.\n"));
+    worker->detach();
+}
+
+TEST(ThreadLife, OneNeverStartedIsOnlyGoodForDestruction) {
+    Recorder calls;
+    LogCapture const log;
+    Handle<Worker> const worker(new Worker(calls));
+    EXPECT_THROW(worker->id(), ThreadNotStartedException);
+    EXPECT_THROW(worker->join(), ThreadNotStartedException);
+    worker->stop();
+    EXPECT_TRUE(log.has("stop() worker thread not started.\n"));
+    EXPECT_TRUE(worker->stop(Time::milliSeconds(1)));
+    worker->startAndWait();
+    worker->join();
+    EXPECT_EQ("stop stop birth death ", calls.text()) << "straight to the end";
+    EXPECT_THROW(worker->start(0), ThreadStartedException);
+}
+
+TEST(ThreadLife, TheLastOutsideHandleDoesNotEndIt) {
+    Recorder calls;
+    Event go;
+    Event gone;
+    Handle<Worker> worker(new Worker(calls));
+    worker->gone = &gone;
+    worker->loops = 1;
+    worker->hold = &go;
+    worker->startAndWait();
+    worker = nullptr;
+    go.set();
+    gone.wait();
+    EXPECT_EQ(0u, calls.text().find("birth loop death "));
+}
+
+TEST(ThreadLife, AJoinWithATimeOutPollsAndGivesUp) {
+    Recorder calls;
+    Event go;
+    LogCapture const log;
+    Handle<Worker> const worker(new Worker(calls));
+    worker->loops = 1;
+    worker->hold = &go;
+    worker->startAndWait();
+    Time const begin = Time::now(Time::Monotonic);
+    EXPECT_FALSE(worker->stop(Time::milliSeconds(1)));
+    EXPECT_GE(Time::now(Time::Monotonic) - begin, Time::milliSeconds(20)) << "raised to the step";
+    EXPECT_TRUE(log.has(" thread not stopped in 00:00:00.020\n"));
+    EXPECT_TRUE(log.has("<WARNING>"));
+    go.set();
+    EXPECT_TRUE(worker->join(Time::seconds(60)));
+    EXPECT_TRUE(worker->stop(Time::seconds(1)));
+    EXPECT_TRUE(log.has("(00:00:01) thread already stopped.\n"));
+}
+
+TEST(ThreadLife, StartingWithATimeOutTellsWhetherItWasBorn) {
+    Recorder calls;
+    Event go;
+    struct Slow : Worker {
+        Slow(Recorder& calls, Event& event) : Worker(calls), event_(event) {}
+        bool onBirth() override {
+            event_.wait();
+            return true;
+        }
+        Event& event_;
+    };
+    Handle<Slow> const worker(new Slow(calls, go));
+    EXPECT_FALSE(worker->startAndWait(Time::milliSeconds(1)));
+    worker->notify();  // no birth either
+    go.set();
+    worker->stop();
+    EXPECT_EQ("stop death ", calls.text());
+}
+
+TEST(ThreadLife, JoiningItselfIsReportedAndReturns) {
+#if defined(_ZAN_ASSERT_ABORT_ON) && !defined(NDEBUG)
+    GTEST_SKIP() << "this build ends at a failed assertion";
+#endif
+    struct Self : SimpleThread {
+        Self() : SimpleThread(nullptr, "self") {}
+        bool onLoop() override {
+            stop();
+            return true;
+        }
+    };
+    LogCapture const log;
+    Handle<Self> const self(new Self);
+    self->startAndWait();
+    ThreadControl control = self->getThreadControl();
+    control.join();
+    EXPECT_TRUE(log.has(" CONDITION: threadControl!=ThreadControl::current()\n"));
+    EXPECT_FALSE(control.isAlive());
+}
+
+TEST(ThreadLife, WaitingEndsWithTheLoop) {
+    Recorder calls;
+    Handle<Worker> const worker(new Worker(calls));
+    LogCapture const log;
+    worker->startAndWait();
+    worker->stopOnly();
+    worker->join();
+    EXPECT_TRUE(worker->wait(Time::seconds(60))) << "at once";
+    worker->wait();
+    EXPECT_TRUE(log.has(" thread stopping only...\n"));
+    EXPECT_THROW(worker->living(true), InvalidDataException);
+    EXPECT_TRUE(log.has("zan::InvalidDataException: living(true) is not expected"));
+}
+
+TEST(ThreadIdentity, ShowsWhatRunsTheThread) {
+    std::ostringstream mine;
+    mine << SimpleThread::current();
+    EXPECT_EQ("DATE<T>", normalized(mine.str()));
+    Recorder calls;
+    Handle<Worker> const worker(new Worker(calls));
+    EXPECT_EQ("worker", worker->fullname());
+    worker->startAndWait();
+    EXPECT_EQ("worker{T}", normalized(worker->fullname()));
+    EXPECT_EQ(std::string("worker") + worker->threadIdString(), worker->fullname());
+    EXPECT_NE(Time(), worker->currDateTime());
+    std::ostringstream id;
+    id << ThreadId(7);
+    EXPECT_EQ("   7", id.str());
+    dumper d(true);
+    worker->dump(d);
+    EXPECT_EQ(0u, normalized(d.str()).find(
+                      "{name()='worker' fullname()='worker{T}' started()=true living()=true "
+                      "activeStopping()=false refcount="));
+    dumper all;
+    all << THREAD_FACTORY();
+    EXPECT_NE(std::string::npos, all.str().find("thread_ = @zan::SimpleThread{"));
+    EXPECT_NE(std::string::npos, all.str().find("thread_ = null"));
+    worker->stop();
+    EXPECT_TRUE(worker->threadIdString().size() > 0) << "after the end too";
+}
+
+TEST(ThreadIdentity, TheTablesDoNotGrowWithTheThreadsThatEverLived) {
+    auto const known = [] {
+        dumper d;
+        d << THREAD_FACTORY();
+        return zan_test::occurrences(d.str(), "@zan::ThreadInfo{");
+    };
+    SimpleThread::current();
+    unsigned long const before = known();
+    for (int i = 0; i < 50; ++i) std::thread([] { SimpleThread::current(); }).join();
+    EXPECT_EQ(before, known());
+    SimpleThread::destroyThreadFactory();
+    EXPECT_EQ("DATE<T>", normalized((std::ostringstream() << SimpleThread::current()).str()));
+}
+
+TEST(ThreadIdentity, ComparesStartedThreadsOnly) {
+    Recorder calls;
+    Handle<Worker> const a(new Worker(calls));
+    Handle<Worker> const b(new Worker(calls));
+    a->startAndWait();
+    EXPECT_THROW(static_cast<void>(*a == *b), ThreadNotStartedException);
+    b->startAndWait();
+    EXPECT_TRUE(*a == *a && *a != *b && (*a < *b) != (*b < *a));
+    EXPECT_TRUE(a->getThreadControl().isAlive());
+    EXPECT_NE(a->getThreadControl(), ThreadControl::current());
+    a->stop();
+    b->stop();
+}
+
+class Service : public ThreadOwner {
+public:
+    Service() : ThreadOwner("service") {}
+    void onThreadExit(Thread*) override { calls.add("exit"); }
+    bool birth() {
+        calls.add("birth");
+        return true;
+    }
+    bool loop() {
+        calls.add("loop");
+        return false;
+    }
+    void death() { calls.add("death"); }
+    Recorder calls;
+};
+
+TEST(OwnedThreads, RunTheMembersThatAreSet) {
+    Service service;
+    Handle<OwnedThread<Service>> const thread(new OwnedThread<Service>(&service, "owned"));
+    thread->onBirth_ = &Service::birth;
+    thread->onLoop_ = &Service::loop;
+    thread->onDeath_ = &Service::death;
+    thread->startAndWait();
+    thread->join();
+    EXPECT_EQ("birth loop death exit ", service.calls.text());
+    Handle<MTAThread> const mta(new MTAThread(nullptr, "mta"));
+    mta->startAndWait();
+    mta->stop();
+}
+
+TEST(ThreadRaces, StartAndStopFromManySides) {
+    for (int round = 0; round < 30; ++round) {
+        Recorder calls;
+        Handle<Worker> worker(new Worker(calls));
+        worker->start(0);
+        std::vector<std::thread> stoppers;
+        for (int i = 0; i < 3; ++i) stoppers.emplace_back([worker] { worker->stop(); });
+        for (auto& thread : stoppers) thread.join();
+        stoppers.clear();
+        EXPECT_FALSE(worker->living());
+    }
+}
+
+}  // namespace

@@ -1,0 +1,205 @@
+#include "zan/util/uow.h"
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <sstream>
+#include <stdexcept>
+
+#include "support/log_capture.h"
+#include "zan/base/exception.h"
+#include "zan/mt/mutex.h"
+
+namespace {
+
+using namespace zan;
+using zan_test::LogCapture;
+
+class Unit : public UnitOfWork {
+public:
+    using UnitOfWork::UnitOfWork;
+    void on_init() override {
+        calls += "init ";
+        if (what == "stop in init") stop(3);
+        if (what == "throw in init") throw InvalidDataException(ZAN_HERE, "in init");
+    }
+    void on_loop() override {
+        calls += "loop ";
+        if (what == "exception")
+            ZAN_USER_THROW_MSG(logger_factory::instance("ZAN"), InvalidDataException, "x");
+        if (what == "std") throw std::runtime_error("plain");
+        if (what == "other") throw 7;
+        if (++loops == 3) stop(5);
+    }
+    void on_fini() override { calls += "fini "; }
+    void add(UnitOfWork* child) { children().push_back(child); }
+
+    std::string what;
+    std::string calls;
+    int loops = 0;
+};
+
+TEST(UnitFrame, LoopsUntilStopped) {
+    Unit unit("u");
+    EXPECT_EQ(5, unit.start());
+    EXPECT_EQ("init loop loop loop fini ", unit.calls);
+    EXPECT_FALSE(unit.running());
+    unit.loops = 0;
+    EXPECT_EQ(5, unit.start()) << "the whole cycle again";
+    Unit early;
+    early.what = "stop in init";
+    EXPECT_EQ(3, early.start());
+    EXPECT_EQ("init fini ", early.calls);
+}
+
+TEST(UnitFrame, ExceptionsGiveCodes) {
+    LogCapture const log;
+    Unit unit("u");
+    unit.what = "exception";
+    EXPECT_EQ(1, unit.start());
+    EXPECT_EQ("init loop fini ", unit.calls);
+    EXPECT_TRUE(unit.running()) << "only stop clears it";
+    EXPECT_EQ(1u, log.count("     CAUSE: catch a exception.\n        AT: zan::UnitOfWork::start("));
+    EXPECT_TRUE(log.has("CALL STACK: zan::UnitOfWork::start(uow.cpp:"));
+    Unit plain;
+    plain.what = "std";
+    EXPECT_EQ(2, plain.start());
+    EXPECT_TRUE(log.has(" <ERROR>\n") && log.has("     CAUSE: plain\n"));
+    Unit other;
+    other.what = "other";
+    EXPECT_THROW(other.start(), int);
+    EXPECT_EQ("init loop ", other.calls);
+    Unit init;
+    init.what = "throw in init";
+    EXPECT_THROW(init.start(), InvalidDataException);
+    EXPECT_EQ("init ", init.calls);
+}
+
+TEST(UnitTree, PathsAndStopAll) {
+    Unit root("main");
+    Unit child("a", &root);
+    Unit grandchild("b", &child);
+    EXPECT_EQ("main/a/b", grandchild.path());
+    EXPECT_EQ("main", root.path());
+    EXPECT_EQ(&root, grandchild.root());
+    root.name() = "";
+    EXPECT_EQ("a/b", grandchild.path());
+    child.name() = "";
+    root.name() = "main";
+    EXPECT_EQ("main//b", grandchild.path());
+    grandchild.stopAll(7);
+    for (Unit* unit : {&root, &child, &grandchild}) EXPECT_FALSE(unit->running());
+}
+
+TEST(UnitTree, ChildrenAreDeletedAndFaultsReported) {
+#if defined(_ZAN_ASSERT_ABORT_ON) && !defined(NDEBUG)
+    GTEST_SKIP() << "this build ends at a failed assertion";
+#endif
+    LogCapture const log;
+    {
+        Unit root("main");
+        root.add(new Unit("child", &root));
+        root.add(nullptr);
+        auto* const stuck = new Unit("stuck", &root);
+        stuck->what = "exception";
+        stuck->start();
+        root.add(stuck);
+    }
+    EXPECT_EQ(1u, log.count(" CONDITION: thr!=0\n"));
+    EXPECT_EQ(1u, log.count(" CONDITION: !thr->running()\n"));
+}
+
+TEST(MainUnit, WalksItsArguments) {
+    wchar_t program[] = L"/usr/bin/prog";
+    wchar_t a[] = L"a\u00e4";
+    wchar_t b[] = L"b";
+    wchar_t* argv[] = {program, a, b, nullptr};
+    UowMain main(3, argv);
+    EXPECT_EQ(&main, &app());
+    EXPECT_EQ(L"prog", main.cmdline().cmd());
+    EXPECT_EQ("a\xc3\xa4", main.argCurrent());
+    EXPECT_EQ(2u, main.argLeft());
+    EXPECT_EQ("b", main.argNext());
+    EXPECT_EQ("", main.argNext());
+    EXPECT_EQ(0u, main.argLeft());
+    EXPECT_EQ("", main.argNext());
+    EXPECT_EQ("", main.argAt(2));
+    std::ostringstream os;
+    main.cmdline().dump(os);
+    EXPECT_EQ(
+        "@zan::CmdLine{\n"
+        "    argc_ = 3\n"
+        "    argv = @zan::array{\n"
+        "        [0]\"/usr/bin/prog\"\n"
+        "        [1]\"a\xc3\xa4\"\n"
+        "        [2]\"b\"\n"
+        "    }\n"
+        "    cmd_ = \"prog\"\n"
+        "    args_ = @zan::vector{\n"
+        "        [0]'a\xc3\xa4'\n"
+        "        [1]'b'\n"
+        "    }\n"
+        "}",
+        os.str());
+    UowMain alone(1, argv);
+    EXPECT_EQ(0u, alone.argCount());
+    EXPECT_EQ("", alone.argCurrent());
+    CmdLine none(0, nullptr);
+    EXPECT_TRUE(none.cmd().empty() && none.args().empty());
+
+    char first[] = "p";
+    char second[] = "\xff\xc3\xa4";
+    char* narrow[] = {first, second, nullptr};
+    WideArgs const wide(2, narrow);
+    EXPECT_EQ(2, wide.argc());
+    EXPECT_EQ(L'\u00e4', wide.argv()[1][1]);
+    EXPECT_EQ(nullptr, wide.argv()[2]);
+    main_uow::instance().set(nullptr);
+    LogCapture const log;
+#if !defined(_ZAN_ASSERT_ABORT_ON) || defined(NDEBUG)
+    EXPECT_THROW(app(), NullPointerException);
+    EXPECT_TRUE(log.has(" CONDITION: pUowMain!=0\n"));
+#endif
+}
+
+struct Signals {
+    Monitor monitor;
+    std::vector<int> got;
+
+    static Signals& all() {
+        static Signals signals;
+        return signals;
+    }
+    static void take(int signal) {
+        MonitorLock const guard(all().monitor);
+        all().got.push_back(signal);
+        all().monitor.notifyAll();
+    }
+    void await(unsigned long n) {
+        MonitorLock const guard(monitor);
+        while (got.size() < n) monitor.wait();
+    }
+};
+
+TEST(QuitSignals, ReachTheCallbackEachTime) {
+    QuitHandler handler(&Signals::take);
+    EXPECT_EQ(&Signals::take, handler.getCallback());
+    std::raise(SIGTERM);
+    Signals::all().await(1);
+    std::raise(SIGINT);
+    Signals::all().await(2);
+    EXPECT_EQ((std::vector<int>{SIGTERM, SIGINT}), Signals::all().got);
+}
+
+TEST(QuitSignals, WithoutACallbackTheyEndTheProgramsUnit) {
+    struct Main : UowMain {
+        Main() : UowMain(0, nullptr) {}
+        void on_init() override { std::raise(SIGTERM); }
+        void on_loop() override { Time::milliSeconds(1).sleep(); }
+    } main;
+    QuitHandler const handler;
+    EXPECT_EQ(0, main.start());
+    main_uow::instance().set(nullptr);
+}
+
+}  // namespace
