@@ -85,7 +85,7 @@ bool TcpAcceptor::accept() {
         case platform::Waited::Ready:
             break;
     }
-    // The system holds few clients that wait, and refuses the rest for a second: take all at once.
+    // Take all that wait.
     while (living()) {
         ACE_SOCK_Stream stream;
         if (acceptor_.accept(stream, nullptr, nullptr, true, false) != -1) {
@@ -152,13 +152,12 @@ void TcpAcceptor::closeServer(TcpServerImpl* server) {
     server->release();
 }
 
-// False if the tables have forgotten it already.
-bool TcpAcceptor::forget(TcpServerImpl* server) {
+void TcpAcceptor::forget(TcpServerImpl* server) {
     Handle<TcpServerImpl> entry;  // dropped outside the lock
     {
         MutexLock const guard(servers_.mutex());
         auto const it = servers_.container().find(server->handle());
-        if (it == servers_.container().end() || it->second.get() != server) return false;
+        if (it == servers_.container().end() || it->second.get() != server) return;
         entry.swap(it->second);
         servers_.container().erase(it);
     }
@@ -167,19 +166,18 @@ bool TcpAcceptor::forget(TcpServerImpl* server) {
     auto const it = peers_.container().find(server->peer());
     if (it != peers_.container().end() && it->second == server->handle())
         peers_.container().erase(it);
-    return true;
 }
 
 bool TcpAcceptor::send(TcpAddr const& peer, istr const& data, int timeout) {
     ZAN_TRACE_FRAME(detail::zanLogger());
     ACE_HANDLE handle = ACE_INVALID_HANDLE;
     Handle<TcpServerImpl> server;
-    if (peers_.find(peer, handle) && servers_.find(handle, server) && server)
+    if (peers_.find(peer, handle) && servers_.find(handle, server))
         return server->send(data, timeout);
     auto const all = servers_.copy();
     if (all.empty()) return false;
     for (auto const& item : all)
-        if (item.second && !item.second->send(data, 0)) return false;
+        if (!item.second->send(data, 0)) return false;
     return true;
 }
 
@@ -196,18 +194,20 @@ void TcpAcceptor::onDeath() {
     acceptor_.close();
 }
 
+// Called by who stops and by the ending thread, at once: each connection is stopped by who takes it
+// out of the table, and waiting for both is waiting for all.
 void TcpAcceptor::close() {
     ZAN_TRACE_FRAME(detail::zanLogger());
     std::map<ACE_HANDLE, Handle<TcpServerImpl>> all;
     {
-        MutexLock const guard(startMutex_);
-        all = servers_.copy();
+        MutexLock const starting(startMutex_);
+        MutexLock const guard(servers_.mutex());
+        all.swap(servers_.container());
     }
+    peers_.clear();
     for (auto const& item : all) {
-        if (!item.second) continue;
         ZAN_INFO(detail::zanLogger(), "stopping " << item.second->fullname());
         item.second->stop();
-        forget(item.second.get());
     }
 }
 

@@ -39,7 +39,7 @@ private:
     bool accept();
     void startServer(ACE_SOCK_Stream& stream);
     void closeServer(TcpServerImpl* server);
-    bool forget(TcpServerImpl* server);
+    void forget(TcpServerImpl* server);
     void close();
 
     TcpAddr const address_;

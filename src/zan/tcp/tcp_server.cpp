@@ -9,8 +9,10 @@ namespace zan {
 
 namespace tcp {
 
-// Clients that have connected and not been accepted yet.
-constexpr int BACKLOG = 10;
+// Clients that have connected and not been accepted yet. The customary 10 would not do here: the
+// system lets the next client try again after a second, and a loop that connects is faster than a
+// thread that wakes up. The system cuts the number to what it allows.
+constexpr int BACKLOG = 1024;
 
 class ServerImpl : noncopyable {
 public:
