@@ -120,8 +120,14 @@ void TcpAcceptor::startServer(ACE_SOCK_Stream& stream) {
         stream.set_handle(ACE_INVALID_HANDLE);  // it has an owner
         MutexLock const guard(startMutex_);
         if (!living()) return;
-        servers_[server->handle()] = server;
-        peers_[peer] = server->handle();
+        {
+            MutexLock const servers(servers_.mutex());
+            servers_.container()[server->handle()] = server;
+        }
+        {
+            MutexLock const peers(peers_.mutex());
+            peers_.container()[peer] = server->handle();
+        }
         ZAN_INFO(detail::zanLogger(), "accepted new client = " << peer);
         // Not waited for: a thread's birth takes long beside an accept. One that fails takes itself
         // out of the tables.
