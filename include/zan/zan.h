@@ -52,3 +52,7 @@
 #include "zan/nbr/lsd.h"
 #include "zan/nbr/parser.h"
 #include "zan/nbr/stream.h"
+
+#include "zan/tcp/tcp_client.h"
+#include "zan/tcp/tcp_impl_base.h"
+#include "zan/tcp/tcp_server.h"

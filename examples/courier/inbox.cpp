@@ -1,0 +1,224 @@
+#include "inbox.h"
+
+#include <chrono>
+
+namespace courier {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// How long an answer may take to leave, in seconds. A sender that reads none is given up.
+constexpr int SEND_TIMEOUT = 30;
+char const INCOMING[] = ".incoming";
+
+zan::logger& log() {
+    return zan::logger_factory::instance(zan::LOGGER_ID);
+}
+
+fs::file_time_type toFileTime(zan::Time const& time) {
+    // The two clocks have different beginnings.
+    auto const now = std::chrono::system_clock::now();
+    std::chrono::system_clock::time_point const point{
+        std::chrono::microseconds(time.toMicroSeconds())};
+    return fs::file_time_type::clock::now() +
+           std::chrono::duration_cast<fs::file_time_type::duration>(point - now);
+}
+
+}  // namespace
+
+Inbox::Inbox(zan::TcpServer& server, fs::path const& folder)
+    : server_(server), folder_(folder), incoming_(folder / INCOMING) {
+    fs::create_directories(incoming_);
+    for (auto const& left : fs::directory_iterator(incoming_)) fs::remove(left);
+}
+
+// --- Messages
+
+void Inbox::onRecv(zan::TcpAddr const& peer, zan::istr const& data) {
+    SessionPtr session;
+    {
+        std::lock_guard<std::mutex> const guard(mutex_);
+        SessionPtr& entry = sessions_[peer];
+        if (!entry) entry = std::make_shared<Session>();
+        session = entry;
+        ++steps_;
+    }
+    // An exception, for instance of bytes that are no NBR, may leave this function: the library
+    // reports it and ends the connection, and onClose tidies up.
+    unsigned char const kind = kindOf(data);
+    if (kind == BEGIN) {
+        Begin message;
+        message.fromFrame(data);
+        if (session->transfer != 0) fail(*session, peer, "another file began before its end");
+        session->transfer = message.transfer;
+        session->name = message.name;
+        zan::String const reason = begin(*session, message);
+        if (!reason.empty()) fail(*session, peer, reason);
+    } else if (kind == CHUNK) {
+        Chunk message;
+        message.fromFrame(data);
+        if (session->transfer == 0 || message.transfer != session->transfer) return;
+        zan::String const reason = add(*session, message);
+        if (!reason.empty()) return fail(*session, peer, reason);
+        Progress progress;
+        progress.transfer = message.transfer;
+        progress.received = session->received;
+        send(*session, peer, progress);
+    } else if (kind == END) {
+        End message;
+        message.fromFrame(data);
+        if (session->transfer == 0 || message.transfer != session->transfer) return;
+        zan::String const reason = finish(*session, message);
+        if (!reason.empty()) return fail(*session, peer, reason);
+        ZAN_INFO(log(), "stored " << shown(session->name) << ", " << session->size << " bytes from "
+                                  << peer);
+        Receipt receipt;
+        receipt.transfer = message.transfer;
+        receipt.stored = true;
+        receipt.text = session->name;
+        close(*session);
+        send(*session, peer, receipt);
+    } else {
+        ZAN_USER_THROW_MSG(log(), zan::InvalidDataException,
+                           "unexpected message " << static_cast<int>(kind));
+    }
+}
+
+void Inbox::onClose(zan::TcpAddr const& peer) {
+    SessionPtr session;
+    {
+        std::lock_guard<std::mutex> const guard(mutex_);
+        auto const it = sessions_.find(peer);
+        if (it == sessions_.end()) return;
+        session = it->second;
+        sessions_.erase(it);
+    }
+    if (session->transfer == 0) return;
+    ZAN_INFO(log(),
+             "not stored " << shown(session->name) << " from " << peer << ": the connection ended");
+    close(*session);
+}
+
+// --- A file
+
+zan::String Inbox::begin(Session& session, Begin const& message) {
+    zan::String const reason = checkName(session.name);
+    if (!reason.empty()) return reason;
+    {
+        std::lock_guard<std::mutex> const guard(mutex_);
+        if (draining_) return "the server is stopping";
+        if (!underWay_.insert(session.name).second) return "a file of this name is under way";
+        session.temporary = incoming_ / std::to_string(++nextFile_);
+    }
+    session.size = message.size;
+    session.modified = message.modified;
+    session.received = 0;
+    session.crc = 0;
+    if (!session.file.open(zan::libraryName(session.temporary.native())))
+        return "cannot write: " + zan::getLastErrorMsg();
+    return zan::String();
+}
+
+// A name must stay below the inbox, whatever the folder holds.
+zan::String Inbox::checkName(zan::istr const& name) const {
+    if (name.empty()) return "empty name";
+    fs::path place = folder_;
+    unsigned long begin = 0;
+    for (unsigned long i = 0; i <= name.size(); ++i) {
+        if (i < name.size() && name[i] == 0) return "NUL in the name";
+        // A separator on other systems, and in this library's own names.
+        if (i < name.size() && name[i] == '\\') return "backslash in the name";
+        if (i < name.size() && name[i] != '/') continue;
+        std::string const part = name.substr(begin, i - begin);
+        if (part.empty()) return begin == 0 ? "absolute name" : "empty component in the name";
+        if (part == "." || part == "..") return "the name leaves its folder";
+        if (begin == 0 && part == INCOMING) return "the name is the server's own";
+        begin = i + 1;
+        if (i == name.size()) break;
+        place /= part;
+        std::error_code none;
+        if (fs::is_symlink(place, none)) return "the name leads through a link";
+    }
+    return zan::String();
+}
+
+zan::String Inbox::add(Session& session, Chunk const& message) {
+    if (message.offset != session.received)
+        return zan::String() << "chunk at " << message.offset.value() << " where "
+                             << session.received << " was due";
+    if (message.bytes.size() > session.size - session.received) return "more bytes than announced";
+    if (!session.file.write(message.bytes)) return "cannot write: " + zan::getLastErrorMsg();
+    session.crc = addCrc(session.crc, message.bytes);
+    session.received += message.bytes.size();
+    return zan::String();
+}
+
+zan::String Inbox::finish(Session& session, End const& message) {
+    if (session.received != session.size)
+        return zan::String() << session.received << " bytes where " << session.size
+                             << " were announced";
+    if (message.crc != session.crc) return "the CRC differs";
+    session.file.close();
+    fs::path const place = folder_ / std::string(session.name);
+    std::error_code error;
+    fs::last_write_time(session.temporary, toFileTime(session.modified), error);
+    fs::create_directories(place.parent_path(), error);
+    if (!error) fs::rename(session.temporary, place, error);
+    return error ? "cannot store: " + zan::String(error.message()) : zan::String();
+}
+
+// Whatever has become of the file: what is left of its writing goes.
+void Inbox::close(Session& session) {
+    session.transfer = 0;
+    session.file.close();
+    // Empty where the name was refused, and then it may be another session's.
+    if (session.temporary.empty()) return;
+    std::error_code none;
+    fs::remove(session.temporary, none);
+    session.temporary.clear();
+    std::lock_guard<std::mutex> const guard(mutex_);
+    underWay_.erase(session.name);
+    ++steps_;
+    changed_.notify_all();
+}
+
+void Inbox::fail(Session& session, zan::TcpAddr const& peer, zan::String const& reason) {
+    ZAN_INFO(log(), "not stored " << shown(session.name) << " from " << peer << ": " << reason);
+    Receipt receipt;
+    receipt.transfer = session.transfer;
+    receipt.text = reason;
+    close(session);
+    send(session, peer, receipt);
+}
+
+void Inbox::send(Session& session, zan::TcpAddr const& peer, Message& message) {
+    // A failure is in the log already, and ends the connection.
+    server_.send(peer, message.toFrame(session.out), SEND_TIMEOUT);
+}
+
+// --- The end
+
+void Inbox::drain() {
+    std::lock_guard<std::mutex> const guard(mutex_);
+    draining_ = true;
+}
+
+bool Inbox::waitIdle(int seconds) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    while (!underWay_.empty() && !givenUp_) {
+        unsigned long const before = steps_;
+        changed_.wait_for(lock, std::chrono::seconds(seconds),
+                          [&] { return underWay_.empty() || givenUp_; });
+        if (before == steps_) break;
+    }
+    return underWay_.empty();
+}
+
+void Inbox::giveUp() {
+    std::lock_guard<std::mutex> const guard(mutex_);
+    givenUp_ = true;
+    changed_.notify_all();
+}
+
+}  // namespace courier

@@ -1,0 +1,78 @@
+#pragma once
+
+#include <zan/zan.h>
+
+#include <condition_variable>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <set>
+
+#include "messages.h"
+
+namespace courier {
+
+// Stores the files that arrive on the connections of one server. A file is written under a name of
+// its own in the folder ".incoming" of the inbox, and moved to its place when it is complete and
+// its CRC agrees; what goes wrong in between leaves nothing behind. A file that was there before is
+// replaced.
+//
+// Threads: called on the connections' threads. Each has its own Session, so only the tables that
+// all share are locked.
+class Inbox : public zan::TcpCallback {
+public:
+    // Makes the folders, and removes what an earlier run may have left unfinished. Throws
+    // std::filesystem::filesystem_error.
+    Inbox(zan::TcpServer& server, std::filesystem::path const& folder);
+
+    void onRecv(zan::TcpAddr const& peer, zan::istr const& data) override;
+    void onClose(zan::TcpAddr const& peer) override;
+
+    // From now on no new file is begun.
+    void drain();
+    // Waits until none is under way; false after `seconds` without one of them ending or moving on.
+    bool waitIdle(int seconds);
+    // Lets waitIdle() return.
+    void giveUp();
+
+private:
+    // One connection, and the file that is on its way there.
+    struct Session {
+        unsigned int transfer = 0;  // 0: none, or it has its receipt already
+        zan::String name;
+        std::filesystem::path temporary;
+        zan::FileWriter file;
+        zan::uint64 size = 0;
+        zan::uint64 received = 0;
+        unsigned int crc = 0;
+        zan::Time modified;
+        zan::nbr::OutputStream out;  // its memory is used again for each answer
+    };
+    using SessionPtr = std::shared_ptr<Session>;
+
+    // These give the reason why the file cannot be stored, or nothing.
+    zan::String begin(Session& session, Begin const& message);
+    zan::String add(Session& session, Chunk const& message);
+    zan::String finish(Session& session, End const& message);
+
+    zan::String checkName(zan::istr const& name) const;
+    void close(Session& session);
+    void fail(Session& session, zan::TcpAddr const& peer, zan::String const& reason);
+    void send(Session& session, zan::TcpAddr const& peer, Message& message);
+
+    zan::TcpServer& server_;
+    std::filesystem::path const folder_;
+    std::filesystem::path const incoming_;
+
+    std::mutex mutex_;  // guards what follows
+    std::condition_variable changed_;
+    std::map<zan::TcpAddr, SessionPtr> sessions_;
+    std::set<std::string> underWay_;  // names
+    unsigned long nextFile_ = 0;
+    unsigned long steps_ = 0;  // grows with each chunk and each end
+    bool draining_ = false;
+    bool givenUp_ = false;
+};
+
+}  // namespace courier

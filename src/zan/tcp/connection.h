@@ -1,0 +1,75 @@
+#pragma once
+
+#include <ace/SOCK_Stream.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <mutex>
+
+#include "zan/tcp/frame_buffer.h"
+#include "zan/tcp/frame_io.h"
+#include "zan/tcp/tcp_impl_base.h"
+
+namespace zan::tcp {
+
+// A connected socket with all that its two sides share: whole frames in both directions, senders
+// kept apart, and an end that any thread may bring about.
+//
+// The descriptor's number stays taken until close(), so no thread can meet another connection
+// under it.
+//
+// A loop over recv() may take MESSAGES_IN_A_ROW before it comes back to its thread, whose own work
+// for each pass is as much as a small message is worth.
+//
+// Threads: one thread, the owner, receives and closes. Any may send and end.
+class Connection : noncopyable {
+public:
+    static constexpr int MESSAGES_IN_A_ROW = 32;
+
+    explicit Connection(unsigned long maxFrameSize) : maxFrameSize_(maxFrameSize) {}
+    ~Connection() { close(); }
+
+    ACE_SOCK_Stream& stream() { return stream_; }
+    // Once the stream is connected, before other threads know of it.
+    void opened(TcpAddr const& peer);
+    // Sets the options that both sides have; their failures cost speed at the most.
+    void setOptions(int bufferSize);
+    TcpAddr const& peer() const { return peer_; }
+
+    // The next message; the view dies at the next call. False is the end of the connection, with
+    // its reason in the log.
+    bool recv(istr& data);
+    // As TcpServer::send has it.
+    bool send(istr const& data, int timeout);
+
+    // Ends both directions: whoever reads or writes here comes back at once. The peer sees the end.
+    void end();
+    bool ended() const { return ended_.load(std::memory_order_acquire); }
+    // end(), waits for senders to leave, and frees the descriptor. May be repeated.
+    void close();
+
+private:
+    enum class Turn { Mine, Closed, Busy };
+    Turn takeTurn(Deadline& deadline);
+    void giveTurn();
+    bool fill(unsigned long need, char const* name);
+    void trimWhenQuiet(bool on);
+
+    ACE_SOCK_Stream stream_;
+    TcpAddr peer_;
+    unsigned long const maxFrameSize_;
+
+    // The owner's
+    FrameBuffer buffer_;
+    unsigned long taken_ = 0;  // of the buffer's front, by the message that was given out last
+    bool quietTimer_ = false;  // SO_RCVTIMEO is set
+
+    std::atomic<bool> ended_{false};
+    std::mutex mutex_;  // guards what follows; never held during a call that blocks
+    std::condition_variable turn_;
+    bool open_ = false;
+    bool sending_ = false;
+    unsigned int waiting_ = 0;
+};
+
+}  // namespace zan::tcp

@@ -1,0 +1,58 @@
+#pragma once
+
+#include "zan/base/base_type_view.h"
+#include "zan/mt/mutex.h"
+
+namespace zan::tcp {
+
+// Where the bytes of one connection arrive, and from where whole frames are handed out without a
+// copy. Reading runs ahead: one read may bring many frames, or the size and the payload together.
+//
+//     while (buffer.available() < need) {
+//         ostr room = buffer.room(need);
+//         buffer.arrived(read(room.buffer(), room.max_size()));
+//     }
+//
+// Memory: doubles when it is full, so it never exceeds twice the bytes that have arrived and not
+//   been handed out, or FIRST_SIZE. What a burst of large frames has made large becomes small again
+//   by itself, as far as frames go on to be taken; trim() is for a connection that falls silent.
+// Errors: refused memory shows as an empty room; nothing throws.
+class FrameBuffer : noncopyable {
+public:
+    static constexpr unsigned long FIRST_SIZE = 16 * 1024;
+    // A silent connection keeps no more than this.
+    static constexpr unsigned long QUIET_SIZE = 2 * FIRST_SIZE;
+    static constexpr unsigned long HEADER_SIZE = 4;
+
+    FrameBuffer() = default;
+    ~FrameBuffer();
+
+    // Bytes arrived and not dropped.
+    unsigned long available() const { return end_ - begin_; }
+    unsigned long capacity() const { return capacity_; }
+    char const* data() const { return buffer_ + begin_; }
+    // The size that the frame at the front announces. REQUIRES: available() >= HEADER_SIZE.
+    unsigned long announced() const;
+
+    // Where the next bytes go, on the way to `need` at the front: empty if memory is refused. Moves
+    // what data() gives. REQUIRES: available() < need.
+    ostr room(unsigned long need);
+    void arrived(unsigned long n) { end_ += n; }
+    // Removes bytes at the front, usually a frame. REQUIRES: n <= available().
+    void drop(unsigned long n);
+    // Gives back what the bytes at hand do not need.
+    void trim();
+
+private:
+    bool resize(unsigned long capacity);
+
+    char* buffer_ = nullptr;
+    unsigned long capacity_ = 0;
+    unsigned long begin_ = 0;
+    unsigned long end_ = 0;
+    // The largest of the last frames, and how many these are; counted while the buffer is large.
+    unsigned long largest_ = 0;
+    unsigned int frames_ = 0;
+};
+
+}  // namespace zan::tcp

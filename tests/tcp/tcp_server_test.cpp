@@ -1,0 +1,417 @@
+#include "zan/tcp/tcp_server.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <fstream>
+#include <set>
+#include <sstream>
+#include <thread>
+
+#include "support/seed.h"
+#include "tcp/tcp_support.h"
+#include "zan/base/exception.h"
+
+namespace {
+
+using namespace zan_test;
+using namespace std::string_literals;
+
+// --- The stream may be cut anywhere.
+
+TEST(TcpServerFraming, EveryCutOfAStreamGivesTheSameMessages) {
+    TestServer test;
+    std::vector<std::string> const payloads = {"", "a", "in\0side"s, std::string(200, '\xff')};
+    std::string wire;
+    for (auto const& payload : payloads) wire += frame(payload);
+    Peer peer = test.connect();
+    std::vector<std::string> want;
+    for (std::size_t cut = 0; cut <= wire.size(); ++cut) {
+        peer.write(wire.substr(0, cut));
+        if (cut % 16 == 0) std::this_thread::yield();
+        peer.write(wire.substr(cut));
+        want.insert(want.end(), payloads.begin(), payloads.end());
+    }
+    ASSERT_TRUE(test.recorder->waitMessages(want.size()));
+    EXPECT_EQ(want, test.recorder->messages());
+}
+
+TEST(TcpServerFraming, RandomSizesComeBackWhole) {
+    TestServer test;
+    test.echo();
+    auto random = makeRandom();
+    Peer peer = test.connect();
+    std::vector<std::string> payloads;
+    for (unsigned long const edge : {0ul, 1ul, 2047ul, 2048ul, 2049ul, 16379ul, 16380ul, 16381ul,
+                                     32768ul, 65535ul, 65536ul, 1000000ul})
+        payloads.push_back(std::string(edge, static_cast<char>(random())));
+    for (int i = 0; i < 300; ++i)
+        payloads.push_back(
+            std::string(random() % (i % 10 == 0 ? 100000 : 300), static_cast<char>(random())));
+    std::thread writer([&] {
+        std::string wire;
+        for (auto const& payload : payloads) wire += frame(payload);
+        for (std::size_t at = 0; at < wire.size();) {
+            std::size_t const n = 1 + random() % 70000;
+            peer.write(wire.substr(at, n));
+            at += n;
+        }
+    });
+    for (auto const& payload : payloads) ASSERT_EQ(payload, peer.readFrame());
+    writer.join();
+}
+
+// --- Peers may be hostile; the others do not notice.
+
+TEST(TcpServerHostility, AnEndInsideAFrameAtEveryByteIsOneCloseAndNoMessage) {
+    TestServer test;
+    std::string const wire = frame("abc");
+    std::size_t closed = 0;
+    for (bool const reset : {false, true}) {
+        for (std::size_t kept = 0; kept < wire.size(); ++kept) {
+            Peer peer = test.connect();
+            peer.write(wire.substr(0, kept));
+            // A reset may overtake the accept, and then there was no connection.
+            if (reset) {
+                peer.reset();
+            } else {
+                peer.close();
+                ASSERT_TRUE(test.recorder->waitClosed(++closed)) << kept << ' ' << reset;
+            }
+        }
+    }
+    test.server.close();
+    EXPECT_EQ(0u, test.recorder->messages().size());
+    auto const all = test.recorder->closed();
+    EXPECT_GE(all.size(), closed);
+    EXPECT_EQ(all.size(), std::set<zan::TcpAddr>(all.begin(), all.end()).size());
+}
+
+unsigned long residentKiB() {
+    std::ifstream status("/proc/self/status");
+    std::string word;
+    while (status >> word)
+        if (word == "VmRSS:") {
+            unsigned long kib = 0;
+            status >> kib;
+            return kib;
+        }
+    return 0;
+}
+
+TEST(TcpServerHostility, SilentSlowAndLyingPeersDoNotDisturbTheRest) {
+    TestServer test;
+    test.echo();
+    Peer good = test.connect();
+    ASSERT_TRUE(good.write(frame("warm")));
+    ASSERT_EQ("warm", good.readFrame());
+    unsigned long const before = residentKiB();
+    std::vector<Peer> silent;
+    std::vector<Peer> liars;
+    for (int i = 0; i < 20; ++i) {
+        silent.push_back(test.connect());
+        liars.push_back(test.connect());
+        liars.back().write("\xff\xff\xff\xff"s + std::string(1000, 'x'));
+    }
+    Peer slow = test.connect();
+    std::string const slowly = frame("drop by drop");
+    for (std::size_t i = 0; i < slowly.size(); ++i) {
+        slow.write(slowly.substr(i, 1));
+        std::string const text = "fast" + std::to_string(i);
+        ASSERT_TRUE(good.write(frame(text)));
+        ASSERT_EQ(text, good.readFrame());
+    }
+    EXPECT_EQ("drop by drop", slow.readFrame());
+    // Forty threads and no gigabytes.
+    EXPECT_LT(residentKiB(), before + 64 * 1024);
+}
+
+TEST(TcpServerHostility, AFrameOverTheLimitIsRefusedOnItsAnnouncement) {
+    Lines lines;
+    TestServer test(8);
+    EXPECT_EQ(8u, test.server.maxFrameSize());
+    test.echo();
+    Peer peer = test.connect();
+    peer.write(frame("12345678"));
+    EXPECT_EQ("12345678", peer.readFrame());
+    peer.write("\0\0\0\x9"s);
+    EXPECT_TRUE(peer.atEnd());
+    std::ostringstream text;
+    text << "frame of 9 bytes refused, the limit is 8 " << peer.addr();
+    EXPECT_EQ(std::vector<std::string>{text.str()}, lines.of("<TCP.ERROR>"));
+    EXPECT_TRUE(test.recorder->waitClosed(1));
+}
+
+TEST(TcpServerHostility, AnExceptionOfTheCallbackEndsItsConnectionAlone) {
+    Lines lines;
+    TestServer test;
+    test.recorder->hook = [&](zan::TcpAddr const& peer, zan::istr const& data) {
+        if (data == "own")
+            ZAN_USER_THROW_MSG(zan::detail::zanLogger(), zan::InvalidDataException, "bad");
+        if (data == "std") throw std::runtime_error("std bad");
+        if (data == "any") throw 42;
+        test.server.send(peer, data, 10);
+    };
+    test.recorder->closeHook = [](zan::TcpAddr const&) { throw std::logic_error("close bad"); };
+    Peer good = test.connect();
+    for (char const* const kind : {"own", "std", "any"}) {
+        Peer bad = test.connect();
+        bad.write(frame(kind));
+        EXPECT_TRUE(bad.atEnd());
+        good.write(frame("still here"));
+        EXPECT_EQ("still here", good.readFrame());
+    }
+    ASSERT_TRUE(test.recorder->waitClosed(3));
+    ASSERT_TRUE(lines.waitFor("unknown type"));
+    EXPECT_EQ(1u, lines.count("catch a exception."));
+    EXPECT_EQ(1u, lines.count("the callback threw std bad"));
+    EXPECT_GE(lines.count("the callback threw close bad"), 2u);
+    test.server.close();
+}
+
+TEST(TcpServerHostility, TwoHundredClientsAtOnce) {
+    TestServer test;
+    test.echo();
+    auto const begin = std::chrono::steady_clock::now();
+    std::vector<Peer> peers;
+    for (int i = 0; i < 200; ++i) {
+        peers.push_back(test.connect());
+        ASSERT_TRUE(peers.back().valid()) << i;
+    }
+    for (int i = 0; i < 200; ++i) {
+        auto& peer = peers[static_cast<std::size_t>(i)];
+        peer.write(frame(std::to_string(i)));
+    }
+    for (int i = 0; i < 200; ++i)
+        ASSERT_EQ(std::to_string(i), peers[static_cast<std::size_t>(i)].readFrame());
+    // None of them was made to wait for another try.
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
+    test.server.close();
+    EXPECT_EQ(200u, test.recorder->closed().size());
+    for (auto& peer : peers) EXPECT_TRUE(peer.atEnd());
+}
+
+// --- Many senders, one order.
+
+TEST(TcpServerSending, ConcurrentSendersNeverInterleave) {
+    TestServer test;
+    Peer peer = test.connect();
+    peer.write(frame("hello"));
+    ASSERT_TRUE(test.recorder->waitMessages(1));
+    constexpr int THREADS = 4, EACH = 200;
+    std::vector<std::thread> senders;
+    for (int t = 0; t < THREADS; ++t)
+        senders.emplace_back([&, t] {
+            auto const name = static_cast<char>('a' + t);
+            for (int i = 0; i < EACH; ++i) {
+                std::string payload(static_cast<std::size_t>(1 + i * 37 % 9000), name);
+                payload[0] = static_cast<char>(i);
+                ASSERT_TRUE(test.server.send(peer.addr(), payload, i % 2 ? -1 : 20));
+            }
+        });
+    std::vector<int> next(THREADS, 0);
+    for (int n = 0; n < THREADS * EACH; ++n) {
+        std::string const payload = peer.readFrame();
+        ASSERT_FALSE(payload.empty());
+        // A frame of one byte names no sender.
+        if (payload.size() == 1) continue;
+        auto const t = static_cast<std::size_t>(payload.back() - 'a');
+        ASSERT_LT(t, next.size());
+        ASSERT_EQ(std::string::npos, payload.find_first_not_of(payload.back(), 1));
+        int const i = static_cast<unsigned char>(payload[0]);
+        ASSERT_GT(i + 256, next[t]);
+        next[t] = i;
+    }
+    for (auto& sender : senders) sender.join();
+}
+
+TEST(TcpServerSending, APartOfAFrameEndsTheConnectionAndABusyOneFailsAtOnce) {
+    Lines lines({"TCP.INFO"});
+    TestServer test;
+    Peer peer = test.connect();
+    peer.write(frame("hello"));
+    ASSERT_TRUE(test.recorder->waitMessages(1));
+    std::string const big(64 << 20, 'x');
+    std::thread blocked([&] { EXPECT_FALSE(test.server.send(peer.addr(), big, -1)); });
+    // The first byte on the wire says that the other thread has its turn.
+    ASSERT_EQ("\4"s, peer.read(1));
+    EXPECT_FALSE(test.server.send(peer.addr(), "now", 0));
+    EXPECT_EQ(1u, lines.count("\"Resource temporarily unavailable\" send_n failed "));
+    auto const begin = std::chrono::steady_clock::now();
+    EXPECT_FALSE(test.server.send(peer.addr(), "soon", 1));
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(1000));
+    EXPECT_EQ(1u, lines.count("\"Timer expired\" send_n failed "));
+    test.server.close();
+    blocked.join();
+
+    TestServer second;
+    Peer full = second.connect();
+    full.write(frame("hello"));
+    ASSERT_TRUE(second.recorder->waitMessages(1));
+    EXPECT_FALSE(second.server.send(full.addr(), big, 0));
+    EXPECT_TRUE(lines.waitFor("part of a frame was sent, closing connection "));
+    ASSERT_TRUE(second.recorder->waitClosed(1));
+    while (!full.read(1 << 20).empty()) {
+    }
+    EXPECT_FALSE(second.server.send(full.addr(), "gone", 1));
+}
+
+TEST(TcpServerSending, AnAddressThatIsNoClientsReachesEverybody) {
+    TestServer test;
+    EXPECT_FALSE(test.server.send(zan::TcpAddr(), "nobody", 1));
+    Peer a = test.connect();
+    Peer b = test.connect();
+    a.write(frame("a"));
+    b.write(frame("b"));
+    ASSERT_TRUE(test.recorder->waitMessages(2));
+    EXPECT_TRUE(test.server.send(a.addr(), "for a", 1));
+    EXPECT_TRUE(test.server.send(zan::TcpAddr(), "for all", 1));
+    EXPECT_EQ("for a", a.readFrame());
+    EXPECT_EQ("for all", a.readFrame());
+    EXPECT_EQ("for all", b.readFrame());
+    // Once gone, a client's address is nobody's.
+    zan::TcpAddr const former = a.addr();
+    Lines lines;
+    a.close();
+    ASSERT_TRUE(lines.waitFor("remove tcp server "));
+    ASSERT_TRUE(lines.waitFor("thread end."));
+    EXPECT_TRUE(test.server.send(former, "for b", 1));
+    EXPECT_EQ("for b", b.readFrame());
+}
+
+// --- Opening, closing, and their lines.
+
+TEST(TcpServerLife, LinesOfAConnection) {
+    Lines lines({"TCP.INFO", "TCP.DEBUG", "TCP.TRACE"});
+    zan::TcpServer server;
+    EXPECT_FALSE(server.send(zan::TcpAddr(), "x", 1));
+    EXPECT_EQ("null tcp server impl", lines.of("TCP.INFO").back());
+    EXPECT_EQ(0, server.getLocalPort());
+    zan::Handle<Recorder> const recorder(new Recorder);
+    ASSERT_TRUE(server.open(loopback(), recorder, 65536));
+    std::string const port = std::to_string(server.getLocalPort());
+    EXPECT_EQ(1u, lines.count("start tcp acceptor at 127.0.0.1:" + port + "\n"));
+    EXPECT_NE(0u, lines.count("{tcp.acceptor.0}"));
+    Peer peer = Peer::connect(server.getLocalPort());
+    std::ostringstream os;
+    os << peer.addr();
+    std::string const client = os.str();
+    peer.write(frame("abc"));
+    ASSERT_TRUE(recorder->waitMessages(1));
+    ASSERT_TRUE(lines.waitFor("accepted new client = " + client + "\n"));
+    std::string const thread = "tcp.server." + port + '|' + std::to_string(peer.port());
+    EXPECT_NE(0u, lines.count('{' + thread + '}'));
+    peer.close();
+    ASSERT_TRUE(lines.waitFor("break loop: !recv()"));
+    ASSERT_TRUE(lines.waitFor("remove tcp server " + client + "\n"));
+    EXPECT_EQ((std::vector<std::string>{"null tcp server impl",
+                                        "(len) reached end of client connection " + client,
+                                        "break loop: !recv()"}),
+              lines.of("TCP.INFO"));
+    EXPECT_EQ(std::vector<std::string>{"closed connection " + client}, lines.of("TCP.DEBUG"));
+    EXPECT_EQ((std::vector<std::string>{"(len) recving 4 bytes", "(len) recv ok 4 bytes", "size 3",
+                                        "(data) recving 3 bytes", "(data) recv ok 3 bytes",
+                                        "(len) recving 4 bytes"}),
+              lines.of("TCP.TRACE"));
+
+    Peer second = Peer::connect(server.getLocalPort());
+    second.write(frame("x"));
+    ASSERT_TRUE(recorder->waitMessages(2));
+    server.close();
+    EXPECT_EQ(1u, lines.count("() stopping tcp.server." + port + '|' +
+                              std::to_string(second.port()) + '{'));
+    EXPECT_EQ(
+        "closing connection " +
+            [&] {
+                std::ostringstream text;
+                text << second.addr();
+                return text.str();
+            }(),
+        lines.of("TCP.DEBUG")[1]);
+    EXPECT_EQ(0, server.getLocalPort());
+    EXPECT_FALSE(server.send(zan::TcpAddr(), "x", 1));
+    EXPECT_EQ("null tcp acceptor impl", lines.of("TCP.INFO").back());
+}
+
+TEST(TcpServerLife, CloseIsPromptTellsEverybodyAndMayBeRepeated) {
+    TestServer test;
+    std::vector<Peer> peers;
+    for (int i = 0; i < 5; ++i) {
+        peers.push_back(test.connect());
+        peers.back().write(frame("x") + "\0\0\0\x9half"s);
+    }
+    ASSERT_TRUE(test.recorder->waitMessages(5));
+    auto const begin = std::chrono::steady_clock::now();
+    test.server.close();
+    // Far from the listener's own interval of five seconds.
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(2500));
+    EXPECT_EQ(5u, test.recorder->closed().size());
+    EXPECT_EQ(2, test.recorder->__GetRef() + 1) << "a thread still holds the callback";
+    test.server.close();
+    EXPECT_EQ(5u, test.recorder->closed().size());
+    for (auto& peer : peers) EXPECT_TRUE(peer.atEnd());
+}
+
+TEST(TcpServerLife, APortInUseIsFalseAndAReopenTakesItsPlace) {
+    Lines lines;
+    TestServer first;
+    unsigned short const port = first.server.getLocalPort();
+    zan::TcpServer second;
+    EXPECT_FALSE(second.open(loopback(port), new Recorder, 0));
+    EXPECT_EQ(1u, lines.count("\"Address already in use\" at 127.0.0.1:" + std::to_string(port)));
+    EXPECT_EQ(port, second.getLocalPort());
+    second.close();
+    EXPECT_EQ(0, second.getLocalPort());
+    EXPECT_FALSE(second.open(zan::TcpAddr(0, "no such host.invalid"), new Recorder, 0));
+
+    Peer before = first.connect();
+    before.write(frame("x"));
+    ASSERT_TRUE(first.recorder->waitMessages(1));
+    ASSERT_TRUE(first.server.open(loopback(port), first.recorder, 0)) << "on its own port";
+    EXPECT_TRUE(before.atEnd());
+    EXPECT_EQ(1u, first.recorder->closed().size());
+    Peer after = first.connect();
+    after.write(frame("y"));
+    EXPECT_TRUE(first.recorder->waitMessages(2));
+}
+
+TEST(TcpServerLife, CloseFromManyThreadsWhileClientsComeAndGo) {
+    for (int round = 0; round < 10; ++round) {
+        zan::TcpServer server;
+        zan::Handle<Recorder> const recorder(new Recorder);
+        recorder->hook = [&](zan::TcpAddr const& peer, zan::istr const& data) {
+            server.send(peer, data, 1);
+        };
+        ASSERT_TRUE(server.open(loopback(), recorder, 0));
+        unsigned short const port = server.getLocalPort();
+        std::atomic<bool> done{false};
+        std::vector<std::thread> threads;
+        for (int t = 0; t < 3; ++t)
+            threads.emplace_back([&, t] {
+                while (!done) {
+                    Peer peer = Peer::connect(port);
+                    if (!peer.valid()) continue;
+                    peer.write(frame("ping"));
+                    if (t == 0)
+                        peer.reset();
+                    else
+                        peer.readFrame();
+                }
+            });
+        threads.emplace_back([&] {
+            while (!done) server.send(zan::TcpAddr(), "all", 0);
+        });
+        ASSERT_TRUE(recorder->waitMessages(20));
+        std::thread other([&] { server.close(); });
+        server.close();
+        other.join();
+        EXPECT_EQ(0, server.getLocalPort());
+        done = true;
+        for (auto& thread : threads) thread.join();
+        auto const closed = recorder->closed();
+        server.close();
+        EXPECT_EQ(closed.size(), recorder->closed().size()) << "a callback came after close()";
+    }
+}
+
+}  // namespace

@@ -1,0 +1,256 @@
+#pragma once
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "zan/log/log_logger.h"
+#include "zan/tcp/tcp_client.h"
+#include "zan/tcp/tcp_server.h"
+
+// What the tests of the network share: a peer made of plain system calls, a callback that records,
+// and the lines of the log.
+
+namespace zan_test {
+
+constexpr std::chrono::seconds PATIENCE(20);  // before a test gives up
+
+inline std::string frame(std::string const& payload) {
+    std::string wire;
+    for (int shift : {24, 16, 8, 0}) wire += static_cast<char>(payload.size() >> shift);
+    return wire + payload;
+}
+
+inline zan::TcpAddr loopback(unsigned short port = 0) {
+    return zan::TcpAddr(port, "127.0.0.1");
+}
+
+// A connected socket without any of the library in it.
+class Peer {
+public:
+    explicit Peer(int fd) : fd_(fd) {}
+    static Peer connect(unsigned short port) {
+        int const fd = socket(AF_INET, SOCK_STREAM, 0);
+        sockaddr_in addr{};
+        addr.sin_family = AF_INET;
+        addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        addr.sin_port = htons(port);
+        if (::connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr) != 0) {
+            ::close(fd);
+            return Peer(-1);
+        }
+        int const on = 1;
+        setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+        timeval const limit = {PATIENCE.count(), 0};
+        setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+        return Peer(fd);
+    }
+    Peer(Peer&& other) noexcept : fd_(other.fd_) { other.fd_ = -1; }
+    Peer& operator=(Peer&&) = delete;
+    ~Peer() { close(); }
+
+    bool valid() const { return fd_ != -1; }
+    int fd() const { return fd_; }
+    unsigned short port() const {
+        sockaddr_in addr{};
+        socklen_t size = sizeof addr;
+        getsockname(fd_, reinterpret_cast<sockaddr*>(&addr), &size);
+        return ntohs(addr.sin_port);
+    }
+    zan::TcpAddr addr() const { return loopback(port()); }
+
+    bool write(std::string const& bytes) {
+        for (std::size_t done = 0; done < bytes.size();) {
+            ssize_t const n = send(fd_, bytes.data() + done, bytes.size() - done, MSG_NOSIGNAL);
+            if (n <= 0) return false;
+            done += static_cast<std::size_t>(n);
+        }
+        return true;
+    }
+    // Fewer bytes only at the end of the stream.
+    std::string read(std::size_t n) {
+        std::string bytes(n, 0);
+        std::size_t done = 0;
+        while (done < n) {
+            ssize_t const got = recv(fd_, &bytes[done], n - done, 0);
+            if (got <= 0) break;
+            done += static_cast<std::size_t>(got);
+        }
+        bytes.resize(done);
+        return bytes;
+    }
+    bool atEnd() { return read(1).empty(); }
+    std::string readFrame() {
+        std::string const head = read(4);
+        if (head.size() != 4) return "<end>";
+        std::size_t size = 0;
+        for (char c : head) size = size << 8 | static_cast<unsigned char>(c);
+        return read(size);
+    }
+    void reset() {
+        linger const now = {1, 0};
+        setsockopt(fd_, SOL_SOCKET, SO_LINGER, &now, sizeof now);
+        close();
+    }
+    void close() {
+        if (fd_ != -1) ::close(fd_);
+        fd_ = -1;
+    }
+
+private:
+    int fd_;
+};
+
+// Waits until a condition on shared state holds.
+class Gate {
+public:
+    template <class F>
+    void change(F f) {
+        std::lock_guard<std::mutex> const guard(mutex_);
+        f();
+        changed_.notify_all();
+    }
+    template <class F>
+    bool wait(F holds) {
+        std::unique_lock<std::mutex> lock(mutex_);
+        return changed_.wait_for(lock, PATIENCE, holds);
+    }
+
+private:
+    std::mutex mutex_;
+    std::condition_variable changed_;
+};
+
+class Recorder : public zan::TcpCallback {
+public:
+    void onRecv(zan::TcpAddr const& peer, zan::istr const& data) override {
+        gate_.change([&] {
+            // A client's peer may be the same again after a reopen.
+            if (oneConnectionToAPeer) {
+                EXPECT_EQ(0, std::count(closed_.begin(), closed_.end(), peer)) << "after onClose";
+            }
+            messages_.push_back(data);
+            last_ = peer;
+        });
+        if (hook) hook(peer, data);
+    }
+    void onClose(zan::TcpAddr const& peer) override {
+        gate_.change([&] { closed_.push_back(peer); });
+        if (closeHook) closeHook(peer);
+    }
+
+    bool waitMessages(std::size_t n) {
+        return gate_.wait([&] { return messages_.size() >= n; });
+    }
+    bool waitClosed(std::size_t n) {
+        return gate_.wait([&] { return closed_.size() >= n; });
+    }
+    std::vector<std::string> messages() {
+        std::vector<std::string> copy;
+        gate_.change([&] { copy = messages_; });
+        return copy;
+    }
+    std::vector<zan::TcpAddr> closed() {
+        std::vector<zan::TcpAddr> copy;
+        gate_.change([&] { copy = closed_; });
+        return copy;
+    }
+
+    std::function<void(zan::TcpAddr const&, zan::istr const&)> hook;
+    std::function<void(zan::TcpAddr const&)> closeHook;
+    bool oneConnectionToAPeer = false;
+
+private:
+    Gate gate_;
+    std::vector<std::string> messages_;
+    std::vector<zan::TcpAddr> closed_;
+    zan::TcpAddr last_;
+};
+
+// The lines that the library writes while this object lives, from the tag on.
+class Lines : public zan::LogObserver {
+public:
+    explicit Lines(std::vector<zan::String> const& categories = {}) : categories_(categories) {
+        zan::detail::zanLogger().setObserver(this);
+        zan::detail::zanLogger().setDebugObserver(this);
+        for (auto const& c : categories_) zan::detail::zanLogger().setAppLog(c, true);
+    }
+    ~Lines() override {
+        for (auto const& c : categories_) zan::detail::zanLogger().setAppLog(c, false);
+        zan::detail::zanLogger().setObserver(nullptr);
+        zan::detail::zanLogger().setDebugObserver(nullptr);
+    }
+    void onLog(zan::istr const& line) override {
+        std::string text = line;
+        auto const at = text.find("[ZAN]");
+        if (at != std::string::npos) text.erase(0, at + 5);
+        gate_.change([&] { lines_.push_back(text); });
+    }
+    bool waitFor(std::string const& part) {
+        return gate_.wait([&] { return countLocked(part) != 0; });
+    }
+    std::size_t count(std::string const& part) {
+        std::size_t n = 0;
+        gate_.change([&] { n = countLocked(part); });
+        return n;
+    }
+    // The text behind "[tag]{thread}func() " of the lines of this tag; of a category's lines behind
+    // the source place too.
+    std::vector<std::string> of(std::string const& tag) {
+        std::vector<std::string> out;
+        gate_.change([&] {
+            for (auto line : lines_) {
+                if (line.rfind('[' + tag + ']', 0) != 0) continue;
+                line.erase(0, line.find("() ") + 3);
+                if (tag.rfind("TCP.", 0) == 0)
+                    line.erase(0, line.find(") ", line.find(".cpp:")) + 2);
+                while (!line.empty() && line.back() == '\n') line.pop_back();
+                out.push_back(line);
+            }
+        });
+        return out;
+    }
+
+private:
+    std::size_t countLocked(std::string const& part) const {
+        return static_cast<std::size_t>(std::count_if(
+            lines_.begin(), lines_.end(),
+            [&](std::string const& line) { return line.find(part) != std::string::npos; }));
+    }
+
+    std::vector<zan::String> categories_;
+    Gate gate_;
+    std::vector<std::string> lines_;
+};
+
+// A server with a recorder, open on a port of its own.
+struct TestServer {
+    explicit TestServer(unsigned long maxFrameSize = zan::TcpChannel::MAX_FRAME_SIZE)
+        : recorder(new Recorder) {
+        server.setMaxFrameSize(maxFrameSize);
+        recorder->oneConnectionToAPeer = true;
+        EXPECT_TRUE(server.open(loopback(), recorder, 0));
+    }
+    void echo() {
+        recorder->hook = [this](zan::TcpAddr const& peer, zan::istr const& data) {
+            server.send(peer, data, 10);
+        };
+    }
+    Peer connect() { return Peer::connect(server.getLocalPort()); }
+
+    zan::TcpServer server;
+    zan::Handle<Recorder> recorder;
+};
+
+}  // namespace zan_test
