@@ -31,7 +31,7 @@ struct ComplexValue::MadeIndex : Made {
 // sizes the input announces. Up to 1 MiB of freed blocks stays in a reserve for the whole process:
 // the heap would hand them back to the system, and a page that comes back costs more than the nodes
 // that fill it.
-class Arena {
+class alignas(std::max_align_t) Arena {
 public:
     // What stands in front of a node that can be deleted by itself.
     struct alignas(std::max_align_t) Origin {
