@@ -21,8 +21,7 @@ void Connection::opened(TcpAddr const& peer) {
     // Programs that this one starts must not keep its connections open.
     ACE_OS::fcntl(stream_.get_handle(), F_SETFD, FD_CLOEXEC);
     peer_ = peer;
-    std::lock_guard<std::mutex> const guard(mutex_);
-    open_ = true;
+    state_.fetch_and(~NOT_OPEN);
 }
 
 void Connection::setOptions(int bufferSize) {
@@ -42,6 +41,26 @@ void Connection::setOptions(int bufferSize) {
 bool Connection::recv(istr& data) {
     if (taken_ != 0) buffer_.drop(taken_);
     taken_ = 0;
+    // The usual case in few steps: one read, if any, and the whole frame is there.
+    if (__builtin_expect(!ended() && !TRACE.on(), 1)) {
+        unsigned long available = buffer_.available();
+        if (available == 0) {
+            if (!readMore(FrameBuffer::HEADER_SIZE, "len")) return false;
+            available = buffer_.available();
+        }
+        if (available >= FrameBuffer::HEADER_SIZE) {
+            unsigned long const size = buffer_.announced();
+            if (size <= maxFrameSize_ && size <= available - FrameBuffer::HEADER_SIZE) {
+                taken_ = FrameBuffer::HEADER_SIZE + size;
+                data = istr(buffer_.data() + FrameBuffer::HEADER_SIZE, size);
+                return true;
+            }
+        }
+    }
+    return recvSlowly(data);
+}
+
+bool Connection::recvSlowly(istr& data) {
     if (ended()) {
         ZAN_TCP_ERROR(SystemError{ENOTCONN} << "get_remote_addr");
         return false;
@@ -66,7 +85,15 @@ bool Connection::fill(unsigned long need, char const* name) {
     unsigned long const part =
         need == FrameBuffer::HEADER_SIZE ? need : need - FrameBuffer::HEADER_SIZE;
     ZAN_TCP_LINE(TRACE, '(' << name << ") recving " << part << " bytes");
-    while (buffer_.available() < need) {
+    while (buffer_.available() < need)
+        if (!readMore(need, name)) return false;
+    ZAN_TCP_LINE(TRACE, '(' << name << ") recv ok " << part << " bytes");
+    return true;
+}
+
+// Reads once.
+bool Connection::readMore(unsigned long need, char const* name) {
+    for (;;) {
         ostr room = buffer_.room(need);
         if (room.empty()) {
             ZAN_TCP_ERROR(SystemError{ENOMEM} << '(' << name << ") frame of "
@@ -81,7 +108,7 @@ bool Connection::fill(unsigned long need, char const* name) {
         if (n > 0) {
             buffer_.arrived(static_cast<unsigned long>(n));
             // A peer that goes on sending must not hold up the end.
-            if (!ended() || buffer_.available() >= need) continue;
+            if (!ended() || buffer_.available() >= need) return true;
         } else if (n < 0 && errno == EWOULDBLOCK && quietTimer_) {
             buffer_.trim();
             continue;
@@ -93,8 +120,6 @@ bool Connection::fill(unsigned long need, char const* name) {
         ZAN_TCP_LINE(INFO, '(' << name << ") reached end of client connection " << peer_);
         return false;
     }
-    ZAN_TCP_LINE(TRACE, '(' << name << ") recv ok " << part << " bytes");
-    return true;
 }
 
 // A read then also returns when the peer has been silent for a while.
@@ -138,50 +163,46 @@ bool Connection::send(istr const& data, int timeout) {
     return true;
 }
 
-Connection::Turn Connection::takeTurn(Deadline& deadline) {
+Connection::Turn Connection::waitForTurn(Deadline& deadline) {
     std::unique_lock<std::mutex> lock(mutex_);
-    while (open_ && !ended() && sending_) {
-        if (deadline.atOnce()) return Turn::Busy;
-        bool timedOut = false;
-        ++waiting_;
+    bool timedOut = false;
+    for (;;) {
+        unsigned state = state_.load();
+        if ((state & (ENDED | NOT_OPEN)) != 0) return Turn::Closed;
+        if ((state & SENDING) == 0) {
+            if (state_.compare_exchange_strong(state, state | SENDING)) return Turn::Mine;
+            continue;
+        }
+        if (timedOut || deadline.atOnce()) return Turn::Busy;
+        // Sets the bit only while the sender is there to see it.
+        if ((state & WAITING) == 0 && !state_.compare_exchange_strong(state, state | WAITING))
+            continue;
         if (deadline.never())
-            turn_.wait(lock);
+            changed_.wait(lock);
         else
-            timedOut = turn_.wait_until(lock, deadline.end()) == std::cv_status::timeout;
-        --waiting_;
-        if (timedOut && open_ && !ended() && sending_) return Turn::Busy;
+            timedOut = changed_.wait_until(lock, deadline.end()) == std::cv_status::timeout;
     }
-    if (!open_ || ended()) return Turn::Closed;
-    sending_ = true;
-    return Turn::Mine;
 }
 
-void Connection::giveTurn() {
-    std::unique_lock<std::mutex> lock(mutex_);
-    sending_ = false;
-    bool const wanted = waiting_ != 0;
-    // Under the lock: behind it this object may be gone, once close() has seen the sender leave.
-    if (wanted) turn_.notify_all();
+void Connection::handOverTurn() {
+    std::lock_guard<std::mutex> const guard(mutex_);
+    state_.fetch_and(~(SENDING | WAITING));
+    changed_.notify_all();
 }
 
 // --- The end
 
 void Connection::end() {
     std::lock_guard<std::mutex> const guard(mutex_);
-    ended_.store(true, std::memory_order_release);
-    if (open_) platform::shutdownSocket(stream_.get_handle());
-    if (waiting_ != 0) turn_.notify_all();
+    if ((state_.fetch_or(ENDED) & NOT_OPEN) == 0) platform::shutdownSocket(stream_.get_handle());
+    changed_.notify_all();
 }
 
 void Connection::close() {
     end();
     std::unique_lock<std::mutex> lock(mutex_);
-    while (sending_) {
-        ++waiting_;
-        turn_.wait(lock);
-        --waiting_;
-    }
-    open_ = false;
+    changed_.wait(lock, [this] { return (state_.load() & SENDING) == 0; });
+    state_.fetch_or(NOT_OPEN);
     stream_.close();
 }
 

@@ -40,6 +40,27 @@ void advance(iovec* parts, unsigned long n) {
     }
 }
 
+// Goes on after a send that gave `sent`, until all of `size` bytes are out.
+Sent sendRest(ACE_HANDLE handle, iovec* parts, unsigned long size, ssize_t sent, int flags,
+              Deadline& deadline) {
+    msghdr message = {};
+    message.msg_iov = parts;
+    message.msg_iovlen = 2;
+    unsigned long left = size;
+    for (;;) {
+        if (sent > 0) {
+            left -= static_cast<unsigned long>(sent);
+            if (left == 0) return Sent::Whole;
+            advance(parts, static_cast<unsigned long>(sent));
+        } else if (sent < 0 && errno != EINTR) {
+            bool const full = errno == EWOULDBLOCK;
+            if (!full || deadline.atOnce() || !waitWritable(handle, deadline))
+                return left == size ? Sent::Nothing : Sent::Part;
+        }
+        sent = ACE_OS::sendmsg(handle, &message, flags);
+    }
+}
+
 }  // namespace
 
 int Deadline::milliSecondsLeft() {
@@ -49,38 +70,20 @@ int Deadline::milliSecondsLeft() {
 }
 
 Sent sendFrame(ACE_HANDLE handle, istr const& data, Deadline& deadline) {
-    char head[4 + SMALL_FRAME];
     unsigned long const n = data.size();
+    int const flags = MSG_NOSIGNAL | (deadline.never() ? 0 : MSG_DONTWAIT);
+    char head[4 + SMALL_FRAME];
     for (int i = 0; i < 4; ++i) head[i] = static_cast<char>(n >> (24 - 8 * i));
-
     iovec parts[] = {{head, 4}, {const_cast<char*>(data.data()), n}};
     if (n <= SMALL_FRAME) {
         if (n != 0) std::memcpy(head + 4, data.data(), n);
         parts[0].iov_len = 4 + n;
         parts[1].iov_len = 0;
+        ssize_t const sent = ACE_OS::send(handle, head, 4 + n, flags);
+        if (__builtin_expect(sent == static_cast<ssize_t>(4 + n), 1)) return Sent::Whole;
+        return sendRest(handle, parts, 4 + n, sent, flags, deadline);
     }
-    msghdr message = {};
-    message.msg_iov = parts;
-    message.msg_iovlen = 2;
-
-    int const flags = MSG_NOSIGNAL | (deadline.never() ? 0 : MSG_DONTWAIT);
-    unsigned long left = 4 + n;
-    while (true) {
-        ssize_t const sent = parts[1].iov_len == 0
-                                 ? ACE_OS::send(handle, static_cast<char const*>(parts[0].iov_base),
-                                                parts[0].iov_len, flags)
-                                 : ACE_OS::sendmsg(handle, &message, flags);
-        if (sent >= 0) {
-            left -= static_cast<unsigned long>(sent);
-            if (left == 0) return Sent::Whole;
-            advance(parts, static_cast<unsigned long>(sent));
-            continue;
-        }
-        if (errno == EINTR) continue;
-        bool const full = errno == EWOULDBLOCK;
-        if (!full || deadline.atOnce() || !waitWritable(handle, deadline))
-            return left == 4 + n ? Sent::Nothing : Sent::Part;
-    }
+    return sendRest(handle, parts, 4 + n, 0, flags, deadline);
 }
 
 ssize_t receive(ACE_HANDLE handle, void* buffer, unsigned long size, bool timed) {

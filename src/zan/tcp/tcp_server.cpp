@@ -40,7 +40,7 @@ public:
         // An answer from the callback needs no look-up.
         TcpServerImpl* const own = TcpServerImpl::current();
         if (own != nullptr && own->acceptor() == identity_.load(std::memory_order_acquire) &&
-            own->peer() == peer)
+            (&own->peer() == &peer || own->peer() == peer))
             return own->send(data, timeout);
         Handle<TcpAcceptor> const acceptor = get();
         if (acceptor) return acceptor->send(peer, data, timeout);

@@ -9,11 +9,7 @@
 
 namespace zan {
 
-namespace {
-
-__thread TcpServerImpl* t_current __attribute__((tls_model("initial-exec"))) = nullptr;
-
-}  // namespace
+__thread TcpServerImpl* TcpServerImpl::current_ = nullptr;
 
 TcpServerImpl::TcpServerImpl(TcpAcceptor* owner, char const* name,
                              Handle<TcpCallback> const& callback, ACE_HANDLE handle,
@@ -30,12 +26,8 @@ TcpServerImpl::TcpServerImpl(TcpAcceptor* owner, char const* name,
 
 TcpServerImpl::~TcpServerImpl() = default;
 
-TcpServerImpl* TcpServerImpl::current() {
-    return t_current;
-}
-
 bool TcpServerImpl::onBirth() {
-    t_current = this;
+    current_ = this;
     if (open()) {
         announce_ = true;
         return true;
@@ -88,7 +80,6 @@ bool TcpServerImpl::step() {
 }
 
 bool TcpServerImpl::recv() {
-    ZAN_TRACE_FRAME(detail::zanLogger());
     istr data;
     return connection_.recv(data) && tcp::callOnRecv(callback_.get(), peer(), data);
 }
@@ -96,7 +87,7 @@ bool TcpServerImpl::recv() {
 // A stop between two messages ends the loop without a read that fails.
 void TcpServerImpl::onDeath() {
     announceClose();
-    t_current = nullptr;
+    current_ = nullptr;
 }
 
 void TcpServerImpl::announceClose() {
