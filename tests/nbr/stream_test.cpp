@@ -192,7 +192,7 @@ TEST(NbrRoundTrip, AllTypesAtTheirBounds) {
         for (int delta : {-1, 0, 1}) {
             uint64 const u = (1ull << shift) + static_cast<uint64>(delta);
             auto const s = static_cast<__int64>(u);
-            expectBack(u), expectBack(s), expectBack(-s), expectBack(Longlong(s));
+            expectBack(u), expectBack(0 - u), expectBack(s), expectBack(Longlong(s));
             expectBack(Ulonglong(u)), expectBack(Time::microSeconds(s));
             expectBack(static_cast<int>(u)), expectBack(static_cast<unsigned int>(u));
             expectBack(static_cast<short>(u)), expectBack(static_cast<unsigned short>(u));
