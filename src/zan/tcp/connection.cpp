@@ -41,24 +41,27 @@ void Connection::setOptions(int bufferSize) {
 bool Connection::recv(istr& data) {
     if (taken_ != 0) buffer_.drop(taken_);
     taken_ = 0;
-    // The usual case in few steps: one read, if any, and the whole frame is there.
-    if (__builtin_expect(!ended() && !TRACE.on(), 1)) {
-        if (char* const room = buffer_.quickRoom()) {
-            ssize_t const n = ACE_OS::recv(stream_.get_handle(), room, buffer_.capacity(), 0);
-            if (__builtin_expect(n > 0, 1))
-                buffer_.arrived(static_cast<unsigned long>(n));
-            else if (!arrived(n, errno, FrameBuffer::HEADER_SIZE, "len"))
-                return false;
-        }
+    // The usual case in few steps, and without a line for each of them.
+    while (__builtin_expect(!ended() && !TRACE.on(), 1)) {
         unsigned long const available = buffer_.available();
-        if (__builtin_expect(available >= FrameBuffer::HEADER_SIZE, 1)) {
+        unsigned long need = FrameBuffer::HEADER_SIZE;
+        if (available >= FrameBuffer::HEADER_SIZE) {
             unsigned long const size = buffer_.announced();
-            if (size <= maxFrameSize_ && size <= available - FrameBuffer::HEADER_SIZE) {
-                taken_ = FrameBuffer::HEADER_SIZE + size;
+            if (__builtin_expect(size > maxFrameSize_, 0)) break;
+            need += size;
+            if (available >= need) {
+                taken_ = need;
                 data = istr(buffer_.data() + FrameBuffer::HEADER_SIZE, size);
                 return true;
             }
         }
+        ostr room = buffer_.quickRoom(need);
+        if (__builtin_expect(room.empty() || isLarge() != quietTimer_, 0)) break;
+        ssize_t const n = ACE_OS::recv(stream_.get_handle(), room.buffer(), room.max_size(), 0);
+        if (__builtin_expect(n > 0, 1))
+            buffer_.arrived(static_cast<unsigned long>(n));
+        else if (!arrived(n, errno, need, available < FrameBuffer::HEADER_SIZE ? "len" : "data"))
+            return false;
     }
     return recvSlowly(data);
 }
@@ -102,8 +105,7 @@ bool Connection::readMore(unsigned long need, char const* name) {
                                           << need - FrameBuffer::HEADER_SIZE << " bytes " << peer_);
         return false;
     }
-    bool const large = buffer_.capacity() > FrameBuffer::QUIET_SIZE;
-    if (large != quietTimer_) trimWhenQuiet(large);
+    if (isLarge() != quietTimer_) trimWhenQuiet(isLarge());
     ssize_t const n = ACE_OS::recv(stream_.get_handle(), room.buffer(), room.max_size(), 0);
     return arrived(n, errno, need, name);
 }

@@ -61,6 +61,7 @@ private:
     bool fill(unsigned long need, char const* name);
     bool readMore(unsigned long need, char const* name);
     bool arrived(ssize_t n, int error, unsigned long need, char const* name);
+    bool isLarge() const { return buffer_.capacity() > FrameBuffer::QUIET_SIZE; }
     void trimWhenQuiet(bool on);
 
     void giveTurn() {

@@ -47,12 +47,11 @@ public:
         begin_ += n;
         if (__builtin_expect(capacity_ > QUIET_SIZE, 0)) watch(n);
     }
-    // The same as room(), for an empty buffer that has memory and is not large: a null pointer
-    // otherwise.
-    char* quickRoom() {
-        if (__builtin_expect(begin_ != end_ || capacity_ - 1 >= QUIET_SIZE, 0)) return nullptr;
-        begin_ = end_ = 0;
-        return buffer_;
+    // The same as room() where nothing has to be moved or allocated; else an empty room.
+    ostr quickRoom(unsigned long need) {
+        if (begin_ == end_) begin_ = end_ = 0;
+        if (__builtin_expect(need > capacity_ - begin_, 0)) return ostr();
+        return ostr(buffer_ + end_, capacity_ - end_);
     }
     // Gives back what the bytes at hand do not need.
     void trim();
