@@ -41,21 +41,27 @@ void Connection::setOptions(int bufferSize) {
 bool Connection::recv(istr& data) {
     if (taken_ != 0) buffer_.drop(taken_);
     taken_ = 0;
-    // The usual case in few steps: one read, if any, and the whole frame is there.
-    if (__builtin_expect(!ended() && !TRACE.on(), 1)) {
-        unsigned long available = buffer_.available();
-        if (available == 0) {
-            if (!readMore(FrameBuffer::HEADER_SIZE, "len")) return false;
-            available = buffer_.available();
-        }
+    // The usual case in few steps, and without a line for each of them.
+    while (__builtin_expect(!ended() && !TRACE.on(), 1)) {
+        unsigned long const available = buffer_.available();
+        unsigned long need = FrameBuffer::HEADER_SIZE;
         if (available >= FrameBuffer::HEADER_SIZE) {
             unsigned long const size = buffer_.announced();
-            if (size <= maxFrameSize_ && size <= available - FrameBuffer::HEADER_SIZE) {
-                taken_ = FrameBuffer::HEADER_SIZE + size;
+            if (__builtin_expect(size > maxFrameSize_, 0)) break;
+            need += size;
+            if (available >= need) {
+                taken_ = need;
                 data = istr(buffer_.data() + FrameBuffer::HEADER_SIZE, size);
                 return true;
             }
         }
+        ostr room = buffer_.quickRoom(need);
+        if (__builtin_expect(room.empty() || isLarge() != quietTimer_, 0)) break;
+        ssize_t const n = ACE_OS::recv(stream_.get_handle(), room.buffer(), room.max_size(), 0);
+        if (__builtin_expect(n > 0, 1))
+            buffer_.arrived(static_cast<unsigned long>(n));
+        else if (!arrived(n, errno, need, available < FrameBuffer::HEADER_SIZE ? "len" : "data"))
+            return false;
     }
     return recvSlowly(data);
 }
@@ -93,33 +99,38 @@ bool Connection::fill(unsigned long need, char const* name) {
 
 // Reads once.
 bool Connection::readMore(unsigned long need, char const* name) {
-    for (;;) {
-        ostr room = buffer_.room(need);
-        if (room.empty()) {
-            ZAN_TCP_ERROR(SystemError{ENOMEM} << '(' << name << ") frame of "
-                                              << need - FrameBuffer::HEADER_SIZE << " bytes "
-                                              << peer_);
-            return false;
-        }
-        bool const large = buffer_.capacity() > FrameBuffer::QUIET_SIZE;
-        if (large != quietTimer_) trimWhenQuiet(large);
-        ssize_t const n =
-            receive(stream_.get_handle(), room.buffer(), room.max_size(), quietTimer_);
-        if (n > 0) {
-            buffer_.arrived(static_cast<unsigned long>(n));
-            // A peer that goes on sending must not hold up the end.
-            if (!ended() || buffer_.available() >= need) return true;
-        } else if (n < 0 && errno == EWOULDBLOCK && quietTimer_) {
-            buffer_.trim();
-            continue;
-        } else if (n < 0) {
-            int const error = errno;
-            ZAN_TCP_ERROR(SystemError{error} << '(' << name << ") recv_n() " << peer_);
-            return false;
-        }
-        ZAN_TCP_LINE(INFO, '(' << name << ") reached end of client connection " << peer_);
+    ostr room = buffer_.room(need);
+    if (room.empty()) {
+        ZAN_TCP_ERROR(SystemError{ENOMEM} << '(' << name << ") frame of "
+                                          << need - FrameBuffer::HEADER_SIZE << " bytes " << peer_);
         return false;
     }
+    if (isLarge() != quietTimer_) trimWhenQuiet(isLarge());
+    ssize_t const n = ACE_OS::recv(stream_.get_handle(), room.buffer(), room.max_size(), 0);
+    return arrived(n, errno, need, name);
+}
+
+// What a read has given. False is the end of the connection.
+bool Connection::arrived(ssize_t n, int error, unsigned long need, char const* name) {
+    if (n > 0) {
+        buffer_.arrived(static_cast<unsigned long>(n));
+        // A peer that goes on sending must not hold up the end.
+        if (!ended() || buffer_.available() >= need) return true;
+    }
+    if (n < 0 && error == EINTR) return true;
+    if (n < 0 && error == EWOULDBLOCK) {
+        // Silence, or a socket that somebody has made non-blocking.
+        if (quietTimer_)
+            buffer_.trim();
+        else
+            waitReadable(stream_.get_handle());
+        return true;
+    }
+    if (n < 0)
+        ZAN_TCP_ERROR(SystemError{error} << '(' << name << ") recv_n() " << peer_);
+    else
+        ZAN_TCP_LINE(INFO, '(' << name << ") reached end of client connection " << peer_);
+    return false;
 }
 
 // A read then also returns when the peer has been silent for a while.
@@ -132,13 +143,26 @@ void Connection::trimWhenQuiet(bool on) {
 // --- Sending
 
 bool Connection::send(istr const& data, int timeout) {
+    unsigned free = 0;
+    if (__builtin_expect(TRACE.on() || data.size() > TcpChannel::MAX_FRAME_SIZE ||
+                             !state_.compare_exchange_strong(free, SENDING),
+                         0))
+        return sendSlowly(data, timeout);
+    Deadline deadline(timeout);
+    Sent const sent = sendFrame(stream_.get_handle(), data, deadline);
+    if (__builtin_expect(sent != Sent::Whole, 0)) return finishSend(data, sent);
+    giveTurn();
+    return true;
+}
+
+bool Connection::sendSlowly(istr const& data, int timeout) {
     ZAN_TCP_LINE(TRACE, "sending " << data.size() << " bytes");
     if (data.size() > TcpChannel::MAX_FRAME_SIZE) {
         ZAN_TCP_ERROR(SystemError{EMSGSIZE} << "send_n failed " << peer_);
         return false;
     }
     Deadline deadline(timeout);
-    Turn const turn = takeTurn(deadline);
+    Turn const turn = waitForTurn(deadline);
     if (turn == Turn::Closed) {
         ZAN_TCP_ERROR(SystemError{ENOTCONN} << "get_remote_addr");
         return false;
@@ -148,19 +172,23 @@ bool Connection::send(istr const& data, int timeout) {
                                                                            << peer_);
         return false;
     }
-    Sent const sent = sendFrame(stream_.get_handle(), data, deadline);
+    return finishSend(data, sendFrame(stream_.get_handle(), data, deadline));
+}
+
+// Gives the turn back, with errno as the send has left it.
+bool Connection::finishSend(istr const& data, Sent sent) {
     int const error = errno;
     // Before others get their turn: what they send would be taken for the rest of this frame.
     if (sent == Sent::Part) end();
     giveTurn();
-    if (sent != Sent::Whole) {
-        ZAN_TCP_ERROR(SystemError{error} << "send_n failed " << peer_);
-        if (sent == Sent::Part)
-            ZAN_TCP_LINE(INFO, "part of a frame was sent, closing connection " << peer_);
-        return false;
+    if (sent == Sent::Whole) {
+        ZAN_TCP_LINE(TRACE, "send ok " << data.size() + FrameBuffer::HEADER_SIZE << " bytes");
+        return true;
     }
-    ZAN_TCP_LINE(TRACE, "send ok " << data.size() + FrameBuffer::HEADER_SIZE << " bytes");
-    return true;
+    ZAN_TCP_ERROR(SystemError{error} << "send_n failed " << peer_);
+    if (sent == Sent::Part)
+        ZAN_TCP_LINE(INFO, "part of a frame was sent, closing connection " << peer_);
+    return false;
 }
 
 Connection::Turn Connection::waitForTurn(Deadline& deadline) {

@@ -40,8 +40,8 @@ private:
     static __thread TcpServerImpl* current_ __attribute__((tls_model("initial-exec")));
 
     bool open();
-    bool step();
     bool recv();
+    [[gnu::noinline, gnu::cold]] bool endLoop();
     void announceClose();
     void close();
 
