@@ -126,6 +126,7 @@ private:
 // --- Life
 
 loggerImpl::loggerImpl(std::string const& id) : id_(id) {
+    setKnownId(id_);
     publishLevels();
 }
 

@@ -152,7 +152,16 @@ String threadText(unsigned int pid, ThreadId id, bool simple) {
 void ThreadInfo::updateDateTime() {
     Time const now = Time::now();
     if (now == currDateTime_) return;
+    __int64 const before = currDateTime_.toSeconds();
     currDateTime_ = now;
+    __int64 const second = now.toSeconds();
+    if (second == before && sCurrDateTime_.size() == detail::DATE_TEXT_SIZE && second > 0) {
+        // Within one second only the last three digits change.
+        unsigned int ms = static_cast<unsigned int>(now.toMicroSeconds() - second * 1000000) / 1000;
+        for (unsigned long i = detail::DATE_TEXT_SIZE; i-- > detail::DATE_TEXT_SIZE - 3; ms /= 10)
+            sCurrDateTime_[i] = static_cast<char>('0' + ms % 10);
+        return;
+    }
     char text[detail::DATE_TEXT_SIZE];
     if (detail::dateText(now, text))
         sCurrDateTime_.assign(text, sizeof(text));
