@@ -4,6 +4,7 @@
 
 #include <sstream>
 
+#include "support/assertions.h"
 #include "support/log_capture.h"
 #include "zan/base/exception.h"
 
@@ -11,12 +12,6 @@ namespace {
 
 using namespace zan;
 using zan_test::LogCapture;
-
-#if defined(_ZAN_ASSERT_ABORT_ON) && !defined(NDEBUG)
-#define SKIP_WHERE_ASSERTIONS_ABORT() GTEST_SKIP() << "this build ends at a failed assertion"
-#else
-#define SKIP_WHERE_ASSERTIONS_ABORT() static_cast<void>(0)
-#endif
 
 TEST(CstrNull, ANullSourceIsAnEmptySource) {
     EXPECT_EQ(0u, StrLen(static_cast<char const*>(nullptr), 5));

@@ -6,6 +6,7 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "support/assertions.h"
 #include "support/log_capture.h"
 #include "zan/base/exception.h"
 #include "zan/mt/mutex.h"
@@ -92,9 +93,7 @@ TEST(UnitTree, PathsAndStopAll) {
 }
 
 TEST(UnitTree, ChildrenAreDeletedAndFaultsReported) {
-#if defined(_ZAN_ASSERT_ABORT_ON) && !defined(NDEBUG)
-    GTEST_SKIP() << "this build ends at a failed assertion";
-#endif
+    SKIP_WHERE_ASSERTIONS_ABORT();
     LogCapture const log;
     {
         Unit root("main");
@@ -156,10 +155,9 @@ TEST(MainUnit, WalksItsArguments) {
     EXPECT_EQ(nullptr, wide.argv()[2]);
     main_uow::instance().set(nullptr);
     LogCapture const log;
-#if !defined(_ZAN_ASSERT_ABORT_ON) || defined(NDEBUG)
+    SKIP_WHERE_ASSERTIONS_ABORT();
     EXPECT_THROW(app(), NullPointerException);
     EXPECT_TRUE(log.has(" CONDITION: pUowMain!=0\n"));
-#endif
 }
 
 struct Signals {

@@ -30,13 +30,13 @@ public:
 
     static void print(String const& text);
     static void println(String const& text);
-    static void print(char const* text, unsigned long size);
-    static void println(char const* text, unsigned long size);
+    static void print(char const* text, unsigned long size = npos);
+    static void println(char const* text, unsigned long size = npos);
     static void print(std::wstring const& text);
     static void println(std::wstring const& text);
     // The size counts wide characters.
-    static void print(wchar_t const* text, unsigned long size);
-    static void println(wchar_t const* text, unsigned long size);
+    static void print(wchar_t const* text, unsigned long size = npos);
+    static void println(wchar_t const* text, unsigned long size = npos);
 
     // Shows the prompt, where it does not stand on the screen yet, and takes a line if one waits.
     // False after a pause of 100 milliseconds if none does: the caller polls.

@@ -1,7 +1,10 @@
 #pragma once
 
 #include <atomic>
+#include <charconv>
+#include <ostream>
 #include <string>
+#include <type_traits>
 
 #include "zan/base/base_type_string.h"
 #include "zan/base/report.h"
@@ -202,20 +205,65 @@ private:
     mutable std::atomic<unsigned long> cached_{0};
 };
 
-// A stream for composing one line, taken from the calling thread's own pool, since building a
-// std::ostringstream costs more than the line.
+// Composes one line, on a stream of the calling thread's own pool, since building a
+// std::ostringstream costs more than the line. Text and whole numbers go straight into the buffer
+// as long as no format is set; everything else prints as on any std::ostream.
 class ZAN_EXPORT LineStream {
 public:
     LineStream();
     ~LineStream();
     LineStream(LineStream const&) = delete;
     LineStream& operator=(LineStream const&) = delete;
+
+    template <class T>
+    LineStream& operator<<(T const& value) {
+        if constexpr (std::is_convertible_v<T const&, istr>) {
+            if (unformatted())
+                append(value);
+            else
+                *stream_ << value;
+        } else if constexpr (std::is_same_v<T, char>) {
+            if (unformatted())
+                append(istr(&value, 1));
+            else
+                *stream_ << value;
+        } else if constexpr (std::is_integral_v<T> && (sizeof(T) > 1) &&
+                             !std::is_same_v<T, wchar_t> && !std::is_same_v<T, char16_t> &&
+                             !std::is_same_v<T, char32_t>) {
+            if (unformatted()) {
+                char digits[24];
+                auto const end = std::to_chars(digits, digits + sizeof(digits), value).ptr;
+                append(istr(digits, static_cast<char const*>(end)));
+            } else {
+                *stream_ << value;
+            }
+        } else {
+            *stream_ << value;
+        }
+        return *this;
+    }
+    LineStream& operator<<(std::ostream& (*manipulator)(std::ostream&)) {
+        manipulator(*stream_);
+        return *this;
+    }
+    LineStream& operator<<(std::ios_base& (*manipulator)(std::ios_base&)) {
+        manipulator(*stream_);
+        return *this;
+    }
+
     std::ostream& stream() { return *stream_; }
     // Terminated; valid until the next write.
     char const* c_str();
     istr view();
 
 private:
+    bool unformatted() const {
+        return stream_->width() == 0 &&
+               (stream_->flags() & (std::ios_base::basefield | std::ios_base::showpos)) ==
+                   std::ios_base::dec;
+    }
+    void append(istr const& text);
+
     std::ostream* stream_;
     void* slot_;
 };
@@ -231,7 +279,7 @@ private:
 #define ZAN_DETAIL_LINE(function, log, msg, tag)               \
     do {                                                       \
         ::zan::detail::LineStream zanLine_;                    \
-        zanLine_.stream() << msg;                              \
+        zanLine_ << msg;                                       \
         ::zan::function(log, ZAN_HERE, zanLine_.c_str(), tag); \
     } while (false)
 

@@ -28,10 +28,11 @@ public:
     Mutex();
     ~Mutex() = default;
 
-    void lock() const { mutex_.acquire(); }
+    // Straight to the mutex inside: by way of ACE's library a pair costs half as much again.
+    void lock() const { pthread_mutex_lock(&mutex_.lock()); }
     // True when the lock was obtained.
-    bool tryLock() const { return mutex_.tryacquire() == 0; }
-    void unlock() const { mutex_.release(); }
+    bool tryLock() const { return pthread_mutex_trylock(&mutex_.lock()) == 0; }
+    void unlock() const { pthread_mutex_unlock(&mutex_.lock()); }
     bool willUnlock() const { return true; }
     ACE_Thread_Mutex& impl() const { return mutex_; }
 

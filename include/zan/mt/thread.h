@@ -34,10 +34,11 @@ inline dumper& operator<<(dumper& d, ThreadId const& id) {
 class ZAN_EXPORT WinHandleWrapper : public Shared {
 public:
     WinHandleWrapper();
-    WinHandleWrapper(platform::ThreadHandle&& handle, bool own);
+    ZAN_HIDDEN WinHandleWrapper(platform::ThreadHandle&& handle, bool own);
     WinHandleWrapper(WinHandleWrapper const&) = delete;
     WinHandleWrapper& operator=(WinHandleWrapper const&) = delete;
     ~WinHandleWrapper() override;
+    // For the library's own use.
     platform::ThreadHandle& impl() const { return *handle_; }
 
 private:
@@ -265,7 +266,8 @@ private:
     mutable Mutex ownerMutex_;
     ThreadOwner* owner_;
     Monitor monitor_;
-    bool born_ = false;  // the monitor's lock; lets startAndWait return
+    bool born_ = false;               // the monitor's lock; lets startAndWait return
+    std::atomic<bool> inRun_{false};  // run() was entered
     String name_;
     String fullname_;
     std::atomic<bool> named_{false};  // fullname_ is complete

@@ -72,19 +72,25 @@ public:
     void swap(OutputStream& other) noexcept { buffer_.swap(other.buffer_); }
 
     // A child: its id, then the value, which is anything that << takes, or an object that encodes
-    // itself. If that throws, neither is written.
+    // itself. If that throws, neither is written. Under id 255 the size of 41 bytes of data takes
+    // two bytes: packed in one, id and head would read as the end of the list.
     template <class T>
     void write(unsigned char id, T const& value) {
-        unsigned long const before = buffer_.psize();
-        writeRaw(id);
-        try {
-            if constexpr (std::is_base_of_v<CodecInterface, T>)
-                value.encode(*this);
-            else
-                *this << value;
-        } catch (...) {
-            buffer_.psize(before);
-            throw;
+        if constexpr (std::is_arithmetic_v<T>) {
+            writeInt(Packed(value), &id);
+        } else {
+            unsigned long const before = buffer_.psize();
+            writeRaw(id);
+            try {
+                if constexpr (std::is_base_of_v<CodecInterface, T>)
+                    value.encode(*this);
+                else
+                    *this << value;
+            } catch (...) {
+                buffer_.psize(before);
+                throw;
+            }
+            if (__builtin_expect(id == 0xFF, 0)) partFromMark(before);
         }
     }
 
@@ -92,69 +98,46 @@ public:
     // could be text or bytes: say which with String(s) or istr(s).
     void operator<<(null_type) { writeRaw(static_cast<unsigned char>(0)); }
     void operator<<(empty_type) { writeRaw(istr("\1\0", 2)); }
-    void operator<<(bool v) { *this << static_cast<unsigned char>(v); }
-    void operator<<(char v) { *this << static_cast<short>(v); }
+    void operator<<(bool v) { writeInt(v); }
+    void operator<<(char v) { writeInt(v); }
     // Always one byte.
-    void operator<<(unsigned char v) {
-        if (!buffer_.reserve(3)) return;
-        unsigned char* const p = buffer_.pbuf();
-        p[0] = 1;
-        p[1] = 1;
-        p[2] = v;
-        buffer_.psize(buffer_.psize() + 3);
-    }
-    void operator<<(short v) { writeInt(static_cast<__int64>(v), 2); }
-    void operator<<(unsigned short v) { writeInt(static_cast<uint64>(v), 2); }
-    void operator<<(int v) { writeInt(static_cast<__int64>(v), 4); }
-    void operator<<(unsigned int v) { writeInt(static_cast<uint64>(v), 4); }
-    void operator<<(long v) {
-        if (__builtin_expect(!zan::detail::fits32(v), 0)) throwOutOfRange();
-        writeInt(static_cast<__int64>(v), 4);
-    }
-    void operator<<(unsigned long v) {
-        if (__builtin_expect(!zan::detail::fits32(v), 0)) throwOutOfRange();
-        writeInt(static_cast<uint64>(v), 4);
-    }
-    void operator<<(__int64 v) { writeInt(v, 8); }
-    void operator<<(uint64 v) { writeInt(v, 8); }
+    void operator<<(unsigned char v) { writeInt(v); }
+    void operator<<(short v) { writeInt(v); }
+    void operator<<(unsigned short v) { writeInt(v); }
+    void operator<<(int v) { writeInt(v); }
+    void operator<<(unsigned int v) { writeInt(v); }
+    void operator<<(long v) { writeInt(v); }
+    void operator<<(unsigned long v) { writeInt(v); }
+    void operator<<(__int64 v) { writeInt(v); }
+    void operator<<(uint64 v) { writeInt(v); }
     // The bits of IEEE 754.
-    void operator<<(float v) {
-        unsigned int bits;
-        static_assert(sizeof bits == sizeof v);
-        std::memcpy(&bits, &v, sizeof v);
-        writeInt(static_cast<uint64>(bits), 4);
-    }
-    void operator<<(double v) {
-        uint64 bits;
-        static_assert(sizeof bits == sizeof v);
-        std::memcpy(&bits, &v, sizeof v);
-        writeInt(bits, 8);
-    }
+    void operator<<(float v) { writeInt(v); }
+    void operator<<(double v) { writeInt(v); }
     // Bytes as they are.
     void operator<<(istr const& v) { write_i(v.data(), v.size(), false); }
     void operator<<(char const* v) { *this << istr(v); }
-    void operator<<(Bytes const& v) { write_i(v.c_str(), v.size(), false); }
+    void operator<<(Bytes const& v) { *this << istr(v); }
     // Wide text becomes UTF-8, and is bytes.
     void operator<<(iwstr const& v);
     void operator<<(wchar_t const* v) { *this << iwstr(v); }
     void operator<<(std::wstring const& v) { *this << iwstr(v); }
     // Text in the configured code page becomes UTF-8.
     void operator<<(String const& v);
-    void operator<<(Time const& v) { *this << v.toMicroSeconds(); }
-    void operator<<(Bit v) { *this << v.value(); }
-    void operator<<(Char v) { *this << v.value(); }
-    void operator<<(Short v) { *this << v.value(); }
-    void operator<<(Long v) { *this << v.value(); }
-    void operator<<(Longlong v) { *this << v.value(); }
-    void operator<<(Byte v) { *this << v.value(); }
-    void operator<<(Ushort v) { *this << v.value(); }
-    void operator<<(Ulong v) { *this << v.value(); }
-    void operator<<(Ulonglong v) { *this << v.value(); }
-    void operator<<(Float v) { *this << v.value(); }
-    void operator<<(Double v) { *this << v.value(); }
+    void operator<<(Time const& v) { writeInt(v.toMicroSeconds()); }
+    void operator<<(Bit v) { writeInt(v.value()); }
+    void operator<<(Char v) { writeInt(v.value()); }
+    void operator<<(Short v) { writeInt(v.value()); }
+    void operator<<(Long v) { writeInt(v.value()); }
+    void operator<<(Longlong v) { writeInt(v.value()); }
+    void operator<<(Byte v) { writeInt(v.value()); }
+    void operator<<(Ushort v) { writeInt(v.value()); }
+    void operator<<(Ulong v) { writeInt(v.value()); }
+    void operator<<(Ulonglong v) { writeInt(v.value()); }
+    void operator<<(Float v) { writeInt(v.value()); }
+    void operator<<(Double v) { writeInt(v.value()); }
     void operator<<(Wchar v) {
         if (__builtin_expect(static_cast<unsigned int>(v.value()) > 0xFFFF, 0)) throwOutOfRange();
-        *this << static_cast<unsigned short>(v.value());
+        writeInt(static_cast<unsigned short>(v.value()));
     }
     // A pointer must not pass for a bool.
     template <class T>
@@ -166,17 +149,57 @@ public:
 private:
     [[noreturn]] static void throwOutOfRange();
 
-    void writeInt(__int64 v, unsigned long maxBytes) { writeInt(static_cast<uint64>(v), maxBytes); }
-    void writeInt(uint64 v, unsigned long maxBytes) {
+    // A number as it is packed: its bits, with the sign extended, and the most bytes it may take.
+    struct Packed {
+        Packed(bool v) : bits(v), cap(1) {}
+        Packed(char v) : Packed(static_cast<short>(v)) {}
+        Packed(unsigned char v) : bits(v), cap(1) {}
+        Packed(short v) : bits(static_cast<uint64>(v)), cap(2) {}
+        Packed(unsigned short v) : bits(v), cap(2) {}
+        Packed(int v) : bits(static_cast<uint64>(v)), cap(4) {}
+        Packed(unsigned int v) : bits(v), cap(4) {}
+        Packed(long v) : bits(static_cast<uint64>(v)), cap(4) { check(zan::detail::fits32(v)); }
+        Packed(unsigned long v) : bits(v), cap(4) { check(zan::detail::fits32(v)); }
+        Packed(__int64 v) : bits(static_cast<uint64>(v)), cap(8) {}
+        Packed(uint64 v) : bits(v), cap(8) {}
+        Packed(float v) : bits(0), cap(4) {
+            unsigned int word;
+            static_assert(sizeof word == sizeof v);
+            std::memcpy(&word, &v, sizeof v);
+            bits = word;
+        }
+        Packed(double v) : cap(8) {
+            static_assert(sizeof bits == sizeof v);
+            std::memcpy(&bits, &v, sizeof v);
+        }
+        static void check(bool fits) {
+            if (__builtin_expect(!fits, 0)) throwOutOfRange();
+        }
+
+        uint64 bits;
+        unsigned long cap;
+    };
+
+    // With `id`, as the child of that id.
+    void writeInt(Packed const& v, unsigned char const* id = nullptr) {
         // Room for eight bytes, all of them laid at once: what is past the count is overwritten by
         // the next value.
-        if (!buffer_.reserve(10)) return;
-        unsigned char* const p = buffer_.pbuf();
-        unsigned long const n = BinaryStream::packedSize(v, maxBytes);
+        if (__builtin_expect(!buffer_.reserve(11), 0)) return;
+        unsigned char* const begin = buffer_.pbuf();
+        unsigned char* p = begin;
+        if (id != nullptr) *p++ = *id;
+        unsigned long const n = BinaryStream::packedSize(v.bits, v.cap);
         p[0] = 1;
         p[1] = static_cast<unsigned char>(n);
-        for (unsigned i = 0; i < 8; ++i) p[2 + i] = static_cast<unsigned char>(v >> 8 * i);
-        buffer_.psize(buffer_.psize() + 2 + n);
+        p[2] = static_cast<unsigned char>(v.bits);
+        p[3] = static_cast<unsigned char>(v.bits >> 8);
+        p[4] = static_cast<unsigned char>(v.bits >> 16);
+        p[5] = static_cast<unsigned char>(v.bits >> 24);
+        p[6] = static_cast<unsigned char>(v.bits >> 32);
+        p[7] = static_cast<unsigned char>(v.bits >> 40);
+        p[8] = static_cast<unsigned char>(v.bits >> 48);
+        p[9] = static_cast<unsigned char>(v.bits >> 56);
+        buffer_.psize(buffer_.psize() + static_cast<unsigned long>(p - begin) + 2 + n);
     }
     void write_i(char const* data, unsigned long size, bool text) {
         if (data == nullptr) size = 0;
@@ -185,10 +208,23 @@ private:
         unsigned char* const p = buffer_.pbuf();
         p[0] = text ? 0xF1 : 1;
         p[1] = static_cast<unsigned char>(size);
-        if (size != 0) std::memmove(p + 2, data, size);
+        copyShort(p + 2, data, size);
         buffer_.psize(buffer_.psize() + 2 + size);
     }
+    // In pieces of fixed size, the last of which overlaps: most texts are too short for a call.
+    static void copyShort(unsigned char* to, char const* from, unsigned long n) {
+        if (n >= 16) {
+            for (unsigned long i = 0; i < n - 16; i += 16) std::memcpy(to + i, from + i, 16);
+            std::memcpy(to + n - 16, from + n - 16, 16);
+        } else if (n >= 8) {
+            std::memcpy(to, from, 8);
+            std::memcpy(to + n - 8, from + n - 8, 8);
+        } else {
+            for (unsigned long i = 0; i < n; ++i) to[i] = static_cast<unsigned char>(from[i]);
+        }
+    }
     void writeLong(char const* data, unsigned long size, bool text);
+    void partFromMark(unsigned long child);
     void writeMark(char last) {
         if (!buffer_.reserve(3)) return;
         unsigned char* const p = buffer_.pbuf();

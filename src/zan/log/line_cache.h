@@ -81,7 +81,7 @@ public:
 
 private:
     static constexpr unsigned long BLOCK = 32 * 1024;
-    static constexpr unsigned long KEPT_BLOCKS = 8;
+    static constexpr unsigned long KEPT_BLOCKS = 32;
 
     struct Block {
         explicit Block(unsigned long size) : text(new char[size]), capacity(size) {}

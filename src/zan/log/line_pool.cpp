@@ -73,6 +73,10 @@ LineStream::~LineStream() {
     LineSlot::giveBack(*static_cast<LineSlot*>(slot_));
 }
 
+void LineStream::append(istr const& text) {
+    static_cast<LineSlot*>(slot_)->buffer().append(text);
+}
+
 char const* LineStream::c_str() {
     return view().data();
 }

@@ -134,9 +134,7 @@ loggerImpl::~loggerImpl() {
 }
 
 void loggerImpl::initOnce() {
-    if (inited_) return;
-    inited_ = true;
-    load();
+    if (!inited_.exchange(true)) load();
 }
 
 void loggerImpl::retire() {
@@ -147,6 +145,12 @@ void loggerImpl::retire() {
         debug_.filename.clear();
         appLogs_.clear();
         msgLogs_.clear();
+    }
+    {
+        MutexLock const cache(cacheMutex_);
+        main_.cache = LineCache();
+        debug_.cache = LineCache();
+        main_.currSize = debug_.currSize = 0;
     }
     named_ = false;
     setDefaults();
@@ -174,15 +178,16 @@ void loggerImpl::close() {
 
 void loggerImpl::start() {
     flush();
-    Handle<FlushLogThread> thread;
+    if (flushThread().get() != nullptr) return;
+    // Made ahead of the lock: a thread traces and logs from its constructor on.
+    std::string const name = id_.empty() ? "logger" : "logger." + id_;
+    Handle<FlushLogThread> const thread(trackNew(new (__FILE__, __LINE__, "zan::loggerImpl::start")
+                                                     FlushLogThread(name.c_str(), this),
+                                                 __FILE__, __LINE__, "zan::loggerImpl::start"));
     {
         MutexLock const guard(threadMutex_);
         if (thread_.get() != nullptr) return;
-        std::string const name = id_.empty() ? "logger" : "logger." + id_;
-        thread_ = trackNew(new (__FILE__, __LINE__, "zan::loggerImpl::start")
-                               FlushLogThread(name.c_str(), this),
-                           __FILE__, __LINE__, "zan::loggerImpl::start");
-        thread = thread_;
+        thread_ = thread;
         haveThread_ = true;
         threadDead_ = false;
     }
@@ -374,6 +379,7 @@ std::wstring loggerImpl::nameOf(LogFile const& record) const {
 }
 
 std::wstring loggerImpl::debugName(std::wstring const& name) {
+    if (name.empty()) return name;
     if (iwstr(name).endWith(L".log")) return name.substr(0, name.size() - 4) + L".debug.log";
     return name + L".debug";
 }
@@ -612,7 +618,7 @@ dumper& loggerImpl::dump(dumper& d) {
     field("cacheDebug", debugLines);
     field("currSizeDebug", debugSize);
     field("id_", id_);
-    field("inited_", inited_);
+    field("inited_", inited_.load());
     return d;
 }
 

@@ -10,7 +10,6 @@
 #include "zan/mt/thread_record.h"
 #include "zan/mt/threadexception.h"
 #include "zan/platform/thread.h"
-#include "zan/util/singleton_t.h"
 
 // Reports and throws one of the exceptions that carry no text of their own.
 #define ZAN_THROW_THREAD(Type)                                         \
@@ -189,7 +188,7 @@ std::atomic<unsigned int> g_generation{1};
 void freeRecord(void*) {
     ThreadRecord* const record = t_record;
     if (record == nullptr) return;
-    if (ThreadFactory* const factory = Singleton<ThreadFactory>::peek()) factory->unlist(*record);
+    ThreadFactory::instance().unlist(*record);
     t_record = nullptr;
     delete record;
 }
@@ -211,13 +210,15 @@ void ThreadRecord::name() {
 }
 
 ThreadFactory& ThreadFactory::instance() {
-    return *Singleton<ThreadFactory>::instance(ZAN_HERE);
+    static ThreadFactory& factory = *new ThreadFactory;  // threads may end after everything else
+    return factory;
 }
 
 void ThreadFactory::destroy() {
     // The records belong to their threads: they stay, and come back into the next table.
     g_generation.fetch_add(1, std::memory_order_acq_rel);
-    Singleton<ThreadFactory>::destroy();
+    MutexLock const guard(instance().mutex_);
+    instance().records_.clear();
 }
 
 ThreadInfo const& ThreadFactory::current() {
@@ -235,7 +236,7 @@ ThreadInfo const& ThreadFactory::current() {
 
 void ThreadFactory::bind(SimpleThread* thread) {
     ThreadRecord& record = ThreadRecord::current();
-    if (ThreadFactory* const factory = Singleton<ThreadFactory>::peek()) factory->unlist(record);
+    instance().unlist(record);
     record.info.thread_ = thread;
     record.listedIn = 0;  // named and listed anew at the next use
 }
@@ -392,8 +393,7 @@ bool SimpleThread::wait(Time const& t) const {
 
 void SimpleThread::notify() {
     MonitorLock const guard(monitor_);
-    SimpleThread const* const running = ThreadRecord::current().info.thread_;
-    if (running == this) born_ = true;
+    if (inRun_ && ThreadRecord::current().info.thread_ == this) born_ = true;
     monitor_.notifyAll();
 }
 
@@ -467,6 +467,7 @@ void SimpleThread::run_i() {
         // The starter reaches its wait.
         ThreadControl::yield();
         sleep(1);
+        inRun_ = true;
         run();
         living_.store(false, std::memory_order_release);
         notify();

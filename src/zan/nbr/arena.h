@@ -27,9 +27,11 @@ struct ComplexValue::MadeIndex : Made {
 // The memory of one parsed tree: a chain of blocks, the first of which begins with the arena
 // itself. Nodes are taken from it and never given back; all blocks go when the root is deleted.
 //
-// Block sizes follow what has been used, so the memory is bounded by a multiple of the input's
-// bytes, whatever sizes the input announces.
-class Arena {
+// The first block follows the size of the input, up to 2 KiB, and all others have 64 KiB, whatever
+// sizes the input announces. Up to 1 MiB of freed blocks stays in a reserve for the whole process:
+// the heap would hand them back to the system, and a page that comes back costs more than the nodes
+// that fill it.
+class alignas(std::max_align_t) Arena {
 public:
     // What stands in front of a node that can be deleted by itself.
     struct alignas(std::max_align_t) Origin {
@@ -38,26 +40,14 @@ public:
 
     // For the tree of an input of `inputSize` bytes.
     static Arena* make(unsigned long inputSize) {
-        unsigned long const room = inputSize >= MAX_FIRST / NODE_PER_BYTE
-                                       ? MAX_FIRST
-                                       : MIN_FIRST + inputSize * NODE_PER_BYTE;
+        unsigned long const room =
+            inputSize >= MAX_FIRST / 4 ? MAX_FIRST : MIN_FIRST + inputSize / 2 * 8;
         void* const block = ::operator new(sizeof(Arena) + room);
         return new (block) Arena(static_cast<char*>(block) + sizeof(Arena), room);
     }
 
     // REQUIRES: the root has been destroyed, or never was handed out.
     static void destroy(Arena* arena) noexcept;
-
-    void* take(unsigned long n) {
-        if (__builtin_expect(n > static_cast<unsigned long>(end_ - at_), 0)) grow();
-        void* const p = at_;
-        at_ += n;
-        return p;
-    }
-    void* takeRoot(unsigned long n) {
-        auto* const origin = new (take(sizeof(Origin) + n)) Origin{this};
-        return origin + 1;
-    }
 
     // Nodes of the heap that were added to nodes of this arena.
     void adopt(ValueBase* value) { adopted_.push_back(value); }
@@ -73,31 +63,36 @@ public:
     }
 
 private:
-    static constexpr unsigned long NODE_PER_BYTE = 6;
+    friend class TreeBuilder;
+
     static constexpr unsigned long MIN_FIRST = 128;
-    static constexpr unsigned long MAX_FIRST = 8192;
-    static constexpr unsigned long MAX_BLOCK = 1ul << 20;
+    static constexpr unsigned long MAX_FIRST = 2048;
+    static constexpr unsigned long BLOCK = 1ul << 16;
+    static constexpr unsigned RESERVE = 16;
 
     struct alignas(std::max_align_t) Block {
         Block* next;
     };
 
-    Arena(char* at, unsigned long room) : at_(at), end_(at + room), nextSize_(2 * room) {}
+    Arena(char* at, unsigned long room) : at_(at), end_(at + room) {}
     ~Arena();
     void grow();
 
+    // The free part of the newest block. The builder works on a copy.
     char* at_;
     char* end_;
-    unsigned long nextSize_;
     Block* blocks_ = nullptr;
     std::atomic<ComplexValue::Made*> made_{nullptr};
     std::vector<ValueBase*> adopted_;
+    static std::atomic<Block*> reserve_[RESERVE];
 };
 
-// The parser's way into the nodes.
+// The parser's way into the nodes. Its own address is never taken, so that all of it can stay in
+// registers while nodes are written.
 class TreeBuilder {
 public:
-    explicit TreeBuilder(unsigned long inputSize) : inputSize_(inputSize) {}
+    explicit TreeBuilder(unsigned long inputSize)
+        : arena_(Arena::make(inputSize)), at_(arena_->at_), end_(arena_->end_) {}
     // Not copyable: one tree has one builder.
     TreeBuilder(TreeBuilder const&) = delete;
     TreeBuilder& operator=(TreeBuilder const&) = delete;
@@ -105,22 +100,32 @@ public:
         if (arena_ != nullptr) Arena::destroy(arena_);
     }
 
+    // The root comes first and once.
+    void simpleRoot(istr const& data, bool text) {
+        root_ = new (takeRoot(sizeof(SimpleValue))) SimpleValue(data, text);
+        root_->home_ = ValueBase::ROOT;
+    }
+    void openRoot() {
+        auto* const node = new (takeRoot(sizeof(ComplexValue))) ComplexValue();
+        node->home_ = ValueBase::ROOT;
+        node->arena_ = arena_;
+        root_ = node;
+        open_ = node;
+        tail_ = &node->first_;
+    }
+    // Below: REQUIRES anyOpen().
     void simple(unsigned char id, istr const& data, bool text) {
-        auto* const node = new (memory<SimpleValue>()) SimpleValue(data, text);
-        node->id_ = id;
-        link(node);
+        link(new (take(sizeof(SimpleValue))) SimpleValue(data, text), id);
     }
     void open(unsigned char id) {
-        auto* const node = new (memory<ComplexValue>()) ComplexValue();
-        node->id_ = id;
+        auto* const node = new (take(sizeof(ComplexValue))) ComplexValue();
         node->arena_ = arena_;
-        link(node);
+        link(node, id);
         // The sibling comes only once this node is closed.
         node->next_ = open_;
         open_ = node;
         tail_ = &node->first_;
     }
-    // REQUIRES: an open node.
     void close() {
         ComplexValue* const node = open_;
         node->tail_ = tail_;
@@ -134,31 +139,45 @@ public:
         for (ValueBase const* node = open_; node != nullptr; node = node->next_) ++n;
         return n;
     }
-    // The root, null where nothing was built. The tree is the caller's now.
+    // The tree is the caller's now.
     ValueBase* release() {
         arena_ = nullptr;
         return root_;
     }
 
 private:
-    template <class T>
-    void* memory() {
-        static_assert(sizeof(T) % alignof(T) == 0 && alignof(T) == alignof(void*));
-        if (__builtin_expect(arena_ != nullptr, 1)) return arena_->take(sizeof(T));
-        arena_ = Arena::make(inputSize_);
-        return arena_->takeRoot(sizeof(T));
+    // REQUIRES: n is small beside a block, and a multiple of the alignment of a pointer.
+    void* take(unsigned long n) {
+        if (__builtin_expect(n > static_cast<unsigned long>(end_ - at_), 0)) {
+            arena_->grow();
+            at_ = arena_->at_;
+            end_ = arena_->end_;
+        }
+        void* const p = at_;
+        at_ += n;
+        return p;
     }
-    void link(ValueBase* node) {
-        node->home_ = root_ == nullptr ? ValueBase::ROOT : ValueBase::ARENA;
+    void* takeRoot(unsigned long n) {
+        auto* const origin = new (take(sizeof(Arena::Origin) + n)) Arena::Origin{arena_};
+        return origin + 1;
+    }
+    void link(ValueBase* node, unsigned char id) {
+        node->id_ = id;
+        node->home_ = ValueBase::ARENA;
         *tail_ = node;
         tail_ = &node->next_;
     }
 
-    Arena* arena_ = nullptr;
+    Arena* arena_;
+    char* at_;
+    char* end_;
     ValueBase* root_ = nullptr;
     ComplexValue* open_ = nullptr;
-    ValueBase** tail_ = &root_;
-    unsigned long inputSize_;
+    ValueBase** tail_ = nullptr;  // where the next child is linked in
 };
+
+static_assert(sizeof(SimpleValue) % alignof(void*) == 0 && alignof(SimpleValue) == alignof(void*));
+static_assert(sizeof(ComplexValue) % alignof(void*) == 0 &&
+              alignof(ComplexValue) == alignof(void*));
 
 }  // namespace zan::nbr

@@ -51,13 +51,19 @@ std::ostream& operator<<(std::ostream& os, ValueBase const& value) {
 
 // --- Arena
 
+std::atomic<Arena::Block*> Arena::reserve_[RESERVE];
+
 void Arena::grow() {
-    auto* const block = static_cast<Block*>(::operator new(sizeof(Block) + nextSize_));
+    Block* block = nullptr;
+    for (std::atomic<Block*>& place : reserve_)
+        if (place.load(std::memory_order_relaxed) != nullptr &&
+            (block = place.exchange(nullptr, std::memory_order_acquire)) != nullptr)
+            break;
+    if (block == nullptr) block = static_cast<Block*>(::operator new(BLOCK));
     block->next = blocks_;
     blocks_ = block;
     at_ = reinterpret_cast<char*>(block + 1);
-    end_ = at_ + nextSize_;
-    if (nextSize_ < MAX_BLOCK) nextSize_ *= 2;
+    end_ = reinterpret_cast<char*>(block) + BLOCK;
 }
 
 ValueBase* Arena::orphans(ValueBase* rest) {
@@ -75,9 +81,14 @@ Arena::~Arena() {
         delete made;
         made = next;
     }
-    while (blocks_ != nullptr) {
+    for (unsigned i = 0; blocks_ != nullptr;) {
         Block* const next = blocks_->next;
-        ::operator delete(blocks_);
+        for (Block* none = nullptr; i < RESERVE; ++i, none = nullptr)
+            if (reserve_[i].load(std::memory_order_relaxed) == nullptr &&
+                reserve_[i].compare_exchange_strong(none, blocks_, std::memory_order_release,
+                                                    std::memory_order_relaxed))
+                break;
+        if (i == RESERVE) ::operator delete(blocks_);
         blocks_ = next;
     }
 }

@@ -102,27 +102,44 @@ ValueBase* parser::from(istr data, unsigned char id) {
     return parser(data).parseValue(id);
 }
 
-// What the marks of a complex value begin with, and their last character.
-[[gnu::always_inline]] inline bool parser::atMark(char last) const {
-    if (iptr_.left() < MARK_SIZE) return false;
-    unsigned char const* const p = iptr_.current();
-    return p[0] == 0xFF && p[1] == 1 && p[2] == static_cast<unsigned char>(last);
-}
+// The cursor of one parse, in registers.
+struct parser::Input {
+    explicit Input(StringSlice const& s) : at(s.current()), end(at + s.left()) {}
 
-[[gnu::always_inline]] inline unsigned char parser::takeByte() {
-    return static_cast<unsigned char>(iptr_.next(1)[0]);
-}
+    unsigned long left() const { return static_cast<unsigned long>(end - at); }
+    bool eof() const { return at == end; }
+    // REQUIRES: not eof().
+    unsigned char take() { return *at++; }
+    istr next(unsigned long n) {
+        if (n > left()) n = left();
+        istr const view(at, n);
+        at += n;
+        return view;
+    }
+    // Steps over a mark, where one stands here.
+    bool mark(char last) {
+        if (left() < MARK_SIZE || at[0] != 0xFF || at[1] != 1 ||
+            at[2] != static_cast<unsigned char>(last))
+            return false;
+        at += MARK_SIZE;
+        return true;
+    }
+
+    unsigned char const* at;
+    unsigned char const* end;
+};
 
 // Takes the head and the data of a simple value. False where there is none: the cursor stays where
 // it has got to. `levels` tells how deep the parse is, for the call stack of an exception.
 template <class Levels>
-[[gnu::always_inline]] inline bool parser::peekValue(istr& data, bool& text, Levels const& levels) {
-    if (iptr_.eof()) {
+[[gnu::always_inline]] inline bool parser::peekValue(Input& in, istr& data, bool& text,
+                                                     Levels const& levels) {
+    if (in.eof()) {
         debugLine({ZAN_HERE}, "empty iptr_");
         return false;
     }
-    unsigned int const head = takeByte();
-    if (iptr_.eof()) {
+    unsigned int const head = in.take();
+    if (in.eof()) {
         debugLine({ZAN_HERE}, "no data after length of size");
         return false;
     }
@@ -143,62 +160,66 @@ template <class Levels>
     if (width > 4)
         fail({ZAN_HERE}, std::dec, "maybe not nbr: invalid lengthOfSize ", width, levels.tree,
              levels.depth());
-    if (iptr_.left() < width) {
+    if (in.left() < width) {
         debugLine({ZAN_HERE}, CUT_LENGTH);
         return false;
     }
-    unsigned long size = takeByte();
+    unsigned long size = in.take();
     for (unsigned int shift = 8; shift < 8 * width; shift += 8)
-        size |= static_cast<unsigned long>(takeByte()) << shift;
+        size |= static_cast<unsigned long>(in.take()) << shift;
     if (size == 0) {
         data = istr();
         return true;
     }
-    if (iptr_.eof()) {
+    if (in.eof()) {
         debugLine({ZAN_HERE}, "no data after size");
         return false;
     }
-    data = iptr_.next(size);
+    data = in.next(size);
     return true;
 }
 
 ValueBase* parser::parseValue() {
     struct Levels {
+        bool tree;
+        unsigned long open;
+        unsigned long depth() const { return open; }
+    };
+    struct OpenLevels {
         TreeBuilder const& builder;
         bool tree = true;
         // The open ones, and that of the simple value itself.
         unsigned long depth() const { return builder.depth() + 1; }
     };
-    if (iptr_.eof()) {
+    Input in(iptr_);
+    if (in.eof()) {
         debugLine({ZAN_HERE}, "eof: empty iptr_");
         return nullptr;
     }
-    TreeBuilder tree(iptr_.size());
-    unsigned char id = 0;
-    for (;;) {
-        istr data;
-        bool text = false;
-        if (atMark(BEGIN_MARK)) {
-            iptr_.next(MARK_SIZE);
-            tree.open(id);
-        } else if (peekValue(data, text, Levels{tree})) {
-            tree.simple(id, data, text);
-        }
-        // On to the next child, out of the levels that end here.
-        for (;;) {
-            if (!tree.anyOpen()) return tree.release();
-            if (iptr_.eof()) {
-                tree.close();
-            } else if (atMark(END_MARK)) {
-                iptr_.next(MARK_SIZE);
-                tree.close();
-            } else {
-                id = takeByte();
-                if (!iptr_.eof()) break;
-                debugLine({ZAN_HERE}, "eof: empty value");
-            }
-        }
+    istr data;
+    bool text = false;
+    if (!in.mark(BEGIN_MARK)) {
+        if (!peekValue(in, data, text, Levels{true, 1})) return nullptr;
+        TreeBuilder tree(0);
+        tree.simpleRoot(data, text);
+        return tree.release();
     }
+    TreeBuilder tree(in.left());
+    tree.openRoot();
+    while (tree.anyOpen()) {
+        if (in.eof() || in.mark(END_MARK)) {
+            tree.close();
+            continue;
+        }
+        unsigned char const id = in.take();
+        if (in.eof())
+            debugLine({ZAN_HERE}, "eof: empty value");
+        else if (in.mark(BEGIN_MARK))
+            tree.open(id);
+        else if (peekValue(in, data, text, OpenLevels{tree}))
+            tree.simple(id, data, text);
+    }
+    return tree.release();
 }
 
 ValueBase* parser::parseValue(unsigned char wanted) {
@@ -207,35 +228,31 @@ ValueBase* parser::parseValue(unsigned char wanted) {
         bool tree = false;
         unsigned long depth() const { return open; }
     };
-    if (iptr_.eof()) {
+    Input in(iptr_);
+    if (in.eof()) {
         debugLine({ZAN_HERE}, "eof: empty iptr_");
         return nullptr;
     }
-    if (!atMark(BEGIN_MARK)) return nullptr;
-    iptr_.next(MARK_SIZE);
+    if (!in.mark(BEGIN_MARK)) return nullptr;
     unsigned long open = 1;
-    while (!iptr_.eof()) {
-        if (atMark(END_MARK)) {
-            iptr_.next(MARK_SIZE);
-            if (--open == 0) return nullptr;
+    while (open != 0 && !in.eof()) {
+        if (in.mark(END_MARK)) {
+            --open;
             continue;
         }
-        unsigned char const id = takeByte();
-        if (iptr_.eof()) {
-            debugLine({ZAN_HERE}, "eof: empty value");
-            return nullptr;
-        }
+        unsigned char const id = in.take();
         bool const found = open == 1 && id == wanted;
-        if (atMark(BEGIN_MARK)) {
+        if (in.eof()) {
+            debugLine({ZAN_HERE}, "eof: empty value");
+        } else if (in.mark(BEGIN_MARK)) {
             if (found) return nullptr;
-            iptr_.next(MARK_SIZE);
             ++open;
-            continue;
+        } else {
+            istr data;
+            bool text = false;
+            bool const any = peekValue(in, data, text, Levels{open});
+            if (found) return any ? ZAN_NEW(SimpleValue(data, text)) : nullptr;
         }
-        istr data;
-        bool text = false;
-        bool const any = peekValue(data, text, Levels{open});
-        if (found) return any ? ZAN_NEW(SimpleValue(data, text)) : nullptr;
     }
     return nullptr;
 }

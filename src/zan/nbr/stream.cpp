@@ -28,6 +28,18 @@ void OutputStream::writeLong(char const* data, unsigned long size, bool text) {
     writeRaw(data, size);
 }
 
+void OutputStream::partFromMark(unsigned long child) {
+    constexpr unsigned char SIZE = ')';
+    if (buffer_.psize() != child + 3 + SIZE || buffer_[child + 1] != 1 ||
+        buffer_[child + 2] != SIZE || !buffer_.reserve(1))
+        return;
+    unsigned char* const head = buffer_.buffer() + child + 1;
+    std::memmove(head + 3, head + 2, SIZE);
+    head[0] = 2;
+    head[2] = 0;
+    buffer_.psize(buffer_.psize() + 1);
+}
+
 void OutputStream::operator<<(String const& v) {
     if (zan::detail::configuredCodepage() == platform::CODE_PAGE_UTF8)
         return write_i(v.data(), v.size(), true);

@@ -1,12 +1,12 @@
 // UTF-8 to and from wide text. Runs of ASCII go sixteen at a time; the other characters go by one
 // load of four bytes and one comparison for each length.
 
-#include <climits>
+#include "zan/platform/utf8.h"
+
 #include <cstdint>
 #include <cstring>
 
 #include "zan/platform/codepage.h"
-#include "zan/platform/utf8.h"
 
 #if defined(__SSE2__)
 #include <immintrin.h>
@@ -132,10 +132,18 @@ unsigned long decode(Byte const* p, Byte const* const end, wchar_t* const out) {
                 p += 12;
                 o += 4;
             }
-            if (threes == 0 && *p >= 0x80) break;
             decodeThrees(p, o);
             p += threes;
             o += threes / 3;
+            if (threes != 0) continue;
+            // Another kind of sequence, or the ASCII behind a long run.
+            std::uint32_t c;
+            unsigned long n = 1;
+            while (*p >= 0x80 && end - p >= 32 && (n = decodeFast(p, c)) != 0) {
+                *o++ = static_cast<wchar_t>(c);
+                p += n;
+            }
+            if (n == 0) break;
         }
 #else
         while (end - p >= 8) {
@@ -201,11 +209,6 @@ inline char* encode(char* o, std::uint32_t c) {
 
 #if defined(__SSE2__)
 
-inline bool allBelow(__m128i c, int bits) {
-    return _mm_movemask_epi8(_mm_cmpeq_epi32(_mm_srli_epi32(c, bits), _mm_setzero_si128())) ==
-           0xFFFF;
-}
-
 // For each choice of lengths of four characters: which bytes of their full forms are wanted, and in
 // the last place how many that are. The low four bits of the index say which characters take more
 // than one byte, the high four which take more than two.
@@ -229,56 +232,96 @@ constexpr Packing makePacking() {
 
 constexpr Packing PACKING = makePacking();
 
-// Four characters, with no branch on whether they take one, two or three bytes: the full form of
-// each is made, and the bytes that are too much are left out. Writes 16 bytes, whatever the result.
-__attribute__((target("ssse3"))) inline char* encode4(char* o, wchar_t const* in) {
-    __m128i const c = load16(in);
-    __m128i const surrogate = _mm_cmpeq_epi32(_mm_srli_epi32(c, 11), _mm_set1_epi32(0xD800 >> 11));
-    if (!allBelow(c, 16) || _mm_movemask_epi8(surrogate) != 0) {
-        for (int i = 0; i < 4; ++i) o = encode(o, static_cast<std::uint32_t>(in[i]));
+// What follows runs where the processor has AVX2, which is asked at run time.
+#define ZAN_AVX2 __attribute__((target("avx2")))
+
+ZAN_AVX2 inline __m256i load32(void const* p) {
+    return _mm256_loadu_si256(static_cast<__m256i const*>(p));
+}
+
+// Eight characters, with no branch on whether they take one, two or three bytes: the full form of
+// each is made, and the bytes that are too much are left out. Writes up to 16 bytes more than the
+// result.
+ZAN_AVX2 inline char* encode8(char* o, wchar_t const* in) {
+    __m256i const c = load32(in);
+    __m256i const surrogate =
+        _mm256_cmpeq_epi32(_mm256_srli_epi32(c, 11), _mm256_set1_epi32(0xD800 >> 11));
+    if (!_mm256_testz_si256(c, _mm256_set1_epi32(~0xFFFF)) ||
+        !_mm256_testz_si256(surrogate, surrogate)) {
+        for (int i = 0; i < 8; ++i) o = encode(o, static_cast<std::uint32_t>(in[i]));
         return o;
     }
-    __m128i const over1 = _mm_cmpgt_epi32(c, _mm_set1_epi32(0x7F));
-    __m128i const over2 = _mm_cmpgt_epi32(c, _mm_set1_epi32(0x7FF));
+    __m256i const over1 = _mm256_cmpgt_epi32(c, _mm256_set1_epi32(0x7F));
+    __m256i const over2 = _mm256_cmpgt_epi32(c, _mm256_set1_epi32(0x7FF));
     // The last byte: 7 bits, or 6 and the mark of a continuation.
-    __m128i const last = _mm_or_si128(
-        _mm_and_si128(c, _mm_or_si128(_mm_set1_epi32(0x3F), _mm_andnot_si128(over1, c))),
-        _mm_and_si128(over1, _mm_set1_epi32(0x80)));
-    // The one before it: the lead of two, or a continuation.
-    __m128i const middle = _mm_and_si128(_mm_srli_epi32(c, 6), _mm_set1_epi32(0x3F));
-    __m128i const mark =
-        _mm_sub_epi32(_mm_set1_epi32(0xC0), _mm_and_si128(over2, _mm_set1_epi32(0x40)));
-    __m128i const first = _mm_or_si128(_mm_srli_epi32(c, 12), _mm_set1_epi32(0xE0));
-    __m128i const full =
-        _mm_or_si128(_mm_or_si128(first, _mm_slli_epi32(_mm_or_si128(middle, mark), 8)),
-                     _mm_slli_epi32(last, 16));
-    int const index =
-        _mm_movemask_ps(_mm_castsi128_ps(over1)) | _mm_movemask_ps(_mm_castsi128_ps(over2)) << 4;
-    unsigned char const* const packing = PACKING.entry[index];
-    store16(o, _mm_shuffle_epi8(full, load16(packing)));
-    return o + packing[15];
+    __m256i const low = _mm256_and_si256(c, _mm256_set1_epi32(0x3F));
+    __m256i const last =
+        _mm256_blendv_epi8(c, _mm256_or_si256(low, _mm256_set1_epi32(0x80)), over1);
+    // The one before it: a continuation, or the lead of two, which has the next bit set.
+    __m256i const middle = _mm256_and_si256(_mm256_srli_epi32(c, 6), _mm256_set1_epi32(0x3F));
+    __m256i const mark =
+        _mm256_sub_epi32(_mm256_set1_epi32(0xC0), _mm256_and_si256(over2, _mm256_set1_epi32(0x40)));
+    __m256i const first = _mm256_or_si256(_mm256_srli_epi32(c, 12), _mm256_set1_epi32(0xE0));
+    __m256i const full =
+        _mm256_or_si256(_mm256_or_si256(first, _mm256_slli_epi32(_mm256_or_si256(middle, mark), 8)),
+                        _mm256_slli_epi32(last, 16));
+    auto const twos = static_cast<unsigned>(_mm256_movemask_ps(_mm256_castsi256_ps(over1)));
+    auto const threes = static_cast<unsigned>(_mm256_movemask_ps(_mm256_castsi256_ps(over2)));
+    unsigned char const* const left = PACKING.entry[(twos & 15) | (threes & 15) << 4];
+    unsigned char const* const right = PACKING.entry[twos >> 4 | (threes & 0xF0)];
+    store16(o, _mm_shuffle_epi8(_mm256_castsi256_si128(full), load16(left)));
+    o += left[15];
+    store16(o, _mm_shuffle_epi8(_mm256_extracti128_si256(full, 1), load16(right)));
+    return o + right[15];
 }
 
 // Encodes as far as the steps of 16 characters go. What is left unread keeps their stores inside
 // the result: each character gives a byte at least.
-__attribute__((target("ssse3"))) char* encodeWide(char* o, wchar_t const*& in, wchar_t const* end) {
+ZAN_AVX2 char* encodeWide(char* o, wchar_t const*& in, wchar_t const* end) {
     while (end - in >= 32) {
-        __m128i const a = load16(in);
-        __m128i const b = load16(in + 4);
-        __m128i const c = load16(in + 8);
-        __m128i const d = load16(in + 12);
-        if (allBelow(_mm_or_si128(_mm_or_si128(a, b), _mm_or_si128(c, d)), 7)) {
-            store16(o, _mm_packus_epi16(_mm_packs_epi32(a, b), _mm_packs_epi32(c, d)));
+        __m256i const a = load32(in);
+        __m256i const b = load32(in + 8);
+        if (_mm256_testz_si256(_mm256_or_si256(a, b), _mm256_set1_epi32(~0x7F))) {
+            __m128i const half1 =
+                _mm_packs_epi32(_mm256_castsi256_si128(a), _mm256_extracti128_si256(a, 1));
+            __m128i const half2 =
+                _mm_packs_epi32(_mm256_castsi256_si128(b), _mm256_extracti128_si256(b, 1));
+            store16(o, _mm_packus_epi16(half1, half2));
             o += 16;
         } else {
-            o = encode4(o, in);
-            o = encode4(o, in + 4);
-            o = encode4(o, in + 8);
-            o = encode4(o, in + 12);
+            o = encode8(o, in);
+            o = encode8(o, in + 8);
         }
         in += 16;
     }
     return o;
+}
+
+// How many bytes more than one the characters take, as far as the blocks of 1024 go, or up to one
+// with something in it that is no character.
+ZAN_AVX2 unsigned long moreBytes(wchar_t const* in, unsigned long n, unsigned long& done) {
+    unsigned long more = 0;
+    for (done = 0; n - done >= 1024; done += 1024) {
+        __m256i lanes = _mm256_setzero_si256();
+        __m256i damage = _mm256_setzero_si256();
+        for (wchar_t const* p = in + done; p != in + done + 1024; p += 8) {
+            __m256i const c = load32(p);
+            // A mask is -1.
+            __m256i const over12 =
+                _mm256_add_epi32(_mm256_cmpgt_epi32(c, _mm256_set1_epi32(0x7F)),
+                                 _mm256_cmpgt_epi32(c, _mm256_set1_epi32(0x7FF)));
+            __m256i const over3 = _mm256_cmpgt_epi32(c, _mm256_set1_epi32(0xFFFF));
+            lanes = _mm256_sub_epi32(lanes, _mm256_add_epi32(over12, over3));
+            // Too large, or below 0.
+            damage = _mm256_or_si256(
+                damage, _mm256_or_si256(c, _mm256_cmpgt_epi32(c, _mm256_set1_epi32(0x10FFFF))));
+        }
+        if (_mm256_movemask_ps(_mm256_castsi256_ps(damage)) != 0) break;
+        alignas(32) std::uint32_t sums[8];
+        _mm256_store_si256(reinterpret_cast<__m256i*>(sums), lanes);
+        for (std::uint32_t sum : sums) more += sum;
+    }
+    return more;
 }
 
 #endif
@@ -370,26 +413,7 @@ unsigned long utf8Length(wchar_t const* in, unsigned long n) {
     unsigned long length = n;
     unsigned long i = 0;
 #if defined(__SSE2__)
-    // Signed comparisons will do for characters. A block with anything else in it is counted below.
-    while (n - i >= 1024) {
-        __m128i lanes = _mm_setzero_si128();
-        __m128i damage = _mm_setzero_si128();
-        for (unsigned long k = i; k != i + 1024; k += 4) {
-            __m128i const c = load16(in + k);
-            // A mask is -1.
-            __m128i const over12 = _mm_add_epi32(_mm_cmpgt_epi32(c, _mm_set1_epi32(0x7F)),
-                                                 _mm_cmpgt_epi32(c, _mm_set1_epi32(0x7FF)));
-            lanes = _mm_sub_epi32(
-                lanes, _mm_add_epi32(over12, _mm_cmpgt_epi32(c, _mm_set1_epi32(0xFFFF))));
-            damage =
-                _mm_or_si128(damage, _mm_or_si128(c, _mm_cmpgt_epi32(c, _mm_set1_epi32(0x10FFFF))));
-        }
-        if (_mm_movemask_ps(_mm_castsi128_ps(damage)) != 0) break;
-        std::uint32_t sums[4];
-        store16(sums, lanes);
-        for (std::uint32_t sum : sums) length += sum;
-        i += 1024;
-    }
+    if (__builtin_cpu_supports("avx2")) length += moreBytes(in, n, i);
 #endif
     for (; i < n; ++i) {
         auto const c = static_cast<std::uint32_t>(in[i]);
@@ -403,7 +427,7 @@ unsigned long wideToUtf8(wchar_t const* in, unsigned long n, char* out) {
     wchar_t const* const end = in + n;
     char* o = out;
 #if defined(__SSE2__)
-    if (__builtin_cpu_supports("ssse3")) o = encodeWide(o, in, end);
+    if (__builtin_cpu_supports("avx2")) o = encodeWide(o, in, end);
 #endif
     while (in != end) o = encode(o, static_cast<std::uint32_t>(*in++));
     return static_cast<unsigned long>(o - out);

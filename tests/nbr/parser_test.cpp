@@ -1,0 +1,355 @@
+#include "zan/nbr/parser.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "support/log_capture.h"
+#include "support/nbr_model.h"
+#include "support/seed.h"
+#include "zan/log/log_dumper.h"
+#include "zan/log/log_tracer.h"
+#include "zan/nbr/stream.h"
+
+namespace {
+
+using namespace zan;
+using nbr::ComplexValue;
+using nbr::DecodeException;
+using nbr::parser;
+using nbr::SimpleValue;
+using nbr::ValueBase;
+using Tree = std::unique_ptr<ValueBase>;
+
+// "FF 01 28" -> three bytes.
+std::string hex(std::string const& digits) {
+    std::istringstream is(digits);
+    std::string bytes;
+    for (unsigned v; is >> std::hex >> v;) bytes += static_cast<char>(v);
+    return bytes;
+}
+
+Tree parse(std::string const& bytes) {
+    return Tree(parser::from(istr(bytes)));
+}
+
+ComplexValue const& complex(Tree const& tree) {
+    return dynamic_cast<ComplexValue const&>(*tree);
+}
+
+std::string dumped(ValueBase const* value, bool compact = true) {
+    if (value == nullptr) return "null";
+    dumper d(compact);
+    d << *value;
+    return d.str();
+}
+
+std::string shown(std::string const& digits) {
+    std::string const bytes = hex(digits);
+    return dumped(parse(bytes).get());
+}
+
+// What the parse must do with any bytes: what the model says.
+void compareWithModel(std::string const& bytes) {
+    std::optional<zan_test::NbrNode> want;
+    std::string error;
+    try {
+        want = zan_test::NbrModel(bytes).value();
+    } catch (std::runtime_error const& e) {
+        error = e.what();
+    }
+    // On the heap and to the byte, so that a sanitizer sees a read behind it.
+    std::vector<char> const exact(bytes.begin(), bytes.end());
+    istr const in(exact.data(), exact.size());
+    try {
+        Tree const tree(parser::from(in));
+        ASSERT_EQ("", error);
+        ASSERT_EQ("", zan_test::nbrDifference(want, tree.get()));
+    } catch (DecodeException const& e) {
+        ASSERT_EQ(error, e.msg());
+        return;
+    }
+    for (unsigned id = 0; id < 256; ++id) {
+        Tree const found(parser::from(in, static_cast<unsigned char>(id)));
+        auto const expected = zan_test::nbrLookup(want, static_cast<unsigned char>(id));
+        ASSERT_EQ("", zan_test::nbrDifference(expected, found.get())) << "id " << id;
+    }
+}
+
+// All three forms, text, several widths of size, nesting, repeated ids.
+std::string sample() {
+    nbr::OutputStream out;
+    {
+        nbr::OutputStream::Entry const root(out);
+        out.write(1, 5);
+        out.write(2, String("ab"));
+        out.write(3, null_type());
+        {
+            nbr::OutputStream::Entry const nested(out, 7);
+            out.write(1, short(-1));
+            nbr::OutputStream::Entry const deeper(out, 7);
+            out.write(255, empty_type());
+        }
+        out.write(2, Bytes(std::string(130, 'x')));
+        out.write(9, true);
+    }
+    return out.str();
+}
+
+// --- Input that ends too soon is no error, and what it has is not lost.
+
+TEST(NbrTruncation, QuietEnds) {
+    for (auto const& [bytes, want] : std::vector<std::pair<char const*, char const*>>{
+             {"", "null"},
+             {"00", "null"},
+             {"00 41", "null"},
+             {"01", "null"},
+             {"02 05", "null"},
+             {"01 05", "null"},
+             {"25", "null"},
+             {"FF 01 29", "null"},
+             {"F0 41", "null"},
+             {"01 00", ""},
+             {"01 05 61", "61"},
+             {"F1 05 61", "'61'"},
+             {"04 01 00 00 00 61 62", "61"},
+             {"FF 01 28", "{}"},
+             {"FF 01 28 01", "{}"},
+             {"FF 01 28 01 01 01 05", "{[1] 05}"},
+             {"FF 01 28 01 01 01 05 FF 01 29 77", "{[1] 05}"},
+             {"FF 01 28 05 00 FF 01 29", "{}"},
+             {"FF 01 28 05 FF 01 29", "{}"},
+             {"FF 01 28 01 FF 01 28 02 01 01 07", "{[1] {[2] 07}}"},
+             {"FF 01 28 FF 01 29", "{}"}}) {
+        std::string text = shown(bytes);
+        if (std::string(want) == "'61'") text = text == "'a'" ? "'61'" : text;
+        EXPECT_EQ(want, text) << bytes;
+    }
+    Tree const empty = parse(hex("01 00"));
+    EXPECT_TRUE(empty->simple());
+}
+
+TEST(NbrTruncation, AtEachByteAsTheModel) {
+    std::string const whole = sample();
+    for (std::size_t n = 0; n <= whole.size(); ++n) compareWithModel(whole.substr(0, n));
+}
+
+TEST(NbrDamage, OfEachByteToEachValueAsTheModel) {
+    std::string const whole = sample().substr(0, 48);
+    for (std::size_t i = 0; i < whole.size(); ++i)
+        for (int v = 0; v < 256; ++v) {
+            std::string damaged = whole;
+            damaged[i] = static_cast<char>(v);
+            compareWithModel(damaged);
+            if (HasFatalFailure()) FAIL() << "byte " << i << " as " << v;
+        }
+}
+
+TEST(NbrDamage, RandomBytesOfTheFormatsAlphabetAsTheModel) {
+    auto random = zan_test::makeRandom();
+    static unsigned char const alphabet[] = {0xFF, 1, 0x28, 0x29, 0, 2, 0xF1, 3, 0xF0, 4};
+    for (int round = 0; round < 2000; ++round) {
+        std::string bytes = round % 2 == 0 ? "\xFF\x01(" : "";
+        for (auto n = random() % 64; n > 0; --n)
+            bytes += static_cast<char>(alphabet[random() % sizeof alphabet]);
+        compareWithModel(bytes);
+        if (HasFatalFailure()) FAIL() << "round " << round;
+    }
+}
+
+TEST(NbrDamage, TextsOfTheTwoErrors) {
+    for (auto const& [bytes, want] :
+         std::vector<std::pair<char const*, char const*>>{{"25 00", "high part of lengthOfSize 25"},
+                                                          {"A1 00", "high part of lengthOfSize a1"},
+                                                          {"05 00", "lengthOfSize 5"},
+                                                          {"FE 00", "lengthOfSize 14"}}) {
+        zan_test::LogCapture log;
+        try {
+            parse(hex(bytes));
+            ADD_FAILURE() << bytes;
+        } catch (DecodeException const& e) {
+            EXPECT_EQ(std::string("zan::nbr::DecodeException: maybe not nbr: invalid ") + want,
+                      e.msg());
+            EXPECT_STREQ("zan::nbr::DecodeException", e.name());
+            EXPECT_STREQ("zan::nbr::parser::peekValue", e.func());
+        }
+        EXPECT_EQ("", log.text()) << "no record of the throw";
+    }
+}
+
+// --- The exception says on which path through the parse it arose.
+
+std::vector<std::string> frames(CallStack const& stack, std::size_t from) {
+    std::vector<std::string> names;
+    auto const& all = stack.container().container();
+    for (std::size_t i = from; i < all.size(); ++i) names.push_back(all[i].func());
+    return names;
+}
+
+TEST(NbrCallStack, ShowsEachOpenLevel) {
+    std::size_t const before = detail::currentCallStack().container().size();
+    using Names = std::vector<std::string>;
+    Names const tail{"zan::nbr::parser::readSimple", "zan::nbr::parser::peekValue"};
+    std::string const value = "zan::nbr::parser::parseValue";
+    try {
+        nbr::InputStream const in(istr(hex("FF 01 28 01 FF 01 28 02 25 00")));
+        FAIL();
+    } catch (DecodeException const& e) {
+        Names const want{"zan::nbr::InputStream::InputStream",
+                         "zan::nbr::parser::from",
+                         value,
+                         value,
+                         value,
+                         tail[0],
+                         tail[1]};
+        EXPECT_EQ(want, frames(e.stack(), before));
+    }
+    try {
+        Tree const found(parser::from(hex("FF 01 28 25 00 02 05 00"), 9));
+        FAIL();
+    } catch (DecodeException const& e) {
+        EXPECT_EQ((Names{value, tail[0], tail[1]}), frames(e.stack(), before));
+    }
+    EXPECT_EQ(before, detail::currentCallStack().container().size());
+}
+
+TEST(NbrCallStack, APeerCannotMakeItLarge) {
+    std::string bytes;
+    for (int i = 0; i < 100000; ++i) bytes += "\xFF\x01(\x01";
+    bytes += hex("25 00");
+    try {
+        parse(bytes);
+        FAIL();
+    } catch (DecodeException const& e) {
+        EXPECT_GT(200u, e.stack().container().size());
+    }
+}
+
+// --- Nesting as deep as the peer likes
+
+TEST(NbrDepth, AMillionLevelsInLinearTime) {
+    constexpr unsigned DEPTH = 1000000;
+    std::string begin;
+    std::string end;
+    for (unsigned i = 0; i < DEPTH; ++i) {
+        begin += "\xFF\x01(\x01";
+        end += "\xFF\x01)";
+    }
+    for (bool closed : {true, false}) {
+        std::string const bytes = begin + hex("01 01 07") + (closed ? end : "");
+        Tree const tree = parse(bytes);
+        ASSERT_NE(nullptr, tree);
+        ValueBase const* value = tree.get();
+        unsigned depth = 0;
+        for (; !value->simple(); ++depth) value = static_cast<ComplexValue const*>(value)->get(1);
+        EXPECT_EQ(DEPTH, depth);
+        std::string const text = dumped(tree.get());
+        EXPECT_EQ(DEPTH * std::string("{[1] }").size() + 2, text.size());
+    }
+    // Step over all of it to the field behind.
+    std::string const field = begin + hex("01 00") + end.substr(3) + hex("02 01 01 63 FF 01 29");
+    Tree const found(parser::from(field, 2));
+    ASSERT_NE(nullptr, found);
+    EXPECT_EQ("63", dumped(found.get()));
+}
+
+TEST(NbrDepth, IndentedDumpsHaveNoLimitButTheirSize) {
+    std::string bytes;
+    for (int i = 0; i < 2000; ++i) bytes += "\xFF\x01(\x01";
+    std::string const text = dumped(parse(bytes).get(), false);
+    std::string const innermost = "\n" + std::string(4 * 1999, ' ') + "[1] {\n";
+    EXPECT_NE(std::string::npos, text.find(innermost));
+}
+
+TEST(NbrDepth, AMillionLevelsBuiltByHand) {
+    auto* tree = new ComplexValue;
+    tree->add(2, new SimpleValue);
+    for (int i = 0; i < 1000000; ++i) {
+        auto* const parent = new ComplexValue;
+        parent->add(1, tree);
+        parent->add(2, parser::from(istr("\1\1a")));
+        tree = parent;
+    }
+    delete tree;
+}
+
+// --- Direct look-up
+
+TEST(NbrLookup, FirstSimpleChildOfTheTopLevelOnly) {
+    auto const lookup = [](std::string const& digits, unsigned char id) {
+        std::string const bytes = hex(digits);
+        Tree const found(parser::from(istr(bytes), id));
+        return dumped(found.get());
+    };
+    EXPECT_EQ("05", lookup("FF 01 28 01 01 01 05 01 01 01 06 FF 01 29", 1)) << "the first";
+    EXPECT_EQ("null", lookup("01 01 05", 1)) << "simple top level";
+    EXPECT_EQ("null", lookup("FF 01 28 01 01 01 05 FF 01 29", 2));
+    std::string const nested = "FF 01 28 07 FF 01 28 02 01 01 09 FF 01 29 02 01 01 05 FF 01 29";
+    EXPECT_EQ("05", lookup(nested, 2)) << "not the one below";
+    EXPECT_EQ("null", lookup(nested, 7)) << "complex";
+    EXPECT_EQ("null", lookup("FF 01 28 01 00 01 01 01 05 FF 01 29", 1)) << "null";
+    EXPECT_EQ("05", lookup("FF 01 28 01 01 01 05 02 25 00", 1)) << "behind it is not looked at";
+    EXPECT_EQ("null", lookup("FF 01 28 01 01 01 05 FF 01 29 02 01 01 06", 2)) << "behind the end";
+}
+
+// --- Debug lines
+
+TEST(NbrDebugLines, SayWhereTheInputEnded) {
+    auto& log = logger_factory::instance(LOGGER_ID);
+    bool const debugOn = log.debugOn();
+    log.setDebugOn(true);
+    if (!log.traceLogOn()) {
+        log.setDebugOn(debugOn);
+        GTEST_SKIP() << "only a configuration file turns this category on";
+    }
+    zan_test::LogCapture capture;
+    std::vector<std::pair<char const*, std::string>> const cases{
+        {"", "eof: empty iptr_"},
+        {"FF 01 28 01", "eof: empty value"},
+        {"01", "no data after length of size"},
+        {"00 00", "null data: zero length of size"},
+        {"01 05", "no data after size"},
+        {"FF 00",
+         hex("B4 F2 D3 A1 C8 D5 D6 BE CA B1 B8 B4 D4 D3 CA FD BE DD B1 BB BD D8 B6 CF") + ".."},
+        {"02 05", hex("B4 F2 D3 A1 C8 D5 D6 BE CA B1 CA FD BE DD B1 BB BD D8 B6 CF 3A B3 A4 B6 C8 "
+                      "CA FD BE DD B2 BB B9 BB") +
+                      ".."}};
+    for (auto const& [bytes, line] : cases) parse(hex(bytes));
+    log.setDebugOn(debugOn);
+    for (auto const& [bytes, line] : cases) EXPECT_TRUE(capture.has(line)) << bytes;
+}
+
+// --- Several threads read one tree
+
+TEST(NbrSharing, ReadersMakeListsAndIndexesAtOnce) {
+    nbr::OutputStream out;
+    {
+        nbr::OutputStream::Entry const root(out);
+        for (int i = 0; i < 300; ++i) out.write(static_cast<unsigned char>(i % 200), i);
+    }
+    std::string const bytes = out.str();
+    for (int round = 0; round < 20; ++round) {
+        Tree const tree = parse(bytes);
+        std::vector<std::thread> threads;
+        std::vector<unsigned> counts(4);
+        for (unsigned t = 0; t < counts.size(); ++t)
+            threads.emplace_back([&tree, &count = counts[t]] {
+                for (unsigned id = 0; id < 200; ++id) {
+                    int v = -1;
+                    auto const* const value = static_cast<SimpleValue const*>(
+                        complex(tree).get(static_cast<unsigned char>(id)));
+                    value->read(v);
+                    count += v == static_cast<int>(id < 100 ? id + 200 : id);
+                }
+                for (auto const& item : complex(tree)) count += item.value->simple();
+            });
+        for (auto& thread : threads) thread.join();
+        for (unsigned count : counts) EXPECT_EQ(500u, count);
+    }
+}
+
+}  // namespace
