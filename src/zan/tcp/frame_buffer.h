@@ -21,7 +21,7 @@ class FrameBuffer : noncopyable {
 public:
     static constexpr unsigned long FIRST_SIZE = 4 * 1024;
     // A silent connection keeps no more than this.
-    static constexpr unsigned long QUIET_SIZE = 8 * FIRST_SIZE;
+    static constexpr unsigned long QUIET_SIZE = 4 * FIRST_SIZE;
     static constexpr unsigned long HEADER_SIZE = 4;
 
     FrameBuffer() = default;
