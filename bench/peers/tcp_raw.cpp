@@ -29,8 +29,8 @@ void serve(int fd) {
     std::vector<char> frame(4);
     while (recv(fd, frame.data(), 4, MSG_WAITALL) == 4) {
         auto const* const head = reinterpret_cast<unsigned char const*>(frame.data());
-        std::size_t const size =
-            static_cast<std::size_t>(head[0]) << 24 | head[1] << 16 | head[2] << 8 | head[3];
+        std::size_t const size = std::size_t{head[0]} << 24 | std::size_t{head[1]} << 16 |
+                                 std::size_t{head[2]} << 8 | head[3];
         if (frame.size() < 4 + size) frame.resize(4 + size);
         if (recv(fd, frame.data() + 4, size, MSG_WAITALL) != static_cast<ssize_t>(size)) return;
         sendAll(fd, frame.data(), 4 + size);
@@ -47,8 +47,8 @@ void serveAhead(int fd) {
         std::size_t begin = 0;
         while (filled - begin >= 4) {
             auto const* const head = reinterpret_cast<unsigned char const*>(buffer.data()) + begin;
-            std::size_t const size = 4 + (static_cast<std::size_t>(head[0]) << 24 | head[1] << 16 |
-                                          head[2] << 8 | head[3]);
+            std::size_t const size = 4 + (std::size_t{head[0]} << 24 | std::size_t{head[1]} << 16 |
+                                          std::size_t{head[2]} << 8 | head[3]);
             if (filled - begin < size) break;
             sendAll(fd, buffer.data() + begin, size);
             begin += size;

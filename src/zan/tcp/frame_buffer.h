@@ -13,15 +13,15 @@ namespace zan::tcp {
 //         buffer.arrived(read(room.buffer(), room.max_size()));
 //     }
 //
-// Memory: doubles when it is full, so it never exceeds twice the bytes that have arrived and not
-//   been handed out, or FIRST_SIZE. What a burst of large frames has made large becomes small again
-//   by itself, as far as frames go on to be taken; trim() is for a connection that falls silent.
+// Memory: FIRST_SIZE, and doubles when it is full, so it never exceeds twice the bytes that were
+//   there at once. What large frames have made large becomes small again by itself, as far as small
+//   frames follow; trim() is for a connection that falls silent.
 // Errors: refused memory shows as an empty room; nothing throws.
 class FrameBuffer : noncopyable {
 public:
     static constexpr unsigned long FIRST_SIZE = 4 * 1024;
     // A silent connection keeps no more than this.
-    static constexpr unsigned long QUIET_SIZE = 8 * FIRST_SIZE;
+    static constexpr unsigned long QUIET_SIZE = 4 * FIRST_SIZE;
     static constexpr unsigned long HEADER_SIZE = 4;
 
     FrameBuffer() = default;
