@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <iosfwd>
 #include <string>
 #include <type_traits>
@@ -41,7 +42,7 @@ namespace pml::ntv {
 // Errors: a look-up that misses and a conversion that fails give null or false.
 //   DuplicatedUnitException for a second child of one name, which the caller then still owns.
 // Cost: a leaf with name and text of up to 15 bytes takes some 180 bytes in all. A list of more
-//   than eight children has an index of names. Nothing here recurses: trees may be as deep as
+//   than sixteen children has an index of names. Nothing here recurses: trees may be as deep as
 //   memory allows, and every walk takes time linear in what it walks.
 class ZAN_EXPORT Unit {
 public:
@@ -57,6 +58,16 @@ public:
     // The place in the tree stays. `other` may be a unit below this one.
     Unit& operator=(Unit const& other);
     ~Unit();
+
+    // What the parser makes lies side by side in blocks; `delete` knows the way back.
+    static void* operator new(std::size_t size);
+    static void* operator new(std::size_t size, char const* file, unsigned int line,
+                              char const* func);
+    static void* operator new(std::size_t, void* place) noexcept { return place; }
+    static void operator delete(void* p) noexcept;
+    static void operator delete(void* p, char const* file, unsigned int line,
+                                char const* func) noexcept;
+    static void operator delete(void*, void*) noexcept {}
 
     // --- Fields
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <iosfwd>
 
 #include "zan/base/base_type_view.h"
@@ -37,6 +38,16 @@ public:
     // The unit that holds the value, null where there is none.
     Unit*& owner() { return owner_; }
     Unit const* owner() const { return owner_; }
+
+    // What the parser makes lies side by side in blocks; `delete` knows the way back.
+    static void* operator new(std::size_t size);
+    static void* operator new(std::size_t size, char const* file, unsigned int line,
+                              char const* func);
+    static void* operator new(std::size_t, void* place) noexcept { return place; }
+    static void operator delete(void* p) noexcept;
+    static void operator delete(void* p, char const* file, unsigned int line,
+                                char const* func) noexcept;
+    static void operator delete(void*, void*) noexcept {}
 
 protected:
     explicit ValueBase(Unit* owner) : owner_(owner) {}

@@ -8,6 +8,10 @@
 
 namespace zan::pml {
 
+namespace ntv {
+class NodeArena;
+}
+
 // Text that cannot be PML.
 struct ZAN_EXPORT DecodeException : Exception {
     DecodeException(char const* file, unsigned int line, char const* func, char const* msg);
@@ -161,6 +165,7 @@ private:
     CharT const* text_ = nullptr;  // the token, in the input or in token_
     unsigned long size_ = 0;
     istr file_;
+    ntv::NodeArena* arena_ = nullptr;
 };
 
 }  // namespace zan::pml

@@ -14,7 +14,7 @@ namespace zan::pml::ntv {
 class Unit::NameIndex {
 public:
     // Lists up to this size are searched one by one.
-    static constexpr unsigned long SHORT = 8;
+    static constexpr unsigned long SHORT = 16;
 
     // Makes room for units up to the `n`th of the list, so that catchUp() does not fail.
     void reserve(unsigned long n) {
@@ -56,8 +56,14 @@ public:
     // How many units of the list it knows.
     unsigned long covered() const { return covered_; }
 
+    // REQUIRES: `b` is not empty.
     static bool same(String const& a, istr const& b) {
-        return a.size() == b.size() && std::memcmp(a.data(), b.data(), b.size()) == 0;
+        unsigned long const n = b.size();
+        if (a.size() != n) return false;
+        char const* const p = a.data();
+        // Names in one list tend to differ at their ends.
+        return p[n - 1] == b[n - 1] && p[0] == b[0] &&
+               (n < 3 || std::memcmp(p, b.data(), n) == 0);
     }
 
 private:

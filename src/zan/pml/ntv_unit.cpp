@@ -13,6 +13,7 @@
 #include "zan/log/log_logger.h"
 #include "zan/pml/base64_text.h"
 #include "zan/pml/name_index.h"
+#include "zan/pml/node_memory.h"
 #include "zan/pml/pml_t.h"
 #include "zan/pml/tree_access.h"
 #include "zan/pml/wchar_text.h"
@@ -135,6 +136,22 @@ Unit& Unit::operator=(Unit const& other) {
 Unit::~Unit() {
     clearChildrenMap();
     clearValue();
+}
+
+void* Unit::operator new(std::size_t size) {
+    return NodeBlock::alone(size);
+}
+
+void* Unit::operator new(std::size_t size, char const* file, unsigned int line, char const* func) {
+    return NodeBlock::alone(size, file, line, func);
+}
+
+void Unit::operator delete(void* p) noexcept {
+    NodeBlock::free(p);
+}
+
+void Unit::operator delete(void* p, char const*, unsigned int, char const*) noexcept {
+    NodeBlock::free(p);
 }
 
 void Unit::init() {

@@ -284,9 +284,9 @@ void pmlParserBase<CharT>::setValue() {
         size_ -= 2;
     }
     if constexpr (sizeof(CharT) == 1)
-        unit_->setValue(istr(size_ == 0 ? "" : text_, size_));
+        TreeAccess::makeText(*unit_, istr(text_, size_), *arena_);
     else
-        unit_->setValue(narrowed(text_, size_));
+        TreeAccess::makeText(*unit_, narrowed(text_, size_), *arena_);
 }
 
 // The place of the character that was read last, for input with a name.
@@ -369,8 +369,8 @@ void pmlParserBase<CharT>::run(Reader& in, Unit* root) {
                 bool const ended = getToken(in);
                 if (ended && tokenFlag_ != 2) {
                     Unit* const parent = unit_;
-                    TreeAccess::makeList(*parent);
-                    unit_ = ZAN_NEW(Unit(parent));
+                    TreeAccess::makeList(*parent, *arena_);
+                    unit_ = TreeAccess::makeUnit(parent, *arena_);
                     setName(*unit_);
                     state_ = tokenFlag_ == 0 ? PasingType : PasingValue;
                     break;
@@ -381,7 +381,7 @@ void pmlParserBase<CharT>::run(Reader& in, Unit* root) {
                 if (unit_ == root) break;
                 Unit* const parent = TreeAccess::parent(*unit_);
                 add(unit_, parent);
-                unit_ = ZAN_NEW(Unit(parent));
+                unit_ = TreeAccess::makeUnit(parent, *arena_);
                 continue;
             }
         }
@@ -397,7 +397,7 @@ void pmlParserBase<CharT>::run(Reader& in, Unit* root) {
                 add(child, parent);
             }
             if (!closed) {
-                unit_ = ZAN_NEW(Unit(parent));
+                unit_ = TreeAccess::makeUnit(parent, *arena_);
                 break;
             }
             closed = false;
@@ -411,6 +411,8 @@ template <class CharT>
 template <class Reader>
 bool pmlParserBase<CharT>::parse(Reader& in) {
     Unit* const root = unit_;
+    ntv::NodeArena arena;
+    arena_ = &arena;
     try {
         run(in, root);
     } catch (DuplicatedUnitException const& e) {

@@ -3,6 +3,8 @@
 #include <memory>
 
 #include "zan/base/mlcheck.h"
+#include "zan/base/source_place.h"
+#include "zan/pml/node_memory.h"
 #include "zan/pml/ntv_unit.h"
 
 namespace zan::pml::ntv {
@@ -40,11 +42,18 @@ public:
     }
     static Unit* parent(Unit const& unit) { return unit.parent_; }
 
-    // REQUIRES: no value yet.
-    static ListValue& makeList(Unit& unit) {
-        ListValue* const units = ZAN_NEW(ListValue(&unit));
-        unit.value_ = units;
-        return *units;
+    // REQUIRES for both: no value yet.
+    static void makeList(Unit& unit, NodeArena& arena) {
+        auto* const units = new (arena.take<ListValue>()) ListValue(&unit);
+        unit.value_ = trackNew(units, ZAN_HERE);
+        units->data_.reserve(4);
+    }
+    static void makeText(Unit& unit, istr const& text, NodeArena& arena) {
+        void* const memory = arena.take<StringValue>();
+        unit.value_ = trackNew(new (memory) StringValue(text, &unit), ZAN_HERE);
+    }
+    static Unit* makeUnit(Unit* parent, NodeArena& arena) {
+        return trackNew(new (arena.take<Unit>()) Unit(parent), ZAN_HERE);
     }
     // As addChild(). REQUIRES: the value is a list.
     static void append(Unit& parent, Unit* child) { parent.append(*parent.list(), child); }
