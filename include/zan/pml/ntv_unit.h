@@ -323,6 +323,8 @@ private:
     void copyIntoMap(Unit* child);
     void renaming();
     Unit* lookup(istr const& key) const;
+    static Unit* lookupPlace(std::vector<Unit*> const& all, istr const& key);
+    Unit const* step(istr const& name) const;
     void indexChildren();
     bool addMade(Unit* child);
     void append(ListValue& units, Unit* child);

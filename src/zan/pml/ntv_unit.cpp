@@ -1,6 +1,7 @@
 #include "zan/pml/ntv_unit.h"
 
 #include <charconv>
+#include <cstring>
 #include <limits>
 #include <ostream>
 #include <random>
@@ -171,6 +172,32 @@ void Unit::setValueOwner() {
 
 // --- Children by name
 
+__attribute__((always_inline)) inline Unit* Unit::lookup(istr const& key) const {
+    ListValue const* const units = list();
+    if (units == nullptr || key.empty()) return nullptr;
+    std::vector<Unit*> const& all = units->data_;
+    Unit* const* unit = all.data();
+    Unit* const* const end = unit + all.size();
+    if (children_ != nullptr) {
+        if (Unit* const found = children_->find(key)) return found;
+        if (!childRenamed_) unit += children_->covered();
+    }
+    for (; unit != end; ++unit)
+        if (NameIndex::same((*unit)->name_, key)) return *unit;
+    return key[0] == '[' ? lookupPlace(all, key) : nullptr;
+}
+
+// An unnamed unit by its key.
+Unit* Unit::lookupPlace(std::vector<Unit*> const& all, istr const& key) {
+    unsigned long n = 0;
+    if (!placeOf(key, n)) return nullptr;
+    if (n < all.size() && all[n]->name_.empty() && all[n]->index_ == n) return all[n];
+    if (n == 0)
+        for (Unit* const unit : all)
+            if (unit->name_.empty() && unit->index_ == 0) return unit;
+    return nullptr;
+}
+
 void Unit::clearChildrenMap() {
     ZAN_DELETE(children_);
     children_ = nullptr;
@@ -223,26 +250,6 @@ void Unit::append(ListValue& units, Unit* child) {
 // The parent's index holds the old name; it is told to look closer.
 void Unit::renaming() {
     if (parent_ != nullptr && parent_->children_ != nullptr) parent_->childRenamed_ = true;
-}
-
-Unit* Unit::lookup(istr const& key) const {
-    ListValue const* const units = list();
-    if (units == nullptr || key.empty()) return nullptr;
-    std::vector<Unit*> const& all = units->data_;
-    unsigned long begin = 0;
-    if (children_ != nullptr) {
-        if (Unit* const found = children_->find(key)) return found;
-        if (!childRenamed_) begin = children_->covered();
-    }
-    for (unsigned long i = begin; i < all.size(); ++i)
-        if (NameIndex::same(all[i]->name_, key)) return all[i];
-    unsigned long n = 0;
-    if (key[0] != '[' || !placeOf(key, n)) return nullptr;
-    if (n < all.size() && all[n]->name_.empty() && all[n]->index_ == n) return all[n];
-    if (n == 0)
-        for (Unit* const unit : all)
-            if (unit->name_.empty() && unit->index_ == 0) return unit;
-    return nullptr;
 }
 
 // --- Fields
@@ -423,14 +430,17 @@ void Unit::operator+=(Unit const& other) {
 
 // --- Look-up
 
-Unit const* Unit::at(istr const& name) const {
+inline Unit const* Unit::step(istr const& name) const {
     if (name.empty()) return this;
-    if (name[0] == '.') {
-        if (name.size() == 1) return this;
-        if (name.size() == 2 && name[1] == '.') return parent_;
+    if (__builtin_expect(name[0] == '.' || name[0] == '/', 0)) {
+        if (name.size() == 1) return name[0] == '.' ? this : root();
+        if (name.size() == 2 && name[0] == '.' && name[1] == '.') return parent_;
     }
-    if (name[0] == '/' && name.size() == 1) return root();
     return lookup(name);
+}
+
+Unit const* Unit::at(istr const& name) const {
+    return step(name);
 }
 
 Unit* Unit::at(istr const& name) {
@@ -458,21 +468,24 @@ Unit const* Unit::find(istr const& path) const {
     char const* start = p;
     for (; p != end; ++p) {
         if (*p != '/' && *p != '[') continue;
-        current = current->at(start, p);
+        current = current->step(istr(start, p));
         if (current == nullptr) return nullptr;
         start = p + 1;
         if (*p == '/') continue;
-        do ++p;
-        while (p != end && *p != ']');
-        if (p == end) break;
         unsigned long n = 0;
-        auto const read = std::from_chars(start, p, n);
-        if (read.ec != std::errc() || read.ptr != p) return nullptr;
+        bool number = true;
+        for (++p; p != end && *p != ']'; ++p) {
+            auto const digit = static_cast<unsigned int>(*p - '0');
+            number = number && digit <= 9 && n <= (npos - digit) / 10;
+            n = n * 10 + digit;
+        }
+        if (p == end) break;
+        if (!number || p == start) return nullptr;
         current = current->childAt(n);
         if (current == nullptr) return nullptr;
         start = p + 1;
     }
-    return current->at(start, end);
+    return current->step(istr(start, end));
 }
 
 String Unit::path() const {
