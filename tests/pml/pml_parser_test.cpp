@@ -147,6 +147,22 @@ TEST(PmlText, GivesTheTreeThatItSaysInAllFormsOfInput) {
     }
 }
 
+TEST(PmlText, RendersBackToTheSameTree) {
+    for (Example const& e : EXAMPLES) {
+        Unit u;
+        zan::pml::ntvFromPml(u, istr(e.text));
+        // Names are written without quotes.
+        if (istr(e.tree).beginWith("<\"") || std::string(e.tree).find("[<\"") != std::string::npos)
+            continue;
+        for (int mode = 1; mode <= 4; ++mode) {
+            Unit back;
+            String const text = u.str(mode, 15);
+            zan::pml::ntvFromPml(back, istr(text));
+            EXPECT_EQ(u.str(1, 7), back.str(1, 7)) << e.text << " as " << text;
+        }
+    }
+}
+
 TEST(PmlText, LeavesWhatStandsBehindTheUnit) {
     std::string const text = "a(b)c(d) e(f)";
     char const* p = text.c_str();

@@ -10,6 +10,7 @@
 #include "support/temp_dir.h"
 #include "zan/base/version.h"
 #include "zan/pml/pml_t.h"
+#include "zan/tcp/tcp_impl_base.h"
 
 namespace {
 
@@ -71,6 +72,17 @@ TEST(PmlCodec, MissingAndUnreadableFieldsKeepTheirDefaults) {
     zan::pml::stream empty("obj(logs())", false);
     in.codec(empty);
     EXPECT_TRUE(in.logs.empty());
+}
+
+TEST(PmlCodec, OfEndpoints) {
+    zan::TcpAddr addr(8080, "127.0.0.1");
+    zan::pml::stream s;
+    addr.codec(s);
+    EXPECT_EQ("(ip(127.0.0.1)port(8080))", s.toPml(false));
+    zan::TcpAddr read(1, "x");
+    zan::pml::stream in("server(port(99999) ip(10.0.0.1))", false);
+    read.codec(in);
+    EXPECT_EQ(zan::TcpAddr(1, "10.0.0.1"), read);
 }
 
 TEST(PmlCodec, OfVersions) {

@@ -62,8 +62,7 @@ public:
         if (a.size() != n) return false;
         char const* const p = a.data();
         // Names in one list tend to differ at their ends.
-        return p[n - 1] == b[n - 1] && p[0] == b[0] &&
-               (n < 3 || std::memcmp(p, b.data(), n) == 0);
+        return p[n - 1] == b[n - 1] && p[0] == b[0] && (n < 3 || std::memcmp(p, b.data(), n) == 0);
     }
 
 private:
