@@ -4,7 +4,8 @@
 // pml_parse      text to a tree that owns its nodes, and its end; time for each leaf
 // pml_compact    the tree to text without blanks; RapidJSON writes what is the same tree in JSON
 // pml_formatted  the tree to indented text
-// pml_lookup     one leaf by the path a/b[3]/c, of which the peer has its pointer ready
+// pml_lookup     one leaf by the path a/b[3]/c, given as text; nlohmann has its pointer ready, and
+//                nlohmann_text makes it from text as we do
 // pml_leaf       heap of a leaf, in bytes
 
 #include <benchmark/benchmark.h>
@@ -174,6 +175,18 @@ void lookupNlohmann(benchmark::State& state) {
     }
 }
 
+void lookupNlohmannText(benchmark::State& state) {
+    auto const j =
+        nlohmann::json::parse(R"({"z":"1","y":"2","a":{"x":"1","b":[{"c":"0"},{"c":"1"},{"c":"2"},)"
+                              R"({"d":"8","e":"9","c":"3"}],"w":"4"},"x":"3"})");
+    for (auto _ : state) {
+        auto const& found = j[nlohmann::json::json_pointer("/a/b/3/c")];
+        if (found.get_ref<std::string const&>().size() != 1)
+            return state.SkipWithError("not found");
+    }
+}
+
+BENCHMARK(lookupNlohmannText)->Name("pml_lookup/nlohmann_text");
 BENCHMARK(parseNlohmann)->Name("pml_parse/nlohmann");
 BENCHMARK(lookupNlohmann)->Name("pml_lookup/nlohmann");
 #endif
