@@ -191,6 +191,7 @@ void idleConnection(benchmark::State& state) {
 bool const registered = [] {
     add("zan", makeZan);
     add("raw", bench_tcp::makeRaw);
+    add("raw_ahead", bench_tcp::makeRawAhead);
 #if defined(ZAN_PEER_POCO)
     add("poco", bench_tcp::makePoco);
 #endif

@@ -8,11 +8,18 @@
 
 #include "../tests/support/nbr_model.h"
 #include "zan/log/log_dumper.h"
+#include "zan/log/log_factory.h"
 #include "zan/nbr/stream.h"
 
 namespace {
 
 using namespace zan;
+
+// What is thrown is reported in the log, and need not be shown.
+[[maybe_unused]] bool const quiet = [] {
+    logger_factory::instance(LOGGER_ID).setConsoleOn(false);
+    return true;
+}();
 
 void check(bool ok) {
     if (!ok) std::abort();

@@ -44,6 +44,7 @@ Frames inPieces(std::string const& stream, unsigned long limit) {
     Frames frames;
     FrameBuffer buffer;
     unsigned long fed = 0;
+    unsigned long most = 0;  // bytes that were there at once
     auto const fill = [&](unsigned long need) {
         while (buffer.available() < need) {
             if (fed == stream.size()) return false;
@@ -54,7 +55,8 @@ Frames inPieces(std::string const& stream, unsigned long limit) {
             std::memcpy(room.buffer(), stream.data() + fed, n);
             fed += n;
             buffer.arrived(n);
-            require(buffer.capacity() <= std::max(FrameBuffer::FIRST_SIZE, 2 * buffer.available()));
+            most = std::max(most, buffer.available());
+            require(buffer.capacity() <= std::max(FrameBuffer::FIRST_SIZE, 2 * most));
             if (n % 7 == 0) buffer.trim();
         }
         return true;

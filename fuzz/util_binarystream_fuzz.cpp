@@ -6,12 +6,19 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "zan/log/log_factory.h"
 #include "zan/util/binaryinstream.h"
 #include "zan/util/binaryoutstream.h"
 
 namespace {
 
 using namespace zan;
+
+// What is thrown is reported in the log, and need not be shown.
+[[maybe_unused]] bool const quiet = [] {
+    logger_factory::instance(LOGGER_ID).setConsoleOn(false);
+    return true;
+}();
 
 void check(bool ok) {
     if (!ok) std::abort();

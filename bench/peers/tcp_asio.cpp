@@ -26,8 +26,8 @@ void serve(tcp::socket& socket) {
         asio::read(socket, asio::buffer(frame.data(), 4), error);
         if (error) return;
         auto const* const head = reinterpret_cast<unsigned char const*>(frame.data());
-        std::size_t const size =
-            static_cast<std::size_t>(head[0]) << 24 | head[1] << 16 | head[2] << 8 | head[3];
+        std::size_t const size = std::size_t{head[0]} << 24 | std::size_t{head[1]} << 16 |
+                                 std::size_t{head[2]} << 8 | head[3];
         if (frame.size() < 4 + size) frame.resize(4 + size);
         asio::read(socket, asio::buffer(frame.data() + 4, size), error);
         if (error) return;

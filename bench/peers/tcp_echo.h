@@ -16,6 +16,7 @@ public:
 using MakeServer = std::unique_ptr<EchoServer> (*)();
 
 std::unique_ptr<EchoServer> makeRaw();
+std::unique_ptr<EchoServer> makeRawAhead();
 std::unique_ptr<EchoServer> makePoco();
 std::unique_ptr<EchoServer> makeAsio();
 

@@ -1,5 +1,5 @@
-// The limit: what a thread can do with recv and send and nothing else. It reads ahead, so a small
-// frame costs one call in each direction.
+// The limit: what a thread can do with recv and send and nothing else. Once as everybody writes it,
+// with a read of the size and one of the payload, and once with all that is there in one read.
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
@@ -26,6 +26,18 @@ void sendAll(int fd, char const* p, std::size_t n) {
 }
 
 void serve(int fd) {
+    std::vector<char> frame(4);
+    while (recv(fd, frame.data(), 4, MSG_WAITALL) == 4) {
+        auto const* const head = reinterpret_cast<unsigned char const*>(frame.data());
+        std::size_t const size = std::size_t{head[0]} << 24 | std::size_t{head[1]} << 16 |
+                                 std::size_t{head[2]} << 8 | head[3];
+        if (frame.size() < 4 + size) frame.resize(4 + size);
+        if (recv(fd, frame.data() + 4, size, MSG_WAITALL) != static_cast<ssize_t>(size)) return;
+        sendAll(fd, frame.data(), 4 + size);
+    }
+}
+
+void serveAhead(int fd) {
     std::vector<char> buffer(256 * 1024);
     std::size_t filled = 0;
     for (;;) {
@@ -35,8 +47,8 @@ void serve(int fd) {
         std::size_t begin = 0;
         while (filled - begin >= 4) {
             auto const* const head = reinterpret_cast<unsigned char const*>(buffer.data()) + begin;
-            std::size_t const size = 4 + (static_cast<std::size_t>(head[0]) << 24 | head[1] << 16 |
-                                          head[2] << 8 | head[3]);
+            std::size_t const size = 4 + (std::size_t{head[0]} << 24 | std::size_t{head[1]} << 16 |
+                                          std::size_t{head[2]} << 8 | head[3]);
             if (filled - begin < size) break;
             sendAll(fd, buffer.data() + begin, size);
             begin += size;
@@ -49,7 +61,8 @@ void serve(int fd) {
 
 class Raw : public EchoServer {
 public:
-    Raw() : listener_(socket(AF_INET, SOCK_STREAM, 0)) {
+    explicit Raw(void (*serveOne)(int))
+        : serve_(serveOne), listener_(socket(AF_INET, SOCK_STREAM, 0)) {
         sockaddr_in addr{};
         addr.sin_family = AF_INET;
         addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
@@ -78,10 +91,11 @@ private:
             int on = 1;
             setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
             clients_.push_back(fd);
-            threads_.emplace_back(serve, fd);
+            threads_.emplace_back(serve_, fd);
         }
     }
 
+    void (*const serve_)(int);
     int listener_;
     unsigned short port_ = 0;
     std::thread acceptor_;
@@ -92,7 +106,11 @@ private:
 }  // namespace
 
 std::unique_ptr<EchoServer> makeRaw() {
-    return std::make_unique<Raw>();
+    return std::make_unique<Raw>(serve);
+}
+
+std::unique_ptr<EchoServer> makeRawAhead() {
+    return std::make_unique<Raw>(serveAhead);
 }
 
 }  // namespace bench_tcp

@@ -1,4 +1,4 @@
-// Sends files to a courier_server and proves that they arrived. See README.md.
+// Sends files to a courier_server and proves that they arrived. See docs/courier.md.
 #include <unistd.h>
 #include <zan/zan.h>
 

@@ -1,4 +1,4 @@
-// Stores the files that courier_send brings. See README.md.
+// Stores the files that courier_send brings. See docs/courier.md.
 #include <zan/zan.h>
 
 #include <charconv>

@@ -50,7 +50,7 @@ void Inbox::onRecv(zan::TcpAddr const& peer, zan::istr const& data) {
     if (kind == BEGIN) {
         Begin message;
         message.fromFrame(data);
-        if (session->transfer != 0) fail(*session, peer, "another file began before its end");
+        if (session->begun()) fail(*session, peer, "another file began before its end");
         session->transfer = message.transfer;
         session->name = message.name;
         zan::String const reason = begin(*session, message);
@@ -58,7 +58,7 @@ void Inbox::onRecv(zan::TcpAddr const& peer, zan::istr const& data) {
     } else if (kind == CHUNK) {
         Chunk message;
         message.fromFrame(data);
-        if (session->transfer == 0 || message.transfer != session->transfer) return;
+        if (!session->begun() || message.transfer != session->transfer) return;
         zan::String const reason = add(*session, message);
         if (!reason.empty()) return fail(*session, peer, reason);
         Progress progress;
@@ -68,7 +68,7 @@ void Inbox::onRecv(zan::TcpAddr const& peer, zan::istr const& data) {
     } else if (kind == END) {
         End message;
         message.fromFrame(data);
-        if (session->transfer == 0 || message.transfer != session->transfer) return;
+        if (!session->begun() || message.transfer != session->transfer) return;
         zan::String const reason = finish(*session, message);
         if (!reason.empty()) return fail(*session, peer, reason);
         ZAN_INFO(log(), "stored " << shown(session->name) << ", " << session->size << " bytes from "
@@ -79,6 +79,7 @@ void Inbox::onRecv(zan::TcpAddr const& peer, zan::istr const& data) {
         receipt.text = session->name;
         close(*session);
         send(*session, peer, receipt);
+        left();
     } else {
         ZAN_USER_THROW_MSG(log(), zan::InvalidDataException,
                            "unexpected message " << static_cast<int>(kind));
@@ -94,10 +95,11 @@ void Inbox::onClose(zan::TcpAddr const& peer) {
         session = it->second;
         sessions_.erase(it);
     }
-    if (session->transfer == 0) return;
+    if (!session->begun()) return;
     ZAN_INFO(log(),
              "not stored " << shown(session->name) << " from " << peer << ": the connection ended");
     close(*session);
+    left();
 }
 
 // --- A file
@@ -110,6 +112,7 @@ zan::String Inbox::begin(Session& session, Begin const& message) {
         if (draining_) return "the server is stopping";
         if (!underWay_.insert(session.name).second) return "a file of this name is under way";
         session.temporary = incoming_ / std::to_string(++nextFile_);
+        ++active_;
     }
     session.size = message.size;
     session.modified = message.modified;
@@ -170,15 +173,20 @@ zan::String Inbox::finish(Session& session, End const& message) {
 
 // Whatever has become of the file: what is left of its writing goes.
 void Inbox::close(Session& session) {
-    session.transfer = 0;
     session.file.close();
-    // Empty where the name was refused, and then it may be another session's.
-    if (session.temporary.empty()) return;
+    // Where the name was refused it may be another session's.
+    if (!session.begun()) return;
     std::error_code none;
     fs::remove(session.temporary, none);
     session.temporary.clear();
     std::lock_guard<std::mutex> const guard(mutex_);
     underWay_.erase(session.name);
+}
+
+// A file that was begun has its receipt, or nobody to get one.
+void Inbox::left() {
+    std::lock_guard<std::mutex> const guard(mutex_);
+    --active_;
     ++steps_;
     changed_.notify_all();
 }
@@ -188,8 +196,10 @@ void Inbox::fail(Session& session, zan::TcpAddr const& peer, zan::String const& 
     Receipt receipt;
     receipt.transfer = session.transfer;
     receipt.text = reason;
+    bool const begun = session.begun();
     close(session);
     send(session, peer, receipt);
+    if (begun) left();
 }
 
 void Inbox::send(Session& session, zan::TcpAddr const& peer, Message& message) {
@@ -206,13 +216,13 @@ void Inbox::drain() {
 
 bool Inbox::waitIdle(int seconds) {
     std::unique_lock<std::mutex> lock(mutex_);
-    while (!underWay_.empty() && !givenUp_) {
+    while (active_ != 0 && !givenUp_) {
         unsigned long const before = steps_;
         changed_.wait_for(lock, std::chrono::seconds(seconds),
-                          [&] { return underWay_.empty() || givenUp_; });
+                          [&] { return active_ == 0 || givenUp_; });
         if (before == steps_) break;
     }
-    return underWay_.empty();
+    return active_ == 0;
 }
 
 void Inbox::giveUp() {

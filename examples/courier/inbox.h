@@ -39,14 +39,16 @@ public:
 private:
     // One connection, and the file that is on its way there.
     struct Session {
-        unsigned int transfer = 0;  // 0: none, or it has its receipt already
+        unsigned int transfer = 0;
         zan::String name;
-        std::filesystem::path temporary;
+        std::filesystem::path temporary;  // empty: no file is on its way
         zan::FileWriter file;
         zan::uint64 size = 0;
         zan::uint64 received = 0;
         unsigned int crc = 0;
         zan::Time modified;
+        bool begun() const { return !temporary.empty(); }
+
         zan::nbr::OutputStream out;  // its memory is used again for each answer
     };
     using SessionPtr = std::shared_ptr<Session>;
@@ -58,6 +60,7 @@ private:
 
     zan::String checkName(zan::istr const& name) const;
     void close(Session& session);
+    void left();
     void fail(Session& session, zan::TcpAddr const& peer, zan::String const& reason);
     void send(Session& session, zan::TcpAddr const& peer, Message& message);
 
@@ -69,6 +72,7 @@ private:
     std::condition_variable changed_;
     std::map<zan::TcpAddr, SessionPtr> sessions_;
     std::set<std::string> underWay_;  // names
+    unsigned long active_ = 0;        // files begun whose receipts have not been sent
     unsigned long nextFile_ = 0;
     unsigned long steps_ = 0;  // grows with each chunk and each end
     bool draining_ = false;

@@ -49,7 +49,8 @@ TEST(BytesContent, AssignPadAndCompare) {
     EXPECT_EQ(capacity, b.max_size()) << "a null view empties and keeps the memory";
     b = istr("xyz");
     Bytes copy(b);
-    b = b;
+    Bytes& self = b;
+    b = self;
     EXPECT_TRUE(copy == b && b == "xyz" && b < istr("xz"));
     Bytes moved(std::move(copy));
     EXPECT_EQ("xyz", istr(moved));

@@ -152,6 +152,7 @@ std::string end(unsigned transfer, std::string const& content) {
 std::string receipt(Peer& peer) {
     for (;;) {
         std::string const data = peer.readFrame();
+        if (data == "<end>") return data;
         zan::nbr::InputStream const in{zan::istr(data)};
         unsigned char kind = 0;
         bool stored = false;
@@ -295,11 +296,11 @@ TEST(CourierRefusal, FilesThatAreNotWhatTheyClaim) {
     }
     // The same name at once, and once it is free again.
     Peer other = server.connect();
-    peer.write(begin(2, "name", 3) + chunk(2, 0, "ab"));
+    peer.write(begin(0, "name", 3) + chunk(0, 0, "ab"));
     peer.readFrame();
     other.write(begin(1, "name", 3));
     EXPECT_EQ("a file of this name is under way", receipt(other));
-    peer.write(chunk(2, 2, "c") + end(2, "abc"));
+    peer.write(chunk(0, 2, "c") + end(0, "abc"));
     EXPECT_EQ("stored", receipt(peer));
     other.write(begin(2, "name", 0) + end(2, ""));
     EXPECT_EQ("stored", receipt(other));
@@ -348,7 +349,7 @@ TEST(CourierStop, FilesUnderWayAreFinishedAndNoneIsBegun) {
         late.write(begin(i, "late", 0) + end(i, ""));
         answer = receipt(late);
     }
-    EXPECT_EQ("the server is stopping", answer);
+    EXPECT_EQ("the server is stopping", answer) << slurp(server.log());
     peer.write(chunk(1, 3, "def") + end(1, "abcdef"));
     EXPECT_EQ("stored", receipt(peer));
     EXPECT_EQ(0, server.process().wait());

@@ -304,7 +304,7 @@ TEST(NbrDebugLines, SayWhereTheInputEnded) {
     log.setDebugOn(true);
     if (!log.traceLogOn()) {
         log.setDebugOn(debugOn);
-        GTEST_SKIP() << "no switch turns this category on here";
+        GTEST_SKIP() << "only a configuration file turns this category on";
     }
     zan_test::LogCapture capture;
     std::vector<std::pair<char const*, std::string>> const cases{

@@ -192,7 +192,7 @@ TEST(NbrRoundTrip, AllTypesAtTheirBounds) {
         for (int delta : {-1, 0, 1}) {
             uint64 const u = (1ull << shift) + static_cast<uint64>(delta);
             auto const s = static_cast<__int64>(u);
-            expectBack(u), expectBack(s), expectBack(-s), expectBack(Longlong(s));
+            expectBack(u), expectBack(0 - u), expectBack(s), expectBack(Longlong(s));
             expectBack(Ulonglong(u)), expectBack(Time::microSeconds(s));
             expectBack(static_cast<int>(u)), expectBack(static_cast<unsigned int>(u));
             expectBack(static_cast<short>(u)), expectBack(static_cast<unsigned short>(u));
@@ -277,21 +277,29 @@ TEST(NbrStreams, NullAndWrongKinds) {
     EXPECT_EQ("", hexOf(b.str()));
 }
 
-struct Point : nbr::CodecInterface {
+// [point]
+struct Point : zan::nbr::CodecInterface {
     int x = 0;
-    String label;
-    bool fail = false;
+    zan::String label;
 
-    void codec(nbr::CodecStream& s) override {
+    void codec(zan::nbr::CodecStream& s) override {
         if (s.encoding()) {
-            OutputStream::Entry const entry(s.bos());
+            zan::nbr::OutputStream::Entry const entry(s.bos());
             s.bos().write(1, x);
-            if (fail) throw std::runtime_error("fail");
             s.bos().write(2, label);
         } else {
             s.bis().read(1, x);
             s.bis().read(2, label);
         }
+    }
+};
+// [/point]
+
+struct Failing : nbr::CodecInterface {
+    void codec(nbr::CodecStream& s) override {
+        OutputStream::Entry const entry(s.bos());
+        s.bos().write(1, std::string(400, 'x').c_str());
+        throw std::runtime_error("fail");
     }
 };
 
@@ -329,14 +337,18 @@ TEST(NbrCodec, ObjectsInObjects) {
 }
 
 TEST(NbrCodec, AFailedEncodeLosesNothing) {
-    Line line;
-    line.b.fail = true;
     OutputStream out;
     out << 5;
-    EXPECT_THROW(line.encode(out), std::runtime_error);
-    EXPECT_EQ("01 01 05", hexOf(out.str()).substr(0, 8));
+    EXPECT_THROW(Failing().encode(out), std::runtime_error);
+    EXPECT_EQ("01 01 05 FF 01 28", hexOf(out.str()).substr(0, 17));
+    std::string const before = out.str();
+    EXPECT_THROW(out.write(1, Failing()), std::runtime_error);
+    EXPECT_EQ(before, std::string(out.str())) << "a child goes with its id";
     InputStream in(istr("\xFF\x01(\x01\xFF\x01("));
-    EXPECT_THROW(in.read(1, line.a.x), nbr::DecodeException);
+    int v = 7;
+    EXPECT_THROW(in.read(1, v), nbr::DecodeException);
+    EXPECT_FALSE(in.read(2, v));
+    EXPECT_EQ(7, v);
     EXPECT_NE(nullptr, in.get());
 }
 

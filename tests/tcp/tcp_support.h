@@ -178,24 +178,22 @@ private:
     zan::TcpAddr last_;
 };
 
-// The lines that the library writes while this object lives, from the tag on.
-class Lines : public zan::LogObserver {
+// The lines that the library writes while this object lives, from the tag on. What receives them
+// stays to the end of the program, since a thread may be about to log when this object goes.
+class Lines {
 public:
     explicit Lines(std::vector<zan::String> const& categories = {}) : categories_(categories) {
-        zan::detail::zanLogger().setObserver(this);
-        zan::detail::zanLogger().setDebugObserver(this);
+        gate_.change([&] { lines_.clear(); });
+        zan::detail::zanLogger().setObserver(&receiver());
+        zan::detail::zanLogger().setDebugObserver(&receiver());
         for (auto const& c : categories_) zan::detail::zanLogger().setAppLog(c, true);
     }
-    ~Lines() override {
+    Lines(Lines const&) = delete;
+    Lines& operator=(Lines const&) = delete;
+    ~Lines() {
         for (auto const& c : categories_) zan::detail::zanLogger().setAppLog(c, false);
         zan::detail::zanLogger().setObserver(nullptr);
         zan::detail::zanLogger().setDebugObserver(nullptr);
-    }
-    void onLog(zan::istr const& line) override {
-        std::string text = line;
-        auto const at = text.find("[ZAN]");
-        if (at != std::string::npos) text.erase(0, at + 5);
-        gate_.change([&] { lines_.push_back(text); });
     }
     bool waitFor(std::string const& part) {
         return gate_.wait([&] { return countLocked(part) != 0; });
@@ -229,9 +227,24 @@ private:
             [&](std::string const& line) { return line.find(part) != std::string::npos; }));
     }
 
+    struct Receiver : zan::LogObserver {
+        void onLog(zan::istr const& line) override {
+            std::string text = line;
+            auto const at = text.find("[ZAN]");
+            if (at != std::string::npos) text.erase(0, at + 5);
+            gate.change([&] { lines.push_back(text); });
+        }
+        Gate gate;
+        std::vector<std::string> lines;
+    };
+    static Receiver& receiver() {
+        static Receiver& all = *new Receiver;
+        return all;
+    }
+
     std::vector<zan::String> categories_;
-    Gate gate_;
-    std::vector<std::string> lines_;
+    Gate& gate_ = receiver().gate;
+    std::vector<std::string>& lines_ = receiver().lines;
 };
 
 // A server with a recorder, open on a port of its own.

@@ -139,12 +139,18 @@ public:
         return (levels_.load(std::memory_order_relaxed) & level) != 0;
     }
 
+    // The name without a copy, where the implementation has told it; else null.
+    istr knownId() const { return knownId_; }
+
 protected:
     logger() = default;
+    // `id` must outlive this object.
+    void setKnownId(istr const& id) { knownId_ = id; }
     void setLevels(unsigned levels) { levels_.store(levels, std::memory_order_relaxed); }
 
 private:
     std::atomic<unsigned> levels_{~0u};
+    istr knownId_;
 };
 
 // Streaming it into a dumper dumps all loggers.
@@ -205,7 +211,9 @@ private:
     mutable std::atomic<unsigned long> cached_{0};
 };
 
-// Composes one line, on a stream of the calling thread's own pool, since building a
+class LineSlot;
+
+// Composes the text of one line in a buffer of the calling thread's own pool, since building a
 // std::ostringstream costs more than the line. Text and whole numbers go straight into the buffer
 // as long as no format is set; everything else prints as on any std::ostream.
 class ZAN_EXPORT LineStream {
@@ -218,55 +226,67 @@ public:
     template <class T>
     LineStream& operator<<(T const& value) {
         if constexpr (std::is_convertible_v<T const&, istr>) {
-            if (unformatted())
+            if (plain_) {
                 append(value);
-            else
-                *stream_ << value;
+                return *this;
+            }
         } else if constexpr (std::is_same_v<T, char>) {
-            if (unformatted())
+            if (plain_) {
                 append(istr(&value, 1));
-            else
-                *stream_ << value;
+                return *this;
+            }
         } else if constexpr (std::is_integral_v<T> && (sizeof(T) > 1) &&
                              !std::is_same_v<T, wchar_t> && !std::is_same_v<T, char16_t> &&
                              !std::is_same_v<T, char32_t>) {
-            if (unformatted()) {
-                char digits[24];
-                auto const end = std::to_chars(digits, digits + sizeof(digits), value).ptr;
-                append(istr(digits, static_cast<char const*>(end)));
-            } else {
-                *stream_ << value;
+            if (plain_ && end_ - next_ >= MAX_DIGITS) {
+                next_ = std::to_chars(next_, end_, value).ptr;
+                return *this;
             }
-        } else {
-            *stream_ << value;
         }
+        beginStream() << value;
+        endStream();
         return *this;
     }
     LineStream& operator<<(std::ostream& (*manipulator)(std::ostream&)) {
-        manipulator(*stream_);
+        manipulator(beginStream());
+        endStream();
         return *this;
     }
     LineStream& operator<<(std::ios_base& (*manipulator)(std::ios_base&)) {
-        manipulator(*stream_);
+        manipulator(beginStream());
+        endStream();
         return *this;
     }
 
-    std::ostream& stream() { return *stream_; }
     // Terminated; valid until the next write.
     char const* c_str();
     istr view();
 
 private:
-    bool unformatted() const {
-        return stream_->width() == 0 &&
-               (stream_->flags() & (std::ios_base::basefield | std::ios_base::showpos)) ==
-                   std::ios_base::dec;
-    }
-    void append(istr const& text);
+    friend struct LineWriter;
+    static constexpr long MAX_DIGITS = 24;
 
-    std::ostream* stream_;
-    void* slot_;
+    void append(istr const& text) {
+        if (text.size() > static_cast<unsigned long>(end_ - next_)) return appendSlowly(text);
+        if (!text.empty()) std::memcpy(next_, text.data(), text.size());
+        next_ += text.size();
+    }
+    void appendSlowly(istr const& text);
+    std::ostream& beginStream();
+    void endStream();
+
+    LineSlot& slot_;
+    // The place for the next character, and the end of the room; the stream learns of them when it
+    // is needed.
+    char* next_;
+    char* end_;
+    bool plain_ = true;  // no width, base or sign is set
 };
+
+// The information and debug lines of the macros: the prefix is put ahead of the text where it
+// stands. Otherwise as writeInfoLog and writeDebugLog.
+ZAN_EXPORT void writeInfoLine(logger& log, char const* func, char const* tag, LineStream& text);
+ZAN_EXPORT void writeDebugLine(logger& log, char const* func, char const* tag, LineStream& text);
 
 }  // namespace detail
 }  // namespace zan
@@ -280,18 +300,24 @@ private:
     do {                                                       \
         ::zan::detail::LineStream zanLine_;                    \
         zanLine_ << msg;                                       \
-        ::zan::function(log, ZAN_HERE, zanLine_.c_str(), tag); \
+        ::zan::detail::function(log, ZAN_FUNC, tag, zanLine_); \
+    } while (false)
+#define ZAN_DETAIL_REPORT(log, msg, title)                            \
+    do {                                                              \
+        ::zan::detail::LineStream zanLine_;                           \
+        zanLine_ << msg;                                              \
+        ::zan::writeErrorLog(log, ZAN_HERE, zanLine_.c_str(), title); \
     } while (false)
 
 #define ZAN_INFO(log, msg)                                            \
     do {                                                              \
         ::zan::logger& zanLog_ = (log);                               \
         if (zanLog_.mayBeOn(::zan::logger::INFO) && zanLog_.infoOn()) \
-            ZAN_DETAIL_LINE(writeInfoLog, zanLog_, msg, "INFO");      \
+            ZAN_DETAIL_LINE(writeInfoLine, zanLog_, msg, "INFO");     \
     } while (false)
 
 // Written whatever the flags say.
-#define ZAN_NOTICE(log, msg) ZAN_DETAIL_LINE(writeInfoLog, log, msg, "NOTICE")
+#define ZAN_NOTICE(log, msg) ZAN_DETAIL_LINE(writeInfoLine, log, msg, "NOTICE")
 
 #if defined(_ZAN_DEBUG_ON)
 #define ZAN_TRACE(log, msg)                                                   \
@@ -299,14 +325,14 @@ private:
         ::zan::logger& zanLog_ = (log);                                       \
         if (zanLog_.mayBeOn(::zan::logger::TRACE_LOG) && zanLog_.debugOn() && \
             zanLog_.traceLogOn())                                             \
-            ZAN_DETAIL_LINE(writeDebugLog, zanLog_, msg, "TRACE");            \
+            ZAN_DETAIL_LINE(writeDebugLine, zanLog_, msg, "TRACE");           \
     } while (false)
 // A debug line under a tag of the application's.
 #define ZAN_DEBUG(log, tag, msg)                                        \
     do {                                                                \
         ::zan::logger& zanLog_ = (log);                                 \
         if (zanLog_.mayBeOn(::zan::logger::DEBUG) && zanLog_.debugOn()) \
-            ZAN_DETAIL_LINE(writeDebugLog, zanLog_, msg, tag);          \
+            ZAN_DETAIL_LINE(writeDebugLine, zanLog_, msg, tag);         \
     } while (false)
 #else
 #define ZAN_TRACE(log, msg) static_cast<void>(0)
@@ -318,9 +344,9 @@ private:
     do {                                                                                 \
         ::zan::logger& zanLog_ = (log);                                                  \
         if (zanLog_.mayBeOn(::zan::logger::APP) && zanLog_.appLogOn(::zan::String(tag))) \
-            ZAN_DETAIL_LINE(writeInfoLog, zanLog_, msg, tag);                            \
+            ZAN_DETAIL_LINE(writeInfoLine, zanLog_, msg, tag);                           \
     } while (false)
 
 // Framed reports, written whatever the flags say.
-#define ZAN_ERROR(log, msg) ZAN_DETAIL_LINE(writeErrorLog, log, msg, "<ERROR>")
-#define ZAN_WARNING(log, msg) ZAN_DETAIL_LINE(writeErrorLog, log, msg, "<WARNING>")
+#define ZAN_ERROR(log, msg) ZAN_DETAIL_REPORT(log, msg, "<ERROR>")
+#define ZAN_WARNING(log, msg) ZAN_DETAIL_REPORT(log, msg, "<WARNING>")

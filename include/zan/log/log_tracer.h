@@ -43,10 +43,6 @@ public:
 private:
     tracer() = default;
     ~tracer() = default;
-    template <class T>
-    friend struct CreateByAllocate;
-    template <class T>
-    friend void trackDelete(T* p, char const* file, unsigned int line, char const* func);
 };
 
 // Prints the calling thread's stack.

@@ -74,13 +74,14 @@ private:
     }
 };
 
+// The same object, or both null.
 template <class T>
 bool operator==(Handle<T> const& a, Handle<T> const& b) {
-    return a.get() == b.get() || (a.get() != nullptr && b.get() != nullptr && *a == *b);
+    return a.get() == b.get();
 }
 template <class T>
 bool operator!=(Handle<T> const& a, Handle<T> const& b) {
-    return !(a == b);
+    return a.get() != b.get();
 }
 // By the objects; a null handle sorts before any object.
 template <class T>

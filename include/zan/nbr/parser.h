@@ -22,8 +22,8 @@ struct ZAN_EXPORT DecodeException : Exception {
 //   the result is what there was, or null, and a debug line says where it ended. The call stack of
 //   an exception shows the operations of the parse as entered: one parseValue for each open level,
 //   of which all beyond 128 are left out, since they are alike and the peer decides how many.
-// Cost: time linear in the bytes read, no recursion. The tree takes some 40 bytes for a simple
-//   value and 80 for a complex one, in a few blocks; direct look-up takes no memory.
+// Cost: time linear in the bytes read, no recursion. The tree takes 40 bytes for a simple
+//   value and 64 for a complex one, in a few blocks; direct look-up takes no memory.
 class ZAN_EXPORT parser {
 public:
     explicit parser(istr const& data) : iptr_(data) {}

@@ -3,10 +3,10 @@
 #include <iostream>
 #include <list>
 
+#include "zan/base/mlcheck.h"
 #include "zan/mt/thread.h"
 #include "zan/platform/console_input.h"
 #include "zan/platform/debugger.h"
-#include "zan/util/singleton_t.h"
 
 namespace zan {
 
@@ -21,10 +21,23 @@ void show(std::wstring const& text) {
 
 }  // namespace
 
+// Lives as long as the process: threads may print while, and after, the library goes down. What a
+// user knows as its destruction puts it back to the beginning.
 class ConsoleImpl {
 public:
-    ConsoleImpl() = default;
-    ~ConsoleImpl() { close(); }
+    static ConsoleImpl& instance() {
+        static ConsoleImpl& screen = *new ConsoleImpl;
+        return screen;
+    }
+
+    void destroy() {
+        close();
+        MutexLock const guard(mutex_);
+        cache_.clear();
+        prompt_.clear();
+        promptShown_ = false;
+        setOn(true);
+    }
 
     void print(iwstr const& text, bool newline) {
         if (platform::debuggerPresent()) platform::debugOutput(text.data(), text.size());
@@ -44,13 +57,14 @@ public:
     void open() {
         if (!isOn()) return;
         close();
-        Handle<FlushThread> thread;
+        // Made ahead of the lock: a thread traces and logs from its constructor on.
+        Handle<FlushThread> const thread(trackNew(new (__FILE__, __LINE__, "zan::ConsoleImpl::open")
+                                                      FlushThread(this),
+                                                  __FILE__, __LINE__, "zan::ConsoleImpl::open"));
         {
             MutexLock const guard(mutex_);
             if (thread_.get() != nullptr) return;
-            thread_ = trackNew(new (__FILE__, __LINE__, "zan::ConsoleImpl::open") FlushThread(this),
-                               __FILE__, __LINE__, "zan::ConsoleImpl::open");
-            thread = thread_;
+            thread_ = thread;
         }
         thread->startAndWait(0);
     }
@@ -145,7 +159,7 @@ private:
 namespace {
 
 ConsoleImpl& screen() {
-    return *Singleton<ConsoleImpl>::instance(ZAN_HERE);
+    return ConsoleImpl::instance();
 }
 
 }  // namespace
@@ -155,7 +169,7 @@ void console::create() {
 }
 
 void console::destroy() {
-    Singleton<ConsoleImpl>::destroy();
+    screen().destroy();
 }
 
 void console::open() {

@@ -55,6 +55,8 @@ void LineSlot::giveBack(LineSlot& slot) {
 
 void LineSlot::reset() {
     buffer_.reset();
+    if (!formatted_) return;
+    formatted_ = false;
     stream_.clear();
     stream_.exceptions(std::ios_base::goodbit);
     stream_.flags(std::ios_base::skipws | std::ios_base::dec);
@@ -63,18 +65,30 @@ void LineSlot::reset() {
     stream_.width(0);
 }
 
-LineStream::LineStream() {
-    LineSlot& slot = LineSlot::take();
-    stream_ = &slot.stream();
-    slot_ = &slot;
-}
+LineStream::LineStream()
+    : slot_(LineSlot::take()), next_(slot_.buffer().next()), end_(slot_.buffer().roomEnd()) {}
 
 LineStream::~LineStream() {
-    LineSlot::giveBack(*static_cast<LineSlot*>(slot_));
+    LineSlot::giveBack(slot_);
 }
 
-void LineStream::append(istr const& text) {
-    static_cast<LineSlot*>(slot_)->buffer().append(text);
+void LineStream::appendSlowly(istr const& text) {
+    LineBuffer& buffer = slot_.buffer();
+    buffer.next(next_);
+    buffer.append(text);
+    next_ = buffer.next();
+    end_ = buffer.roomEnd();
+}
+
+std::ostream& LineStream::beginStream() {
+    slot_.buffer().next(next_);
+    return slot_.stream();
+}
+
+void LineStream::endStream() {
+    next_ = slot_.buffer().next();
+    end_ = slot_.buffer().roomEnd();
+    plain_ = slot_.plain();
 }
 
 char const* LineStream::c_str() {
@@ -82,7 +96,8 @@ char const* LineStream::c_str() {
 }
 
 istr LineStream::view() {
-    return static_cast<LineSlot*>(slot_)->buffer().view();
+    slot_.buffer().next(next_);
+    return slot_.buffer().view();
 }
 
 }  // namespace zan::detail

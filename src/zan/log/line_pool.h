@@ -9,9 +9,11 @@
 namespace zan::detail {
 
 // A growing character buffer behind a std::ostream, kept and used again: building a stream of its
-// own for each line would cost more than the line.
+// own for each line would cost more than the line. Ahead of the text there is room for a prefix.
 class LineBuffer : public std::streambuf {
 public:
+    static constexpr unsigned long HEADROOM = 256;
+
     LineBuffer() {
         text_.resize(INITIAL);
         reset();
@@ -23,12 +25,20 @@ public:
             text_.resize(INITIAL);
             text_.shrink_to_fit();
         }
-        setp(text_.data(), text_.data() + text_.size() - 1);
+        setp(text_.data() + HEADROOM, text_.data() + text_.size() - 1);
     }
     // Terminated; valid until the next write.
     istr view() {
         *pptr() = 0;
         return istr(pbase(), static_cast<unsigned long>(pptr() - pbase()));
+    }
+    // Copies `prefix` to just before the text, and gives both; false where it is too long for that.
+    bool prepend(istr const& prefix, istr& whole) {
+        if (prefix.size() > HEADROOM) return false;
+        char* const begin = pbase() - prefix.size();
+        std::memcpy(begin, prefix.data(), prefix.size());
+        whole = istr(begin, static_cast<unsigned long>(pptr() - begin));
+        return true;
     }
     void append(char const* p, unsigned long n) {
         reserve(n);
@@ -38,7 +48,16 @@ public:
     void append(istr const& s) {
         if (!s.empty()) append(s.data(), s.size());
     }
-    void append(char c) { append(&c, 1); }
+    void append(char c) {
+        reserve(1);
+        *pptr() = c;
+        pbump(1);
+    }
+
+    // The place of the next character, for who writes into the room himself.
+    char* next() const { return pptr(); }
+    char* roomEnd() const { return epptr(); }
+    void next(char* p) { advance(static_cast<unsigned long>(p - pptr())); }
 
 protected:
     int_type overflow(int_type c) override {
@@ -52,15 +71,16 @@ protected:
     }
 
 private:
-    static constexpr unsigned long INITIAL = 512;
+    static constexpr unsigned long INITIAL = 1024;
     static constexpr unsigned long KEPT = 64 * 1024;
 
     // One place behind the end is left for the terminator.
     void reserve(unsigned long n) {
         if (n <= static_cast<unsigned long>(epptr() - pptr())) return;
         unsigned long const used = static_cast<unsigned long>(pptr() - pbase());
-        text_.resize(2 * text_.size() > used + n + 1 ? 2 * text_.size() : used + n + 1);
-        setp(text_.data(), text_.data() + text_.size() - 1);
+        unsigned long const need = HEADROOM + used + n + 1;
+        text_.resize(2 * text_.size() > need ? 2 * text_.size() : need);
+        setp(text_.data() + HEADROOM, text_.data() + text_.size() - 1);
         advance(used);
     }
     void advance(unsigned long n) {
@@ -84,13 +104,23 @@ public:
     static void giveBack(LineSlot& slot);
 
     LineBuffer& buffer() { return buffer_; }
-    std::ostream& stream() { return stream_; }
+    // Its format is put back before the slot is used again.
+    std::ostream& stream() {
+        formatted_ = true;
+        return stream_;
+    }
+    bool plain() const {
+        return stream_.width() == 0 &&
+               (stream_.flags() & (std::ios_base::basefield | std::ios_base::showpos)) ==
+                   std::ios_base::dec;
+    }
 
 private:
     void reset();
 
     LineBuffer buffer_;
     std::ostream stream_;
+    bool formatted_ = false;
     LineSlot* next_ = nullptr;  // free list
     friend struct LinePool;
 };

@@ -146,6 +146,7 @@ dumper& dumper::valueSeparator(istr const& v) {
 
 void dumper::writeIndent() {
     put(*stream_, cfg_.lineSeparator_);
+    if (cfg_.indentSeparator_.empty()) return;  // a deep dump without indentation stays linear
     for (unsigned int i = 0; i < cfg_.level_; ++i) put(*stream_, cfg_.indentSeparator_);
 }
 

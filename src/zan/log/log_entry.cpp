@@ -38,19 +38,54 @@ bool hasText(char const* s) {
     return s != nullptr && *s != 0;
 }
 
-void putPrefix(detail::LineBuffer& out, ThreadInfo const& info, logger& log) {
-    out.append(istr(info.sCurrDateTime_));
-    out.append(istr(info.sThreadId_));
-    out.append('[');
-    out.append(istr(log.id()));
-    out.append(']');
+// A prefix under construction, on the stack. Overlong parts make it invalid, not wrong.
+class Prefix {
+public:
+    void add(istr const& s) {
+        if (s.size() > sizeof(text_) - size_) {
+            valid_ = false;
+            return;
+        }
+        if (!s.empty()) std::memcpy(text_ + size_, s.data(), s.size());
+        size_ += s.size();
+    }
+    void add(char c) { add(istr(&c, 1)); }
+    bool valid() const { return valid_; }
+    operator istr() const { return istr(text_, size_); }
+
+private:
+    char text_[detail::LineBuffer::HEADROOM];
+    unsigned long size_ = 0;
+    bool valid_ = true;
+};
+
+// The same for both kinds of buffers.
+void put(Prefix& out, istr const& s) {
+    out.add(s);
+}
+void put(detail::LineBuffer& out, istr const& s) {
+    out.append(s);
 }
 
-void putThreadName(detail::LineBuffer& out, ThreadInfo const& info) {
+template <class Out>
+void putPrefix(Out& out, ThreadInfo const& info, logger& log) {
+    put(out, info.sCurrDateTime_);
+    put(out, info.sThreadId_);
+    put(out, istr("[", 1));
+    istr const id = log.knownId();
+    if (id.is_null())
+        put(out, istr(log.id()));
+    else
+        put(out, id);
+    put(out, istr("]", 1));
+}
+
+template <class Out>
+void putThreadName(Out& out, ThreadInfo const& info) {
     if (info.thread_ == nullptr) return;
-    out.append('{');
-    out.append(istr(info.thread_->name()));
-    out.append('}');
+    put(out, istr("{", 1));
+    put(out, info.thread_->name());
+    put(out, istr("}", 1));
 }
 
 // The last two components of a qualified name: class and function.
@@ -90,42 +125,92 @@ void detail::logPlainLine(logger& log, istr const& text) {
     log.log(line.view());
 }
 
-void writeInfoLog(logger& log, char const*, unsigned int, char const* func, char const* text,
-                  char const* tag) {
+namespace {
+
+// All that stands ahead of the text of an information line.
+template <class Out>
+void putInfoHead(Out& out, logger& log, char const* func, char const* tag) {
     ThreadInfo const& info = SimpleThread::current();
-    Line line;
-    detail::LineBuffer& out = line.text();
     putPrefix(out, info, log);
     if (hasText(tag)) {
-        out.append('[');
-        out.append(istr(tag));
-        out.append(']');
+        put(out, istr("[", 1));
+        put(out, istr(tag));
+        put(out, istr("]", 1));
     }
     putThreadName(out, info);
-    out.append(shortFunc(func));
-    out.append("() ", 3);
-    out.append(istr(text));
-    out.append('\n');
+    put(out, shortFunc(func));
+    put(out, istr("() ", 3));
+}
+
+template <class Out>
+void putDebugHead(Out& out, logger& log, char const* func, char const* tag) {
+    ThreadInfo const& info = SimpleThread::current();
+    putPrefix(out, info, log);
+    put(out, istr("[", 1));
+    put(out, istr(tag));
+    put(out, istr("]", 1));
+    putThreadName(out, info);
+    put(out, istr("[", 1));
+    put(out, istr(func));
+    put(out, istr("] ", 2));
+}
+
+}  // namespace
+
+void writeInfoLog(logger& log, char const*, unsigned int, char const* func, char const* text,
+                  char const* tag) {
+    Line line;
+    putInfoHead(line.text(), log, func, tag);
+    line.text().append(istr(text));
+    line.text().append('\n');
     log.log(line.view());
 }
 
 void writeDebugLog(logger& log, char const*, unsigned int, char const* func, char const* text,
                    char const* tag) {
-    ThreadInfo const& info = SimpleThread::current();
     Line line;
-    detail::LineBuffer& out = line.text();
-    putPrefix(out, info, log);
-    out.append('[');
-    out.append(istr(tag));
-    out.append(']');
-    putThreadName(out, info);
-    out.append('[');
-    out.append(istr(func));
-    out.append("] ", 2);
-    out.append(istr(text));
-    out.append('\n');
+    putDebugHead(line.text(), log, func, tag);
+    line.text().append(istr(text));
+    line.text().append('\n');
     log.debugLog(line.view());
 }
+
+namespace detail {
+
+struct LineWriter {
+    // Puts the prefix ahead of the text and a line end behind it.
+    static istr complete(LineStream& text, Prefix const& prefix) {
+        text.append(istr("\n", 1));
+        LineBuffer& buffer = text.slot_.buffer();
+        buffer.next(text.next_);
+        istr whole;
+        buffer.prepend(prefix, whole);
+        return whole;
+    }
+};
+
+// A zero byte ends the text, as it does for the forms that take a terminated one.
+void writeInfoLine(logger& log, char const* func, char const* tag, LineStream& text) {
+    Prefix prefix;
+    putInfoHead(prefix, log, func, tag);
+    istr const message = text.view();
+    if (prefix.valid() && std::memchr(message.data(), 0, message.size()) == nullptr)
+        log.log(LineWriter::complete(text, prefix));
+    else
+        writeInfoLog(log, nullptr, 0, func, text.c_str(), tag);
+}
+
+void writeDebugLine(logger& log, char const* func, char const* tag, LineStream& text) {
+    Prefix prefix;
+    putDebugHead(prefix, log, func, tag);
+    istr const message = text.view();
+    if (prefix.valid() && std::memchr(message.data(), 0, message.size()) == nullptr)
+        log.debugLog(LineWriter::complete(text, prefix));
+    else
+        writeDebugLog(log, nullptr, 0, func, text.c_str(), tag);
+}
+
+}  // namespace detail
 
 void writeDataLog(logger& log, char const*, unsigned int, char const*, char const* text) {
     Line line;

@@ -4,7 +4,6 @@
 
 #include "zan/log/console.h"
 #include "zan/log/logger_impl.h"
-#include "zan/util/singleton_t.h"
 
 namespace zan {
 
@@ -33,10 +32,6 @@ void drainAllAtExit() {
     console::flush();
 }
 
-LoggerFactoryImpl& factory() {
-    return *Singleton<LoggerFactoryImpl>::instance(ZAN_HERE);
-}
-
 }  // namespace
 
 namespace detail {
@@ -52,26 +47,30 @@ logger& makeLibraryLogger() {
 }  // namespace detail
 
 LoggerFactoryImpl::LoggerFactoryImpl() {
-    static int const registered = std::atexit(&drainAllAtExit);
-    static_cast<void>(registered);
+    std::atexit(&drainAllAtExit);
 }
 
-void LoggerFactoryImpl::closeAll() {
+LoggerFactoryImpl& LoggerFactoryImpl::instance() {
+    static LoggerFactoryImpl& factory = *new LoggerFactoryImpl;
+    return factory;
+}
+
+void LoggerFactoryImpl::destroy() {
     std::map<std::string, loggerImpl*> loggers;
     {
         MutexLock const guard(mutex_);
         loggers = loggers_;
     }
+    // The flush threads end while everything that they log through still stands.
     for (auto const& entry : loggers) entry.second->close();
-}
-
-LoggerFactoryImpl::~LoggerFactoryImpl() {
-    std::map<std::string, loggerImpl*> loggers;
+    detail::libraryLogger.store(nullptr, std::memory_order_release);
     {
         MutexLock const guard(mutex_);
         loggers.swap(loggers_);
+        loggers_.clear();
     }
     for (auto const& entry : loggers) entry.second->retire();
+    detail::LogCategory::generation.fetch_add(1, std::memory_order_release);
 }
 
 logger& LoggerFactoryImpl::get(std::string const& name) {
@@ -105,24 +104,19 @@ dumper& LoggerFactoryImpl::dump(dumper& d) const {
 }
 
 logger& logger_factory::instance(std::string const& name) {
-    return factory().get(name);
+    return LoggerFactoryImpl::instance().get(name);
 }
 
 void logger_factory::create() {
-    factory();
+    LoggerFactoryImpl::instance();
 }
 
 void logger_factory::destroy() {
-    // The flush threads end while everything that they log through still stands.
-    if (LoggerFactoryImpl* const loggers = Singleton<LoggerFactoryImpl>::peek())
-        loggers->closeAll();
-    detail::libraryLogger.store(nullptr, std::memory_order_release);
-    Singleton<LoggerFactoryImpl>::destroy();
-    detail::LogCategory::generation.fetch_add(1, std::memory_order_release);
+    LoggerFactoryImpl::instance().destroy();
 }
 
 dumper& operator<<(dumper& d, LOGGER_FACTORY) {
-    return factory().dump(d);
+    return LoggerFactoryImpl::instance().dump(d);
 }
 
 }  // namespace zan

@@ -128,6 +128,7 @@ private:
 // --- Life
 
 loggerImpl::loggerImpl(std::string const& id) : id_(id) {
+    setKnownId(id_);
     publishLevels();
 }
 
@@ -136,9 +137,7 @@ loggerImpl::~loggerImpl() {
 }
 
 void loggerImpl::initOnce() {
-    if (inited_) return;
-    inited_ = true;
-    load();
+    if (!inited_.exchange(true)) load();
 }
 
 void loggerImpl::retire() {
@@ -182,15 +181,16 @@ void loggerImpl::close() {
 
 void loggerImpl::start() {
     flush();
-    Handle<FlushLogThread> thread;
+    if (flushThread().get() != nullptr) return;
+    // Made ahead of the lock: a thread traces and logs from its constructor on.
+    std::string const name = id_.empty() ? "logger" : "logger." + id_;
+    Handle<FlushLogThread> const thread(trackNew(new (__FILE__, __LINE__, "zan::loggerImpl::start")
+                                                     FlushLogThread(name.c_str(), this),
+                                                 __FILE__, __LINE__, "zan::loggerImpl::start"));
     {
         MutexLock const guard(threadMutex_);
         if (thread_.get() != nullptr) return;
-        std::string const name = id_.empty() ? "logger" : "logger." + id_;
-        thread_ = trackNew(new (__FILE__, __LINE__, "zan::loggerImpl::start")
-                               FlushLogThread(name.c_str(), this),
-                           __FILE__, __LINE__, "zan::loggerImpl::start");
-        thread = thread_;
+        thread_ = thread;
         haveThread_ = true;
         threadDead_ = false;
     }
@@ -672,7 +672,7 @@ dumper& loggerImpl::dump(dumper& d) {
     field("cacheDebug", debugLines);
     field("currSizeDebug", debugSize);
     field("id_", id_);
-    field("inited_", inited_);
+    field("inited_", inited_.load());
     return d;
 }
 

@@ -4,7 +4,6 @@
 
 #include "zan/mt/thread.h"
 #include "zan/platform/thread.h"
-#include "zan/util/singleton_t.h"
 
 namespace zan {
 
@@ -36,12 +35,12 @@ CallStack& currentCallStack() {
 }  // namespace detail
 
 tracer*& tracer::instance() {
-    return Singleton<tracer>::instance(ZAN_HERE);
+    static tracer* only = new tracer;  // has no state of its own, so it may stay for ever
+    return only;
 }
 
 void tracer::destroy() {
     if (CallStack* const calls = detail::threadCallStack) *calls = CallStack();
-    Singleton<tracer>::destroy();
 }
 
 void tracer::destroy_current_stack() {

@@ -157,7 +157,7 @@ private:
     Flag mlcOn_{false};
     Handle<FlushLogThread> thread_;
     std::string const id_;
-    bool inited_ = false;  // the factory's lock
+    Flag inited_{false};
 
     Flag named_{false};       // the main record has a file name
     Flag threadDead_{false};  // the flush thread ended at its birth
@@ -165,18 +165,20 @@ private:
     Flag haveThread_{false};
 };
 
-// The singleton behind logger_factory.
+// What stands behind logger_factory. It lives as long as the process, since threads may log while,
+// and after, the library goes down.
 class LoggerFactoryImpl {
 public:
-    LoggerFactoryImpl();
-    // Retires all loggers.
-    ~LoggerFactoryImpl();
+    static LoggerFactoryImpl& instance();
 
     logger& get(std::string const& name);
-    void closeAll();
+    // Takes all loggers out of service; they come back with the next get() of their name.
+    void destroy();
     dumper& dump(dumper& d) const;
 
 private:
+    LoggerFactoryImpl();
+
     mutable Mutex mutex_;
     std::map<std::string, loggerImpl*> loggers_;
 };

@@ -10,7 +10,6 @@
 #include "zan/mt/thread_record.h"
 #include "zan/mt/threadexception.h"
 #include "zan/platform/thread.h"
-#include "zan/util/singleton_t.h"
 
 // Reports and throws one of the exceptions that carry no text of their own.
 #define ZAN_THROW_THREAD(Type)                                         \
@@ -153,7 +152,16 @@ String threadText(unsigned int pid, ThreadId id, bool simple) {
 void ThreadInfo::updateDateTime() {
     Time const now = Time::now();
     if (now == currDateTime_) return;
+    __int64 const before = currDateTime_.toSeconds();
     currDateTime_ = now;
+    __int64 const second = now.toSeconds();
+    if (second == before && sCurrDateTime_.size() == detail::DATE_TEXT_SIZE && second > 0) {
+        // Within one second only the last three digits change.
+        unsigned int ms = static_cast<unsigned int>(now.toMicroSeconds() - second * 1000000) / 1000;
+        for (unsigned long i = detail::DATE_TEXT_SIZE; i-- > detail::DATE_TEXT_SIZE - 3; ms /= 10)
+            sCurrDateTime_[i] = static_cast<char>('0' + ms % 10);
+        return;
+    }
     char text[detail::DATE_TEXT_SIZE];
     if (detail::dateText(now, text))
         sCurrDateTime_.assign(text, sizeof(text));
@@ -189,7 +197,7 @@ std::atomic<unsigned int> g_generation{1};
 void freeRecord(void*) {
     ThreadRecord* const record = t_record;
     if (record == nullptr) return;
-    if (ThreadFactory* const factory = Singleton<ThreadFactory>::peek()) factory->unlist(*record);
+    ThreadFactory::instance().unlist(*record);
     t_record = nullptr;
     delete record;
 }
@@ -211,13 +219,15 @@ void ThreadRecord::name() {
 }
 
 ThreadFactory& ThreadFactory::instance() {
-    return *Singleton<ThreadFactory>::instance(ZAN_HERE);
+    static ThreadFactory& factory = *new ThreadFactory;  // threads may end after everything else
+    return factory;
 }
 
 void ThreadFactory::destroy() {
     // The records belong to their threads: they stay, and come back into the next table.
     g_generation.fetch_add(1, std::memory_order_acq_rel);
-    Singleton<ThreadFactory>::destroy();
+    MutexLock const guard(instance().mutex_);
+    instance().records_.clear();
 }
 
 ThreadInfo const& ThreadFactory::current() {
@@ -235,7 +245,7 @@ ThreadInfo const& ThreadFactory::current() {
 
 void ThreadFactory::bind(SimpleThread* thread) {
     ThreadRecord& record = ThreadRecord::current();
-    if (ThreadFactory* const factory = Singleton<ThreadFactory>::peek()) factory->unlist(record);
+    instance().unlist(record);
     record.info.thread_ = thread;
     record.listedIn = 0;  // named and listed anew at the next use
 }

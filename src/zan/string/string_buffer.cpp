@@ -23,7 +23,7 @@ void StringBuffer::free(unsigned char* p) {
 }
 
 bool StringBuffer::growTo(unsigned long capacity) {
-    if (capacity == npos) return false;  // no room for the terminator in the count
+    if (capacity > npos / 8) return false;  // no machine has that much, nor its allocator's count
     unsigned char* const block = alloc(capacity);
     if (block == nullptr) return false;
     MemCopyZ(block, data_, put_size_);
@@ -37,7 +37,7 @@ bool StringBuffer::needMore(unsigned long n) {
     if (n > npos - put_size_) return false;
     unsigned long const need = put_size_ + n;
     if (need <= max_size_) return true;
-    unsigned long const twice = max_size_ > npos / 2 - 2 ? npos : 2 * max_size_ + 2;
+    unsigned long const twice = 2 * max_size_ + 2;
     return growTo(need > twice ? need : twice);
 }
 

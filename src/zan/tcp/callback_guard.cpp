@@ -7,13 +7,9 @@
 
 namespace zan::tcp {
 
-namespace {
-
-template <class F>
-bool guarded(F call) {
+void reportCallbackException() noexcept {
     try {
-        call();
-        return true;
+        throw;
     } catch (Exception const& e) {
         std::ostringstream os;
         std::operator<<(os, e);
@@ -23,17 +19,6 @@ bool guarded(F call) {
     } catch (...) {
         ZAN_ERROR(detail::zanLogger(), "the callback threw an exception of unknown type");
     }
-    return false;
-}
-
-}  // namespace
-
-bool callOnRecv(TcpCallback* callback, TcpAddr const& peer, istr const& data) {
-    return callback == nullptr || guarded([&] { callback->onRecv(peer, data); });
-}
-
-bool callOnClose(TcpCallback* callback, TcpAddr const& peer) {
-    return callback == nullptr || guarded([&] { callback->onClose(peer); });
 }
 
 }  // namespace zan::tcp

@@ -21,8 +21,7 @@ void Connection::opened(TcpAddr const& peer) {
     // Programs that this one starts must not keep its connections open.
     ACE_OS::fcntl(stream_.get_handle(), F_SETFD, FD_CLOEXEC);
     peer_ = peer;
-    std::lock_guard<std::mutex> const guard(mutex_);
-    open_ = true;
+    state_.fetch_and(~NOT_OPEN);
 }
 
 void Connection::setOptions(int bufferSize) {
@@ -42,6 +41,32 @@ void Connection::setOptions(int bufferSize) {
 bool Connection::recv(istr& data) {
     if (taken_ != 0) buffer_.drop(taken_);
     taken_ = 0;
+    // The usual case in few steps, and without a line for each of them.
+    while (__builtin_expect(!ended() && !TRACE.on(), 1)) {
+        unsigned long const available = buffer_.available();
+        unsigned long need = FrameBuffer::HEADER_SIZE;
+        if (available >= FrameBuffer::HEADER_SIZE) {
+            unsigned long const size = buffer_.announced();
+            if (__builtin_expect(size > maxFrameSize_, 0)) break;
+            need += size;
+            if (available >= need) {
+                taken_ = need;
+                data = istr(buffer_.data() + FrameBuffer::HEADER_SIZE, size);
+                return true;
+            }
+        }
+        ostr room = buffer_.quickRoom(need);
+        if (__builtin_expect(room.empty() || isLarge() != quietTimer_, 0)) break;
+        ssize_t const n = ACE_OS::recv(stream_.get_handle(), room.buffer(), room.max_size(), 0);
+        if (__builtin_expect(n > 0, 1))
+            buffer_.arrived(static_cast<unsigned long>(n));
+        else if (!arrived(n, errno, need, available < FrameBuffer::HEADER_SIZE ? "len" : "data"))
+            return false;
+    }
+    return recvSlowly(data);
+}
+
+bool Connection::recvSlowly(istr& data) {
     if (ended()) {
         ZAN_TCP_ERROR(SystemError{ENOTCONN} << "get_remote_addr");
         return false;
@@ -66,35 +91,46 @@ bool Connection::fill(unsigned long need, char const* name) {
     unsigned long const part =
         need == FrameBuffer::HEADER_SIZE ? need : need - FrameBuffer::HEADER_SIZE;
     ZAN_TCP_LINE(TRACE, '(' << name << ") recving " << part << " bytes");
-    while (buffer_.available() < need) {
-        ostr room = buffer_.room(need);
-        if (room.empty()) {
-            ZAN_TCP_ERROR(SystemError{ENOMEM} << '(' << name << ") frame of "
-                                              << need - FrameBuffer::HEADER_SIZE << " bytes "
-                                              << peer_);
-            return false;
-        }
-        bool const large = buffer_.capacity() > FrameBuffer::QUIET_SIZE;
-        if (large != quietTimer_) trimWhenQuiet(large);
-        ssize_t const n =
-            receive(stream_.get_handle(), room.buffer(), room.max_size(), quietTimer_);
-        if (n > 0) {
-            buffer_.arrived(static_cast<unsigned long>(n));
-            // A peer that goes on sending must not hold up the end.
-            if (!ended() || buffer_.available() >= need) continue;
-        } else if (n < 0 && errno == EWOULDBLOCK && quietTimer_) {
-            buffer_.trim();
-            continue;
-        } else if (n < 0) {
-            int const error = errno;
-            ZAN_TCP_ERROR(SystemError{error} << '(' << name << ") recv_n() " << peer_);
-            return false;
-        }
-        ZAN_TCP_LINE(INFO, '(' << name << ") reached end of client connection " << peer_);
-        return false;
-    }
+    while (buffer_.available() < need)
+        if (!readMore(need, name)) return false;
     ZAN_TCP_LINE(TRACE, '(' << name << ") recv ok " << part << " bytes");
     return true;
+}
+
+// Reads once.
+bool Connection::readMore(unsigned long need, char const* name) {
+    ostr room = buffer_.room(need);
+    if (room.empty()) {
+        ZAN_TCP_ERROR(SystemError{ENOMEM} << '(' << name << ") frame of "
+                                          << need - FrameBuffer::HEADER_SIZE << " bytes " << peer_);
+        return false;
+    }
+    if (isLarge() != quietTimer_) trimWhenQuiet(isLarge());
+    ssize_t const n = ACE_OS::recv(stream_.get_handle(), room.buffer(), room.max_size(), 0);
+    return arrived(n, errno, need, name);
+}
+
+// What a read has given. False is the end of the connection.
+bool Connection::arrived(ssize_t n, int error, unsigned long need, char const* name) {
+    if (n > 0) {
+        buffer_.arrived(static_cast<unsigned long>(n));
+        // A peer that goes on sending must not hold up the end.
+        if (!ended() || buffer_.available() >= need) return true;
+    }
+    if (n < 0 && error == EINTR) return true;
+    if (n < 0 && error == EWOULDBLOCK) {
+        // Silence, or a socket that somebody has made non-blocking.
+        if (quietTimer_)
+            buffer_.trim();
+        else
+            waitReadable(stream_.get_handle());
+        return true;
+    }
+    if (n < 0)
+        ZAN_TCP_ERROR(SystemError{error} << '(' << name << ") recv_n() " << peer_);
+    else
+        ZAN_TCP_LINE(INFO, '(' << name << ") reached end of client connection " << peer_);
+    return false;
 }
 
 // A read then also returns when the peer has been silent for a while.
@@ -107,13 +143,26 @@ void Connection::trimWhenQuiet(bool on) {
 // --- Sending
 
 bool Connection::send(istr const& data, int timeout) {
+    unsigned free = 0;
+    if (__builtin_expect(TRACE.on() || data.size() > TcpChannel::MAX_FRAME_SIZE ||
+                             !state_.compare_exchange_strong(free, SENDING),
+                         0))
+        return sendSlowly(data, timeout);
+    Deadline deadline(timeout);
+    Sent const sent = sendFrame(stream_.get_handle(), data, deadline);
+    if (__builtin_expect(sent != Sent::Whole, 0)) return finishSend(data, sent);
+    giveTurn();
+    return true;
+}
+
+bool Connection::sendSlowly(istr const& data, int timeout) {
     ZAN_TCP_LINE(TRACE, "sending " << data.size() << " bytes");
     if (data.size() > TcpChannel::MAX_FRAME_SIZE) {
         ZAN_TCP_ERROR(SystemError{EMSGSIZE} << "send_n failed " << peer_);
         return false;
     }
     Deadline deadline(timeout);
-    Turn const turn = takeTurn(deadline);
+    Turn const turn = waitForTurn(deadline);
     if (turn == Turn::Closed) {
         ZAN_TCP_ERROR(SystemError{ENOTCONN} << "get_remote_addr");
         return false;
@@ -123,65 +172,65 @@ bool Connection::send(istr const& data, int timeout) {
                                                                            << peer_);
         return false;
     }
-    Sent const sent = sendFrame(stream_.get_handle(), data, deadline);
+    return finishSend(data, sendFrame(stream_.get_handle(), data, deadline));
+}
+
+// Gives the turn back, with errno as the send has left it.
+bool Connection::finishSend(istr const& data, Sent sent) {
     int const error = errno;
     // Before others get their turn: what they send would be taken for the rest of this frame.
     if (sent == Sent::Part) end();
     giveTurn();
-    if (sent != Sent::Whole) {
-        ZAN_TCP_ERROR(SystemError{error} << "send_n failed " << peer_);
-        if (sent == Sent::Part)
-            ZAN_TCP_LINE(INFO, "part of a frame was sent, closing connection " << peer_);
-        return false;
+    if (sent == Sent::Whole) {
+        ZAN_TCP_LINE(TRACE, "send ok " << data.size() + FrameBuffer::HEADER_SIZE << " bytes");
+        return true;
     }
-    ZAN_TCP_LINE(TRACE, "send ok " << data.size() + FrameBuffer::HEADER_SIZE << " bytes");
-    return true;
+    ZAN_TCP_ERROR(SystemError{error} << "send_n failed " << peer_);
+    if (sent == Sent::Part)
+        ZAN_TCP_LINE(INFO, "part of a frame was sent, closing connection " << peer_);
+    return false;
 }
 
-Connection::Turn Connection::takeTurn(Deadline& deadline) {
+Connection::Turn Connection::waitForTurn(Deadline& deadline) {
     std::unique_lock<std::mutex> lock(mutex_);
-    while (open_ && !ended() && sending_) {
-        if (deadline.atOnce()) return Turn::Busy;
-        bool timedOut = false;
-        ++waiting_;
+    bool timedOut = false;
+    for (;;) {
+        unsigned state = state_.load();
+        if ((state & (ENDED | NOT_OPEN)) != 0) return Turn::Closed;
+        if ((state & SENDING) == 0) {
+            if (state_.compare_exchange_strong(state, state | SENDING)) return Turn::Mine;
+            continue;
+        }
+        if (timedOut || deadline.atOnce()) return Turn::Busy;
+        // Sets the bit only while the sender is there to see it.
+        if ((state & WAITING) == 0 && !state_.compare_exchange_strong(state, state | WAITING))
+            continue;
         if (deadline.never())
-            turn_.wait(lock);
+            changed_.wait(lock);
         else
-            timedOut = turn_.wait_until(lock, deadline.end()) == std::cv_status::timeout;
-        --waiting_;
-        if (timedOut && open_ && !ended() && sending_) return Turn::Busy;
+            timedOut = changed_.wait_until(lock, deadline.end()) == std::cv_status::timeout;
     }
-    if (!open_ || ended()) return Turn::Closed;
-    sending_ = true;
-    return Turn::Mine;
 }
 
-void Connection::giveTurn() {
-    std::unique_lock<std::mutex> lock(mutex_);
-    sending_ = false;
-    bool const wanted = waiting_ != 0;
-    // Under the lock: behind it this object may be gone, once close() has seen the sender leave.
-    if (wanted) turn_.notify_all();
+void Connection::handOverTurn() {
+    std::lock_guard<std::mutex> const guard(mutex_);
+    state_.fetch_and(~(SENDING | WAITING));
+    changed_.notify_all();
 }
 
 // --- The end
 
 void Connection::end() {
     std::lock_guard<std::mutex> const guard(mutex_);
-    ended_.store(true, std::memory_order_release);
-    if (open_) platform::shutdownSocket(stream_.get_handle());
-    if (waiting_ != 0) turn_.notify_all();
+    if ((state_.fetch_or(ENDED) & NOT_OPEN) == 0) platform::shutdownSocket(stream_.get_handle());
+    changed_.notify_all();
 }
 
 void Connection::close() {
     end();
     std::unique_lock<std::mutex> lock(mutex_);
-    while (sending_) {
-        ++waiting_;
-        turn_.wait(lock);
-        --waiting_;
-    }
-    open_ = false;
+    changed_.wait(lock, [this] { return (state_.load() & SENDING) == 0; });
+    state_.fetch_or(NOT_OPEN);
     stream_.close();
 }
 

@@ -44,16 +44,32 @@ public:
 
     // Ends both directions: whoever reads or writes here comes back at once. The peer sees the end.
     void end();
-    bool ended() const { return ended_.load(std::memory_order_acquire); }
+    bool ended() const { return (state_.load(std::memory_order_acquire) & ENDED) != 0; }
     // end(), waits for senders to leave, and frees the descriptor. May be repeated.
     void close();
 
 private:
     enum class Turn { Mine, Closed, Busy };
-    Turn takeTurn(Deadline& deadline);
-    void giveTurn();
+    // Bits of state_.
+    enum : unsigned { SENDING = 1, WAITING = 2, ENDED = 4, NOT_OPEN = 8 };
+
+    // The logging and the rarer cases stand apart, so that the few lines of code that each frame
+    // takes stay together in the processor's cache.
+    [[gnu::noinline, gnu::cold]] bool recvSlowly(istr& data);
+    [[gnu::noinline, gnu::cold]] bool sendSlowly(istr const& data, int timeout);
+    [[gnu::noinline, gnu::cold]] bool finishSend(istr const& data, Sent sent);
     bool fill(unsigned long need, char const* name);
+    bool readMore(unsigned long need, char const* name);
+    bool arrived(ssize_t n, int error, unsigned long need, char const* name);
+    bool isLarge() const { return buffer_.capacity() > FrameBuffer::QUIET_SIZE; }
     void trimWhenQuiet(bool on);
+
+    void giveTurn() {
+        unsigned alone = SENDING;
+        if (__builtin_expect(!state_.compare_exchange_strong(alone, 0), 0)) handOverTurn();
+    }
+    Turn waitForTurn(Deadline& deadline);
+    void handOverTurn();
 
     ACE_SOCK_Stream stream_;
     TcpAddr peer_;
@@ -64,12 +80,11 @@ private:
     unsigned long taken_ = 0;  // of the buffer's front, by the message that was given out last
     bool quietTimer_ = false;  // SO_RCVTIMEO is set
 
-    std::atomic<bool> ended_{false};
-    std::mutex mutex_;  // guards what follows; never held during a call that blocks
-    std::condition_variable turn_;
-    bool open_ = false;
-    bool sending_ = false;
-    unsigned int waiting_ = 0;
+    // A sender with nobody beside it takes and gives its turn by one exchange each. Whoever waits
+    // for SENDING to go sets WAITING, or finds ENDED, under the lock: the sender then comes there.
+    std::atomic<unsigned> state_{NOT_OPEN};
+    std::mutex mutex_;
+    std::condition_variable changed_;
 };
 
 }  // namespace zan::tcp

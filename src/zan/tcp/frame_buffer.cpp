@@ -16,12 +16,6 @@ FrameBuffer::~FrameBuffer() {
     std::free(buffer_);
 }
 
-unsigned long FrameBuffer::announced() const {
-    auto const* const p = reinterpret_cast<unsigned char const*>(data());
-    return static_cast<unsigned long>(p[0]) << 24 | static_cast<unsigned long>(p[1]) << 16 |
-           static_cast<unsigned long>(p[2]) << 8 | p[3];
-}
-
 ostr FrameBuffer::room(unsigned long need) {
     if (begin_ == end_) {
         begin_ = end_ = 0;
@@ -38,10 +32,8 @@ ostr FrameBuffer::room(unsigned long need) {
     return ostr(buffer_ + end_, capacity_ - end_);
 }
 
-void FrameBuffer::drop(unsigned long n) {
-    begin_ += n;
-    if (capacity_ <= QUIET_SIZE) return;
-    if (n > largest_) largest_ = n;
+void FrameBuffer::watch(unsigned long dropped) {
+    if (dropped > largest_) largest_ = dropped;
     if (++frames_ < SMALL_FRAMES) return;
     if (largest_ < capacity_ / 4) trim();
     frames_ = 0;

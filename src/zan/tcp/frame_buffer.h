@@ -13,15 +13,15 @@ namespace zan::tcp {
 //         buffer.arrived(read(room.buffer(), room.max_size()));
 //     }
 //
-// Memory: doubles when it is full, so it never exceeds twice the bytes that have arrived and not
-//   been handed out, or FIRST_SIZE. What a burst of large frames has made large becomes small again
-//   by itself, as far as frames go on to be taken; trim() is for a connection that falls silent.
+// Memory: FIRST_SIZE, and doubles when it is full, so it never exceeds twice the bytes that were
+//   there at once. What large frames have made large becomes small again by itself, as far as small
+//   frames follow; trim() is for a connection that falls silent.
 // Errors: refused memory shows as an empty room; nothing throws.
 class FrameBuffer : noncopyable {
 public:
-    static constexpr unsigned long FIRST_SIZE = 16 * 1024;
+    static constexpr unsigned long FIRST_SIZE = 4 * 1024;
     // A silent connection keeps no more than this.
-    static constexpr unsigned long QUIET_SIZE = 2 * FIRST_SIZE;
+    static constexpr unsigned long QUIET_SIZE = 4 * FIRST_SIZE;
     static constexpr unsigned long HEADER_SIZE = 4;
 
     FrameBuffer() = default;
@@ -32,18 +32,32 @@ public:
     unsigned long capacity() const { return capacity_; }
     char const* data() const { return buffer_ + begin_; }
     // The size that the frame at the front announces. REQUIRES: available() >= HEADER_SIZE.
-    unsigned long announced() const;
+    unsigned long announced() const {
+        auto const* const p = reinterpret_cast<unsigned char const*>(data());
+        return static_cast<unsigned long>(p[0]) << 24 | static_cast<unsigned long>(p[1]) << 16 |
+               static_cast<unsigned long>(p[2]) << 8 | p[3];
+    }
 
     // Where the next bytes go, on the way to `need` at the front: empty if memory is refused. Moves
     // what data() gives. REQUIRES: available() < need.
     ostr room(unsigned long need);
     void arrived(unsigned long n) { end_ += n; }
     // Removes bytes at the front, usually a frame. REQUIRES: n <= available().
-    void drop(unsigned long n);
+    void drop(unsigned long n) {
+        begin_ += n;
+        if (__builtin_expect(capacity_ > QUIET_SIZE, 0)) watch(n);
+    }
+    // The same as room() where nothing has to be moved or allocated; else an empty room.
+    ostr quickRoom(unsigned long need) {
+        if (begin_ == end_) begin_ = end_ = 0;
+        if (__builtin_expect(need > capacity_ - begin_, 0)) return ostr();
+        return ostr(buffer_ + end_, capacity_ - end_);
+    }
     // Gives back what the bytes at hand do not need.
     void trim();
 
 private:
+    void watch(unsigned long dropped);
     bool resize(unsigned long capacity);
 
     char* buffer_ = nullptr;

@@ -41,9 +41,7 @@ enum class Sent {
 // REQUIRES: data.size() <= TcpChannel::MAX_FRAME_SIZE.
 Sent sendFrame(ACE_HANDLE handle, istr const& data, Deadline& deadline);
 
-// One read, through interruptions. As recv: 0 is the end of the stream, -1 an error in errno.
-// On a non-blocking socket it waits; EWOULDBLOCK then says that SO_RCVTIMEO has passed, if
-// `timed`.
-ssize_t receive(ACE_HANDLE handle, void* buffer, unsigned long size, bool timed);
+// Until the socket can be read, or reading reports its end or error at once.
+void waitReadable(ACE_HANDLE handle);
 
 }  // namespace zan::tcp

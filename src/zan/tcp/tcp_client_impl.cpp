@@ -4,7 +4,6 @@
 
 #include <cerrno>
 
-#include "zan/log/log_tracer.h"
 #include "zan/tcp/callback_guard.h"
 #include "zan/tcp/tcp_log.h"
 
@@ -71,7 +70,6 @@ bool TcpClientImpl::onLoop() {
 }
 
 bool TcpClientImpl::recv() {
-    ZAN_TRACE_FRAME(detail::zanLogger());
     istr data;
     return connection_.recv(data) && tcp::callOnRecv(callback_.get(), connection_.peer(), data);
 }

@@ -23,11 +23,11 @@ inline std::ostream& operator<<(std::ostream& os, SystemError e) {
 }  // namespace zan::tcp
 
 // A line of one of the categories above, which begins with its source place.
-#define ZAN_TCP_LINE(category, msg)                                                             \
-    do {                                                                                        \
-        if (__builtin_expect((category).on(), 0))                                               \
-            ZAN_DETAIL_LINE(writeInfoLog, detail::zanLogger(), Current(ZAN_HERE) << ' ' << msg, \
-                            (category).name());                                                 \
+#define ZAN_TCP_LINE(category, msg)                                                              \
+    do {                                                                                         \
+        if (__builtin_expect((category).on(), 0))                                                \
+            ZAN_DETAIL_LINE(writeInfoLine, detail::zanLogger(), Current(ZAN_HERE) << ' ' << msg, \
+                            (category).name());                                                  \
     } while (false)
 
-#define ZAN_TCP_ERROR(msg) ZAN_DETAIL_LINE(writeInfoLog, detail::zanLogger(), msg, "<TCP.ERROR>")
+#define ZAN_TCP_ERROR(msg) ZAN_DETAIL_LINE(writeInfoLine, detail::zanLogger(), msg, "<TCP.ERROR>")

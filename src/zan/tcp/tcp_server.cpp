@@ -40,12 +40,9 @@ public:
         // An answer from the callback needs no look-up.
         TcpServerImpl* const own = TcpServerImpl::current();
         if (own != nullptr && own->acceptor() == identity_.load(std::memory_order_acquire) &&
-            own->peer() == peer)
+            (&own->peer() == &peer || own->peer() == peer))
             return own->send(data, timeout);
-        Handle<TcpAcceptor> const acceptor = get();
-        if (acceptor) return acceptor->send(peer, data, timeout);
-        ZAN_TCP_LINE(INFO, "null tcp acceptor impl");
-        return false;
+        return find(peer, data, timeout);
     }
 
     unsigned short localPort() const {
@@ -54,6 +51,12 @@ public:
     }
 
 private:
+    [[gnu::noinline]] bool find(TcpAddr const& peer, istr const& data, int timeout) {
+        Handle<TcpAcceptor> const acceptor = get();
+        if (acceptor) return acceptor->send(peer, data, timeout);
+        ZAN_TCP_LINE(INFO, "null tcp acceptor impl");
+        return false;
+    }
     Handle<TcpAcceptor> get() const {
         MutexLock const guard(mutex_);
         return acceptor_;

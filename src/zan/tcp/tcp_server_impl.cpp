@@ -9,11 +9,7 @@
 
 namespace zan {
 
-namespace {
-
-__thread TcpServerImpl* t_current __attribute__((tls_model("initial-exec"))) = nullptr;
-
-}  // namespace
+__thread TcpServerImpl* TcpServerImpl::current_ = nullptr;
 
 TcpServerImpl::TcpServerImpl(TcpAcceptor* owner, char const* name,
                              Handle<TcpCallback> const& callback, ACE_HANDLE handle,
@@ -30,12 +26,8 @@ TcpServerImpl::TcpServerImpl(TcpAcceptor* owner, char const* name,
 
 TcpServerImpl::~TcpServerImpl() = default;
 
-TcpServerImpl* TcpServerImpl::current() {
-    return t_current;
-}
-
 bool TcpServerImpl::onBirth() {
-    t_current = this;
+    current_ = this;
     if (open()) {
         announce_ = true;
         return true;
@@ -64,39 +56,39 @@ bool TcpServerImpl::open() {
 }
 
 bool TcpServerImpl::onLoop() {
-    for (int i = 0; i < tcp::Connection::MESSAGES_IN_A_ROW && living(); ++i)
-        if (!step()) return false;
+    TcpAcceptor const& owner = *owner_;
+    for (int i = 0; i < tcp::Connection::MESSAGES_IN_A_ROW && living(); ++i) {
+        if (__builtin_expect(
+                !owner.living() || stream().get_handle() == ACE_INVALID_HANDLE || !recv(), 0))
+            return endLoop();
+    }
     return true;
 }
 
-bool TcpServerImpl::step() {
-    if (!owner_->living()) {
-        announceClose();
-        close();
-        ZAN_TCP_LINE(tcp::INFO, "break loop: !owner_->living()");
-        return false;
-    }
+inline bool TcpServerImpl::recv() {
+    istr data;
+    return connection_.recv(data) && tcp::callOnRecv(callback_.get(), peer(), data);
+}
+
+// False, with the reason in the log.
+bool TcpServerImpl::endLoop() {
     if (stream().get_handle() == ACE_INVALID_HANDLE) {
         ZAN_TCP_LINE(tcp::INFO, "break loop: new_stream_.get_handle() == ACE_INVALID_HANDLE");
         return false;
     }
-    if (recv()) return true;
     announceClose();
     close();
-    ZAN_TCP_LINE(tcp::INFO, "break loop: !recv()");
+    if (owner_->living())
+        ZAN_TCP_LINE(tcp::INFO, "break loop: !recv()");
+    else
+        ZAN_TCP_LINE(tcp::INFO, "break loop: !owner_->living()");
     return false;
-}
-
-bool TcpServerImpl::recv() {
-    ZAN_TRACE_FRAME(detail::zanLogger());
-    istr data;
-    return connection_.recv(data) && tcp::callOnRecv(callback_.get(), peer(), data);
 }
 
 // A stop between two messages ends the loop without a read that fails.
 void TcpServerImpl::onDeath() {
     announceClose();
-    t_current = nullptr;
+    current_ = nullptr;
 }
 
 void TcpServerImpl::announceClose() {

@@ -20,7 +20,7 @@ public:
     ~TcpServerImpl() override;
 
     // The connection that the calling thread runs, or null.
-    static TcpServerImpl* current();
+    static TcpServerImpl* current() { return current_; }
 
     ACE_SOCK_Stream& stream() override { return connection_.stream(); }
     ACE_HANDLE handle() const { return handle_; }
@@ -37,9 +37,11 @@ protected:
     void onStop() override;
 
 private:
+    static __thread TcpServerImpl* current_ __attribute__((tls_model("initial-exec")));
+
     bool open();
-    bool step();
     bool recv();
+    [[gnu::noinline, gnu::cold]] bool endLoop();
     void announceClose();
     void close();
 
