@@ -19,6 +19,8 @@ struct ZAN_EXPORT Version {
 
     unsigned long version() const { return version_; }
     unsigned long patch() const { return patch_; }
+    // Fills or writes the children "version" and "patch".
+    void codec(pml::stream& s);
 
 private:
     unsigned int version_ = 0;

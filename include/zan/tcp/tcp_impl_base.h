@@ -13,6 +13,10 @@
 
 namespace zan {
 
+namespace pml {
+class stream;
+}
+
 // An endpoint. A plain value, and a map key.
 struct ZAN_EXPORT TcpAddr {
     TcpAddr() = default;
@@ -23,6 +27,9 @@ struct ZAN_EXPORT TcpAddr {
     // Looks host names up, which may block; IPv4 is preferred. No ip at all means every local
     // address, and none with port 0, like a name that cannot be found, is ACE_INET_Addr().
     operator ACE_INET_Addr() const;
+
+    // Fills or writes the children "ip" and "port".
+    void codec(pml::stream& s);
 
     String ip;
     Ushort port;

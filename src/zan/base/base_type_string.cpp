@@ -1,5 +1,7 @@
 #include "zan/base/base_type_string.h"
 
+#include <atomic>
+
 #include "zan/base/base_type_bytes.h"
 #include "zan/base/codepage_default.h"
 #include "zan/base/mlcheck.h"
@@ -9,8 +11,22 @@ namespace zan {
 
 namespace detail {
 
+namespace {
+constexpr long UNKNOWN = -1;
+std::atomic<long> g_codepage{UNKNOWN};
+}  // namespace
+
 long configuredCodepage() {
-    return platform::CODE_PAGE_UTF8;
+    long const known = g_codepage.load(std::memory_order_relaxed);
+    return __builtin_expect(known != UNKNOWN, 1) ? known : loadConfiguredCodepage();
+}
+
+void publishCodepage(long codepage) {
+    g_codepage.store(codepage, std::memory_order_relaxed);
+}
+
+void forgetCodepage() {
+    publishCodepage(UNKNOWN);
 }
 
 }  // namespace detail

@@ -8,6 +8,7 @@
 #include <ostream>
 
 #include "zan/base/version.h"
+#include "zan/cfg/config_file.h"
 #include "zan/log/console.h"
 #include "zan/log/log_entry.h"
 #include "zan/log/log_factory.h"
@@ -77,6 +78,8 @@ void fini() {
     logBlank();
     logger_factory::destroy();
     console::destroy();
+    ConfigFile::destroy();
+    pml::ntv::Unit::destroy_null();
     ACE::fini();
 }
 

@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "zan/base/exception.h"
+#include "zan/pml/pml_stream.h"
 
 #if defined(NDEBUG) && !defined(_DEBUG)
 #define ZAN_BUILD_KIND "(release)"
@@ -40,6 +41,10 @@ char const* versionBanner() {
 
 Version::Version(unsigned long version, unsigned long patch)
     : version_(checked(version)), patch_(checked(patch)) {}
+
+void Version::codec(pml::stream& s) {
+    s& pml::field("version", version_) & pml::field("patch", patch_);
+}
 
 std::ostream& operator<<(std::ostream& os, Version const& v) {
     return os << v.version() << '.' << std::setfill('0') << std::setw(2) << v.patch()

@@ -7,11 +7,13 @@
 #include "zan/base/exception.h"
 #include "zan/base/mlcheck.h"
 #include "zan/base/version.h"
+#include "zan/cfg/config_file.h"
 #include "zan/log/console.h"
 #include "zan/log/log_entry.h"
 #include "zan/log/log_tracer.h"
 #include "zan/log/logger_impl.h"
 #include "zan/platform/native_path.h"
+#include "zan/pml/pml_stream.h"
 #include "zan/util/util_func.h"
 
 namespace zan {
@@ -259,15 +261,66 @@ void loggerImpl::changeLogfile(char const* filename) {
     detail::logPlainLine(log, "zan compiled at " __DATE__ " " __TIME__);
 }
 
-// The configuration is read by services that stand above the logger; until one is there, every
-// value keeps its default.
-void loggerImpl::load(istr const&) {
+void loggerImpl::load(istr const& configFile) {
+    ConfigFile::instance().load(configFile);
     load();
 }
 
-void loggerImpl::load() {}
+void loggerImpl::load() {
+    ConfigFile const& config = ConfigFile::instance();
+    if (config.empty()) return;
+    pml::stream section(config.mps()["log"]);
+    NameGuard const names(*this);
+    codec(section);
+}
 
-void loggerImpl::codec(pml::stream&) {}
+void loggerImpl::codec(pml::stream& s) {
+    auto const flag = [&s](char const* key, Flag& value) {
+        bool v = value;
+        s& pml::field(key, v);
+        value = v;
+    };
+    auto const limit = [&s](char const* key, Limit& value) {
+        unsigned long v = value;
+        s& pml::field(key, v);
+        value = v;
+    };
+    // An empty key keeps the name.
+    auto const name = [&s](char const* key, std::wstring& value) {
+        if (!s.isInputStream() || !s.isEmptyChild(key)) s& pml::field(key, value);
+    };
+    {
+        MutexLock const config(configMutex_);
+        flag("infoOn", infoOn_);
+        flag("debugOn", debugOn_);
+        flag("traceOn", traceOn_);
+        flag("dataLogOn", dataLogOn_);
+        flag("debugLogOn", debugLogOn_);
+        flag("traceLogOn", traceLogOn_);
+        flag("diagLogOn", diagLogOn_);
+        flag("cmdLogOn", cmdLogOn_);
+        flag("commLogOn", commLogOn_);
+        flag("hbLogOn", hbLogOn_);
+        flag("appLogOn", appLogOn_);
+        s& pml::field("appLogs", appLogs_);
+        flag("msgLogOn", msgLogOn_);
+        s& pml::field("msgLogs", msgLogs_);
+        flag("useLogfile", main_.use);
+        name("filename", main_.filename);
+        flag("useDebugLogfile", debug_.use);
+        name("filenameDebug", debug_.filename);
+        limit("maxNumofMsg", maxNumofMsg_);
+        limit("maxCacheSize", maxCacheSize_);
+        limit("waitSeconds", waitSeconds_);
+        limit("maxStringSize", maxStringSize_);
+        bool consoleOn = console::isOn();
+        bool const wasOn = consoleOn;
+        s& pml::field("consoleOn", consoleOn);
+        if (consoleOn != wasOn) console::setOn(consoleOn);
+        flag("mlcOn", mlcOn_);
+    }
+    publishLevels();
+}
 
 // --- Lines
 

@@ -5,6 +5,7 @@
 #include <ostream>
 
 #include "zan/log/log_tracer.h"
+#include "zan/pml/pml_stream.h"
 #include "zan/tcp/frame_io.h"
 #include "zan/tcp/tcp_log.h"
 
@@ -25,6 +26,10 @@ TcpAddr::TcpAddr(unsigned short portNumber, istr const& ipText) : ip(ipText), po
 TcpAddr::TcpAddr(ACE_INET_Addr const& addr) : port(addr.get_port_number()) {
     char text[128];
     if (char const* const p = addr.get_host_addr(text, sizeof text)) ip = p;
+}
+
+void TcpAddr::codec(pml::stream& s) {
+    s& pml::field("ip", ip) & pml::field("port", port);
 }
 
 TcpAddr::operator ACE_INET_Addr() const {

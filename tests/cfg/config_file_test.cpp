@@ -1,0 +1,193 @@
+#include "zan/cfg/config_file.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "support/temp_dir.h"
+#include "zan/base/exception.h"
+#include "zan/log/console.h"
+#include "zan/log/log_factory.h"
+#include "zan/log/log_logger.h"
+
+namespace {
+
+using zan::ConfigFile;
+using zan::istr;
+
+// A working directory and an environment of its own, and no configuration read yet.
+class Fresh {
+public:
+    Fresh() : before_(std::filesystem::current_path()) {
+        std::filesystem::current_path(dir_.path());
+        unsetenv("QOV_CLI_CFG_FILE");
+        forget();
+    }
+    ~Fresh() {
+        unsetenv("QOV_CLI_CFG_FILE");
+        std::filesystem::current_path(before_);
+        forget();
+        zan::console::setOn(false);
+    }
+    Fresh(Fresh const&) = delete;
+    Fresh& operator=(Fresh const&) = delete;
+
+    static void forget() {
+        zan::logger_factory::destroy();
+        ConfigFile::destroy();
+    }
+    void write(std::string const& name, std::string const& text) const {
+        std::ofstream(dir_.path() / name) << text;
+    }
+    zan_test::TempDir const& dir() const { return dir_; }
+
+private:
+    std::filesystem::path before_;
+    zan_test::TempDir dir_;
+};
+
+TEST(ConfigDefaults, HoldWithoutAFile) {
+    Fresh const fresh;
+    ConfigFile& config = ConfigFile::instance();
+    EXPECT_EQ(65001u, ConfigFile::codepage());
+    EXPECT_FALSE(config.empty());
+    EXPECT_EQ("(enable()codepage())", config.mps().toPml(false));
+    zan::dumper d(true);
+    config.dump(d);
+    EXPECT_NE(std::string::npos, d.str().find("config_='p2p_config.pml'")) << d.str();
+}
+
+TEST(ConfigKeys, AreReadFromTheFileOfTheEnvironmentFirst) {
+    Fresh const fresh;
+    fresh.write("p2p_config.pml", "cfg(codepage(1252) key(a))");
+    EXPECT_EQ(1252u, ConfigFile::codepage());
+    EXPECT_EQ("a", std::string(ConfigFile::instance().mps()["key"].getStringValue()));
+    EXPECT_EQ("\xE9", zan::String(std::wstring(L"\xE9")));
+    fresh.write("other.pml", "cfg(enable(false) codepage(1251) key(b))");
+    setenv("QOV_CLI_CFG_FILE", "other.pml", 1);
+    Fresh::forget();
+    EXPECT_FALSE(ConfigFile::instance().mps().has("key"));
+    EXPECT_EQ(1251u, ConfigFile::codepage());
+    EXPECT_EQ("\xC6", zan::String(std::wstring(L"\x416")));
+}
+
+TEST(ConfigKeys, ThatDoNotConvertLeaveWhatThereWas) {
+    Fresh const fresh;
+    fresh.write("p2p_config.pml", "cfg(codepage(abc) enable(maybe))");
+    EXPECT_EQ(65001u, ConfigFile::codepage());
+    EXPECT_TRUE(ConfigFile::instance().mps().has("codepage"));
+    fresh.write("next.pml", "cfg(codepage(1252))");
+    ConfigFile::instance().load("next.pml");
+    EXPECT_EQ("\xE9", zan::String(std::wstring(L"\xE9")));
+    fresh.write("next.pml", "cfg(enable(0))");
+    ConfigFile::instance().load();
+    EXPECT_EQ(1252u, ConfigFile::codepage());
+    EXPECT_TRUE(ConfigFile::instance().mps().unit().empty());
+}
+
+TEST(ConfigThatDoesNotParse, IsTheFirstCallersErrorOnly) {
+    Fresh const fresh;
+    fresh.write("p2p_config.pml", "cfg(\n  codepage(1252)\n  log:x)");
+    std::string message;
+    try {
+        zan::logger_factory::instance("first");
+    } catch (zan::pml::DecodeException const& e) {
+        message = e.msg();
+    }
+    EXPECT_EQ(
+        "DecodeException: not found value begin tag, token, file p2p_config.pml, line 3, "
+        "column 8",
+        message);
+    // The logger works, and so does everything that asks for the configuration.
+    zan::console::setOn(false);
+    ZAN_INFO(zan::logger_factory::instance("first"), "alive");
+    EXPECT_EQ(65001u, ConfigFile::codepage());
+    EXPECT_EQ("(enable()codepage())", ConfigFile::instance().mps().toPml(false));
+    EXPECT_THROW(ConfigFile(), zan::pml::DecodeException);
+    EXPECT_THROW(ConfigFile::instance().load(), zan::pml::DecodeException);
+    fresh.write("p2p_config.pml", "cfg(codepage(1252))");
+    ConfigFile::instance().load();
+    EXPECT_EQ(1252u, ConfigFile::codepage());
+}
+
+TEST(ConfigThatDoesNotParse, MayBeMetByAConversionOfText) {
+    Fresh const fresh;
+    fresh.write("p2p_config.pml", "cfg(a(1)a(2))");
+    EXPECT_THROW(zan::String(std::wstring(L"x")), zan::DuplicatedUnitException);
+    EXPECT_EQ("x", zan::String(std::wstring(L"x")));
+}
+
+TEST(ConfigThatDoesNotParse, MeetsManyThreadsAtOnce) {
+    Fresh const fresh;
+    fresh.write("p2p_config.pml", "cfg(a:b)");
+    std::atomic<int> errors{0};
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i)
+        threads.emplace_back([&errors, i] {
+            try {
+                if (i % 2 == 0)
+                    zan::logger_factory::instance("t" + std::to_string(i));
+                else
+                    ConfigFile::instance();
+            } catch (zan::pml::DecodeException const&) {
+                ++errors;
+            }
+        });
+    for (std::thread& t : threads) t.join();
+    EXPECT_EQ(1, errors);
+}
+
+TEST(ConfigOfLoggers, IsReadAtTheirFirstUse) {
+    Fresh const fresh;
+    fresh.write("p2p_config.pml",
+                "cfg(log(infoOn(0) debugOn(1) traceOn(true) hbLogOn(1) appLogs:map(A(1) B(0))"
+                " msgLogOn(1) msgLogs(default(1)) filename(first.log) filenameDebug()"
+                " maxNumofMsg(7) maxStringSize(5) consoleOn(0) mlcOn(1)))");
+    zan::logger& log = zan::logger_factory::instance("configured");
+    EXPECT_FALSE(log.infoOn());
+    EXPECT_TRUE(log.traceOn());
+    EXPECT_TRUE(log.hbLogOn());
+    EXPECT_FALSE(log.cmdLogOn());
+    EXPECT_TRUE(log.appLogOn("A"));
+    EXPECT_TRUE(log.appLogOff("B"));
+    EXPECT_FALSE(log.appLogOff("C"));
+    EXPECT_TRUE(log.msgLogOn("any"));
+    EXPECT_EQ("first.log", log.filename());
+    EXPECT_EQ("", log.filenameDebug());
+    EXPECT_EQ(5u, log.maxStringSize());
+    EXPECT_FALSE(log.consoleOn());
+    EXPECT_TRUE(log.mlcOn());
+    fresh.write("second.pml", "cfg(log(infoOn(1) appLogs(C(1)) filename() hbLogOn(x)))");
+    log.load("second.pml");
+    EXPECT_TRUE(log.infoOn());
+    EXPECT_TRUE(log.hbLogOn());
+    EXPECT_FALSE(log.appLogOn("A"));
+    EXPECT_TRUE(log.appLogOn("C"));
+    EXPECT_EQ("first.log", log.filename());
+    // What it writes, another one reads back.
+    zan::pml::stream out;
+    log.codec(out);
+    EXPECT_EQ(
+        "infoOn debugOn traceOn dataLogOn debugLogOn traceLogOn diagLogOn cmdLogOn commLogOn"
+        " hbLogOn appLogOn appLogs msgLogOn msgLogs useLogfile filename useDebugLogfile"
+        " filenameDebug maxNumofMsg maxCacheSize waitSeconds maxStringSize consoleOn mlcOn",
+        [&out] {
+            std::string names;
+            for (zan::pml::ntv::Unit const* u : *out.unit().listValue())
+                names += (names.empty() ? "" : " ") + u->name();
+            return names;
+        }());
+    zan::logger& other = zan::logger_factory::instance("other");
+    out.setAsInputStream();
+    other.setInfoOn(false);
+    other.codec(out);
+    EXPECT_TRUE(other.infoOn());
+    EXPECT_TRUE(other.appLogOn("C"));
+}
+
+}  // namespace
