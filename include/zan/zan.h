@@ -32,11 +32,14 @@
 #include "zan/mt/threadexception.h"
 #include "zan/mt/threadutil.h"
 
+#include "zan/util/base64.h"
 #include "zan/util/binaryinstream.h"
 #include "zan/util/binaryoutstream.h"
 #include "zan/util/binarystream.h"
 #include "zan/util/cmdline.h"
 #include "zan/util/file.h"
+#include "zan/util/hex16.h"
+#include "zan/util/md5.h"
 #include "zan/util/names.h"
 #include "zan/util/singleton_t.h"
 #include "zan/util/uow.h"
@@ -48,6 +51,7 @@
 #include "zan/log/log_factory.h"
 #include "zan/log/log_logger.h"
 #include "zan/log/log_tracer.h"
+
 
 #include "zan/nbr/lsd.h"
 #include "zan/nbr/parser.h"
