@@ -16,6 +16,7 @@
 #include "zan/base/report.h"
 #include "zan/base/source_place.h"
 #include "zan/base/startstop.h"
+#include "zan/base/system.h"
 #include "zan/base/version.h"
 
 #include "zan/string/string_buffer.h"
@@ -52,6 +53,11 @@
 #include "zan/log/log_logger.h"
 #include "zan/log/log_tracer.h"
 
+#include "zan/timer/timerblock.h"
+#include "zan/timer/timercallbackblock.h"
+#include "zan/timer/timermanager.h"
+#include "zan/timer/timerobject.h"
+#include "zan/timer/timerqueue.h"
 
 #include "zan/nbr/lsd.h"
 #include "zan/nbr/parser.h"
