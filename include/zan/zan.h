@@ -53,11 +53,13 @@
 #include "zan/log/log_logger.h"
 #include "zan/log/log_tracer.h"
 
+#include "zan/timer/timecounter.h"
 #include "zan/timer/timerblock.h"
 #include "zan/timer/timercallbackblock.h"
 #include "zan/timer/timermanager.h"
 #include "zan/timer/timerobject.h"
 #include "zan/timer/timerqueue.h"
+#include "zan/timer/timeruserthread.h"
 
 #include "zan/nbr/lsd.h"
 #include "zan/nbr/parser.h"
