@@ -1,5 +1,8 @@
 #pragma once
 
+#include <atomic>
+#include <vector>
+
 #include "zan/mt/thread.h"
 #include "zan/timer/timerqueue.h"
 
@@ -68,12 +71,14 @@ private:
     void onStop();
     bool onTimerThread() const;
     void open(unsigned long n);
+    TimerQueue* queue() const { return m_timerQueue.load(std::memory_order_acquire); }
     Handle<TimeoutThread> thread() const;
 
-    TimerQueue* m_timerQueue = nullptr;
+    std::atomic<TimerQueue*> m_timerQueue{nullptr};
     Handle<TimeoutThread> thread_;
-    // Keeps the queue from going away under a timer operation. Before the queue's monitor.
-    mutable Mutex mutex_;
+    mutable Mutex mutex_;  // guards the handle
+    // Shells of closed queues, some hundred bytes each: another thread may be in one.
+    std::vector<TimerQueue*> closed_;
 };
 
 inline std::ostream& operator<<(std::ostream& os, TimerManager const& manager) {

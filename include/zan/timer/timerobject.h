@@ -32,6 +32,7 @@ public:
     std::ostream& dump(std::ostream& os) const;
 
 private:
+    friend class TimerQueue;
     static constexpr std::uint32_t NONE = 0xFFFFFFFF;
 
     std::uint32_t serial_ = NONE;

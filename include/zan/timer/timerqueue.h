@@ -60,6 +60,10 @@ public:
     dumper& dump(dumper& d) const;
 
 private:
+    friend class TimerManager;
+    // Frees the pool, and refuses from here on what other threads still ask for.
+    void shut();
+
     // The pending expiries, the earliest in front: a heap with four children to a node. A slot has
     // one entry at most, and m_heapPos knows where, so that it is found without a search.
     struct Timeout {
@@ -97,6 +101,7 @@ private:
     Time m_maxWaitTime;
     std::vector<std::uint32_t> m_heapPos;
     Clock clock_;
+    bool shut_ = false;
     bool stopped_ = false;  // onStop() came while nobody waited
 };
 

@@ -56,6 +56,7 @@ TimerManager::TimerManager() {
 
 TimerManager::~TimerManager() {
     close();
+    for (TimerQueue* const queue : closed_) ZAN_DELETE(queue);
 }
 
 Handle<TimeoutThread> TimerManager::thread() const {
@@ -71,24 +72,22 @@ bool TimerManager::onTimerThread() const {
 }
 
 void TimerManager::open() {
-    if (m_timerQueue == nullptr) open(0);
+    if (queue() == nullptr) open(0);
 }
 
 void TimerManager::open(unsigned long n) {
-    TimerQueue* const queue = ZAN_NEW(TimerQueue(n));
-    MutexLock const guard(mutex_);
-    m_timerQueue = queue;
+    closed_.reserve(closed_.size() + 1);  // for its close()
+    m_timerQueue.store(ZAN_NEW(TimerQueue(n)), std::memory_order_release);
 }
 
 void TimerManager::close() {
     ZAN_ASSERT_TEXT_DO(!onTimerThread(), "!onTimerThread()", "return", return );
-    if (m_timerQueue == nullptr) return;
+    TimerQueue* const closing = queue();
+    if (closing == nullptr) return;
     stop();
-    MutexLock guard(mutex_);
-    TimerQueue* const queue = m_timerQueue;
-    m_timerQueue = nullptr;
-    guard.unlock();
-    ZAN_DELETE(queue);
+    m_timerQueue.store(nullptr, std::memory_order_release);
+    closing->shut();
+    closed_.push_back(closing);
 }
 
 void TimerManager::reopen(unsigned long numofTimers) {
@@ -128,24 +127,22 @@ void TimerManager::stop() {
 bool TimerManager::setTimer(TimerId& id, istr const& name, unsigned long userTimerId,
                             unsigned long intervalMs, ITimerObject* object, unsigned long times,
                             void* param) {
-    MutexLock const guard(mutex_);
-    return m_timerQueue != nullptr &&
-           m_timerQueue->setTimer(id, name, userTimerId, intervalMs, object, times, param);
+    TimerQueue* const q = queue();
+    return q != nullptr && q->setTimer(id, name, userTimerId, intervalMs, object, times, param);
 }
 
 bool TimerManager::resetTimer(TimerId id, unsigned long intervalMs, unsigned long times) {
-    MutexLock const guard(mutex_);
-    return m_timerQueue != nullptr && m_timerQueue->resetTimer(id, intervalMs, times);
+    TimerQueue* const q = queue();
+    return q != nullptr && q->resetTimer(id, intervalMs, times);
 }
 
 void TimerManager::killTimer(TimerId id) {
-    MutexLock const guard(mutex_);
-    if (m_timerQueue != nullptr) m_timerQueue->killTimer(id);
+    if (TimerQueue* const q = queue()) q->killTimer(id);
 }
 
 unsigned long TimerManager::size() const {
-    MutexLock const guard(mutex_);
-    return m_timerQueue != nullptr ? m_timerQueue->size() : 0;
+    TimerQueue const* const q = queue();
+    return q != nullptr ? q->size() : 0;
 }
 
 void TimerManager::onThreadExit(Thread* t) {
@@ -158,23 +155,23 @@ void TimerManager::onThreadExit(Thread* t) {
 // The hooks run while the thread does, so while there is a queue.
 
 bool TimerManager::onWait() {
-    return m_timerQueue != nullptr && m_timerQueue->onWait();
+    TimerQueue* const q = queue();
+    return q != nullptr && q->onWait();
 }
 
 void TimerManager::onWork() {
-    if (m_timerQueue != nullptr) m_timerQueue->onWork();
+    if (TimerQueue* const q = queue()) q->onWork();
 }
 
 void TimerManager::onStop() {
-    if (m_timerQueue != nullptr) m_timerQueue->onStop();
+    if (TimerQueue* const q = queue()) q->onStop();
 }
 
 dumper& TimerManager::dump(dumper& d) const {
-    MutexLock const guard(mutex_);
     dumper::_Entry const entry(d, "zan::TimerManager");
     d << indent << namestring("*m_timerQueue");
-    if (m_timerQueue != nullptr)
-        d << *m_timerQueue << endline;
+    if (TimerQueue const* const q = queue())
+        d << *q << endline;
     else
         d << rawstring("null") << endline;
     return d;

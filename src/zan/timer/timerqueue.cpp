@@ -4,6 +4,7 @@
 #include <set>
 
 #include "zan/log/log_factory.h"
+#include "zan/platform/clock.h"
 #include "zan/timer/callback_guard.h"
 #include "zan/timer/timer_time.h"
 
@@ -92,6 +93,17 @@ TimerQueue::TimerQueue(unsigned long n, Clock clock) : clock_(clock ? clock : &m
 
 TimerQueue::~TimerQueue() = default;
 
+void TimerQueue::shut() {
+    MonitorLock const guard(monitor_);
+    shut_ = true;
+    m_idleBeginPos = 0;
+    std::vector<TimerBlock>().swap(blocks_);
+    std::vector<unsigned long>().swap(m_idStatus);
+    std::vector<TimerId>().swap(expired_);
+    std::vector<Timeout>().swap(m_timeoutQueue);
+    std::vector<std::uint32_t>().swap(m_heapPos);
+}
+
 // --- The heap
 
 inline void TimerQueue::place(unsigned long at, Timeout const& t) {
@@ -156,7 +168,10 @@ void TimerQueue::unplan(TimerBlock const& block) {
 // The last tick; where that is long ago, because nobody drives the queue or a callback takes its
 // time, one tick ago: no timer comes earlier than that.
 Time TimerQueue::base() const {
-    Time const earliest = clock_() - m_maxWaitTime;
+    // Where nobody has given another clock, a cheap reading of it will do.
+    Time const now =
+        clock_ == &monotonic ? Time::milliSeconds(platform::coarseMilliSeconds()) : clock_();
+    Time const earliest = now - m_maxWaitTime;
     return m_currTime < earliest ? earliest : m_currTime;
 }
 
@@ -174,6 +189,7 @@ bool TimerQueue::setTimer(TimerId& id, istr const& name, unsigned long userTimer
                           unsigned long intervalMs, ITimerObject* object, unsigned long times,
                           void* param) {
     MonitorLock const guard(monitor_);
+    if (shut_) return false;
     if (m_idleBeginPos >= ZAN_TIMER_MAX_NUM() || m_idleBeginPos >= blocks_.size()) {
         ZAN_ERROR(detail::zanLogger(), "setTimer: timer queue full, no available timer");
         return false;
@@ -181,8 +197,7 @@ bool TimerQueue::setTimer(TimerId& id, istr const& name, unsigned long userTimer
     TimerBlock& block = blocks_[m_idStatus[m_idleBeginPos]];
     block.name_ = name;
     ++m_idleBeginPos;
-    block.m_nTimerID =
-        TimerId((block.m_nTimerID.serial() + 1) & 0xFFFFFFFF, block.m_nTimerID.position());
+    ++block.m_nTimerID.serial_;  // from 0xFFFFFFFF to 0 at the first use
     block.m_nUserTimerID = userTimerId;
     block.m_nInterval = detail::timerPeriod(intervalMs);
     block.m_pCallBackTimerObject = object;
@@ -197,6 +212,7 @@ bool TimerQueue::setTimer(TimerId& id, istr const& name, unsigned long userTimer
 
 bool TimerQueue::resetTimer(TimerId id, unsigned long intervalMs, unsigned long times) {
     MonitorLock const guard(monitor_);
+    if (shut_) return false;
     TimerBlock* const block = getTimer(id);
     if (block == nullptr) {
         ZAN_ERROR(detail::zanLogger(), "resetTimer: invalid timer " << id);
@@ -216,6 +232,7 @@ bool TimerQueue::resetTimer(TimerId id, unsigned long intervalMs, unsigned long 
 
 void TimerQueue::killTimer(TimerId id) {
     MonitorLock const guard(monitor_);
+    if (shut_) return;
     TimerBlock* const block = getTimer(id);
     if (block == nullptr || block->m_status == TimerBlock::IDLE) return;
     ZAN_TIMER_LINE(DEBUG, "killTimer: " << *block);

@@ -43,10 +43,14 @@ char* putPair(char* out, unsigned v) {
 char* encodeRun(char const* bytes, unsigned long n, char* out) {
     auto const* p = reinterpret_cast<unsigned char const*>(bytes);
     for (; n >= 8; n -= 6, p += 6) {
-        uint64 v = 0;
-        for (int i = 0; i < 8; ++i) v = v << 8 | p[i];  // the compiler makes it one load
-        for (int shift = 52; shift > 4; shift -= 12)
-            out = putPair(out, static_cast<unsigned>(v >> shift) & 4095);
+        uint64 const v = static_cast<uint64>(p[0]) << 56 | static_cast<uint64>(p[1]) << 48 |
+                         static_cast<uint64>(p[2]) << 40 | static_cast<uint64>(p[3]) << 32 |
+                         static_cast<uint64>(p[4]) << 24 | static_cast<uint64>(p[5]) << 16 |
+                         static_cast<uint64>(p[6]) << 8 | static_cast<uint64>(p[7]);
+        putPair(out, static_cast<unsigned>(v >> 52));
+        putPair(out + 2, static_cast<unsigned>(v >> 40 & 4095));
+        putPair(out + 4, static_cast<unsigned>(v >> 28 & 4095));
+        out = putPair(out + 6, static_cast<unsigned>(v >> 16 & 4095));
     }
     for (; n >= 3; n -= 3, p += 3) {
         unsigned const v = static_cast<unsigned>(p[0]) << 16 | static_cast<unsigned>(p[1]) << 8 |
