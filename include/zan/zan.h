@@ -38,6 +38,7 @@
 #include "zan/util/binaryoutstream.h"
 #include "zan/util/binarystream.h"
 #include "zan/util/cmdline.h"
+#include "zan/util/cmdline_queue.h"
 #include "zan/util/file.h"
 #include "zan/util/hex16.h"
 #include "zan/util/md5.h"
