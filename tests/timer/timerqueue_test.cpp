@@ -171,7 +171,7 @@ TEST_F(TimerQueueTest, CallbacksThatThrow) {
         throw 3;
     };
     onRelease_ = [](TimerId, unsigned long) { throw std::runtime_error("from a release"); };
-    for (unsigned long user : {1, 2, 3}) set(user, 100, 2);
+    for (unsigned long user : {1ul, 2ul, 3ul}) set(user, 100, 2);
     EXPECT_EQ("+1+2+3+1-1+2-2+3-3", pass(200));
     EXPECT_EQ(0u, queue_.size());
     for (char const* text : {"from a timer", "plain", "an exception of unknown type"})

@@ -12,11 +12,11 @@ TimerUserThread::TimerUserThread(ITimerObject* object, istr const& name, unsigne
       intervalMs_(intervalMs),
       times_(times),
       userTimerId_(userTimerId),
-      param_(param),
-      interval_(detail::timerPeriod(intervalMs)) {}
+      param_(param) {}
 
 bool TimerUserThread::onBirth() {
     id_ = TimerId(ThreadControl::current().id().value);
+    interval_ = detail::timerPeriod(intervalMs_);
     next_ = detail::timerExpiry(Time::now(Time::Monotonic), interval_);
     return true;
 }
