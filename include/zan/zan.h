@@ -16,6 +16,7 @@
 #include "zan/base/report.h"
 #include "zan/base/source_place.h"
 #include "zan/base/startstop.h"
+#include "zan/base/system.h"
 #include "zan/base/version.h"
 
 #include "zan/string/string_buffer.h"
@@ -32,11 +33,15 @@
 #include "zan/mt/threadexception.h"
 #include "zan/mt/threadutil.h"
 
+#include "zan/util/base64.h"
 #include "zan/util/binaryinstream.h"
 #include "zan/util/binaryoutstream.h"
 #include "zan/util/binarystream.h"
 #include "zan/util/cmdline.h"
+#include "zan/util/cmdline_queue.h"
 #include "zan/util/file.h"
+#include "zan/util/hex16.h"
+#include "zan/util/md5.h"
 #include "zan/util/names.h"
 #include "zan/util/singleton_t.h"
 #include "zan/util/uow.h"
@@ -50,6 +55,14 @@
 #include "zan/log/log_tracer.h"
 
 #include "zan/cfg/config_file.h"
+
+#include "zan/timer/timecounter.h"
+#include "zan/timer/timerblock.h"
+#include "zan/timer/timercallbackblock.h"
+#include "zan/timer/timermanager.h"
+#include "zan/timer/timerobject.h"
+#include "zan/timer/timerqueue.h"
+#include "zan/timer/timeruserthread.h"
 
 #include "zan/nbr/lsd.h"
 #include "zan/nbr/parser.h"

@@ -44,18 +44,24 @@ TEST(StartStop, TheLogOfARunToTheByte) {
     EXPECT_TRUE(System::closing());
     console::setOn(false);
     std::string const z = "DATE<T>[ZAN] ";
-    std::string const info = "DATE<T>[ZAN][INFO]SimpleThread::";
+    auto const begun = [](std::string const& name) {
+        return "DATE{T}[ZAN][INFO]{" + name + "}SimpleThread::run_i() thread begin.\n";
+    };
+    auto const stopped = [](std::string const& name) {
+        std::string const info = "DATE<T>[ZAN][INFO]SimpleThread::";
+        return info + "onStop_i() " + name + "{T} thread stopping...\n" + "DATE{T}[ZAN][INFO]{" +
+               name + "}SimpleThread::run_i() thread end.\n" + info + "stop() " + name +
+               "{T} thread stopped.\n" + info + "~SimpleThread() " + name +
+               "{T} thread finalized.\n";
+    };
     std::string const rule(77, '=');
     std::string const version =
         "zan version " + std::string(detail::versionText()) + "\n" + z + "zan compiled at STAMP\n";
     EXPECT_EQ("\n" + z + "zan initializing...\n" + z + version + "\n" + z + "zan startup...\n" + z +
                   rule + "\n" + z + "log file is " + file + "\n" + z + rule + "\n" + z + version +
-                  "DATE{T}[ZAN][INFO]{logger.ZAN}SimpleThread::run_i() thread begin.\n" +
+                  z + "num of timers = 5000\n" + begun("timer") + begun("logger.ZAN") +
                   "DATE<T>[ZAN][NOTICE]TestBody() at work\n" + z + "zan shutdown...\n" + "\n" +
-                  info + "onStop_i() logger.ZAN{T} thread stopping...\n" +
-                  "DATE{T}[ZAN][INFO]{logger.ZAN}SimpleThread::run_i() thread end.\n" + info +
-                  "stop() logger.ZAN{T} thread stopped.\n" + info +
-                  "~SimpleThread() logger.ZAN{T} thread finalized.\n" + z + "zan finalized.\n\n",
+                  stopped("timer") + stopped("logger.ZAN") + z + "zan finalized.\n\n",
               std::regex_replace(plain(contentOf(file)), std::regex(R"(\]\w+::TestBody\(\))"),
                                  "]TestBody()"));
 }

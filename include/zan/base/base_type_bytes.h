@@ -30,6 +30,8 @@ public:
     Bytes(istr const& s) { set(s.data(), s.size()); }
     // Size `n`: the start of the view, padded with `fill`.
     Bytes(istr const& s, unsigned long n, unsigned char fill);
+    // Decoded as by Base64::decode, which takes any text.
+    Bytes(base64 const& s);
     ~Bytes() { clear(); }
 
     Bytes& operator=(Bytes const& other) { return assign(other); }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "zan/base/export.h"
+#include "zan/base/system.h"
 
 namespace zan {
 
@@ -28,13 +29,6 @@ struct ZAN_EXPORT InitFini {
     InitFini(InitFini const&) = delete;
     InitFini& operator=(InitFini const&) = delete;
     ~InitFini();
-};
-
-class ZAN_EXPORT System {
-public:
-    static void close();
-    // Once true it stays true. Threads: any.
-    static bool closing();
 };
 
 }  // namespace zan

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <map>
 #include <set>
 
@@ -65,8 +66,8 @@ private:
     std::map<K, V> map_;
 };
 
-// Threads: any.
-template <class K>
+// `Less` is for keys that have an order of their own which is not meant here. Threads: any.
+template <class K, class Less = std::less<K>>
 class set : noncopyable {
 public:
     // False where the key was there already.
@@ -83,19 +84,19 @@ public:
         return set_.size();
     }
     void clear() {
-        std::set<K> old;
+        std::set<K, Less> old;
         MutexLock guard(mutex_);
         old.swap(set_);
         guard.unlock();
     }
-    std::set<K> copy() const {
+    std::set<K, Less> copy() const {
         MutexLock const guard(mutex_);
         return set_;
     }
 
     Mutex& mutex() const { return mutex_; }
-    std::set<K>& container() { return set_; }
-    std::set<K> const& container() const { return set_; }
+    std::set<K, Less>& container() { return set_; }
+    std::set<K, Less> const& container() const { return set_; }
 
     dumper& dump(dumper& d) const {
         MutexLock const guard(mutex_);
@@ -106,7 +107,7 @@ public:
 
 private:
     mutable Mutex mutex_;
-    std::set<K> set_;
+    std::set<K, Less> set_;
 };
 
 }  // namespace zan::mt

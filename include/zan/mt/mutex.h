@@ -76,7 +76,8 @@ public:
     // Sends the notifications due, then unlocks.
     void unlock() const;
     void wait() const;
-    // True when woken, false when the time ran out. The deadline is on the wall clock.
+    // True when woken, false when the time ran out. The deadline is on the monotonic clock: setting
+    // the date neither cuts a wait short nor draws it out.
     bool timedWait(Time const& t) const;
     void notify() const;
     void notifyAll() const;

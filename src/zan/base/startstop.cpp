@@ -2,7 +2,6 @@
 
 #include <ace/Init_ACE.h>
 
-#include <atomic>
 #include <cstdlib>
 #include <exception>
 #include <ostream>
@@ -14,12 +13,11 @@
 #include "zan/log/log_factory.h"
 #include "zan/log/log_tracer.h"
 #include "zan/mt/thread.h"
+#include "zan/timer/timermanager.h"
 
 namespace zan {
 
 namespace {
-
-std::atomic<bool> g_closing{false};
 
 void logBlank() {
     detail::zanLogger().log("\n");
@@ -30,14 +28,6 @@ void logMessage(istr const& text) {
 }
 
 }  // namespace
-
-void System::close() {
-    g_closing.store(true, std::memory_order_release);
-}
-
-bool System::closing() {
-    return g_closing.load(std::memory_order_acquire);
-}
 
 void init(char const*, bool, int) {
     logBlank();
@@ -50,14 +40,16 @@ void init(char const*, bool, int) {
     logger_factory::create();
     SimpleThread::current();
     tracer::instance();
+    TimerManager::instance();
 }
 
-void startup(char const* logFile, bool consoleOn, int) {
+void startup(char const* logFile, bool consoleOn, int maxTimers) {
     logBlank();
     logMessage("zan startup...");
     logger& log = detail::zanLogger();
     log.setConsoleOn(consoleOn);
     log.open(logFile);
+    TimerManager::instance()->reopen(static_cast<unsigned long>(maxTimers));
     log.start();
     console::open();
 }
@@ -66,12 +58,14 @@ void shutdown() {
     logMessage("zan shutdown...");
     logBlank();
     System::close();
+    TimerManager::instance()->close();
     detail::zanLogger().stop();
     console::close();
 }
 
 void fini() {
     shutdown();
+    TimerManager::destroy();
     tracer::destroy();
     SimpleThread::destroyThreadFactory();
     logMessage("zan finalized.");

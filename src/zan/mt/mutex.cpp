@@ -1,5 +1,7 @@
 #include "zan/mt/mutex.h"
 
+#include <ace/Condition_Attributes.h>
+#include <ace/Monotonic_Time_Policy.h>
 #include <ace/OS_NS_Thread.h>
 #include <ace/Time_Value.h>
 
@@ -28,7 +30,8 @@ ACE_mutexattr_t* recursive() {
 
 Mutex::Mutex() : mutex_(nullptr, recursive()) {}
 
-Monitor::Monitor() : condition_(mutex_.impl()) {}
+Monitor::Monitor()
+    : condition_(mutex_.impl(), ACE_Condition_Attributes_T<ACE_Monotonic_Time_Policy>()) {}
 
 void Monitor::lock() const {
     mutex_.lock();
@@ -62,7 +65,7 @@ void Monitor::wait() const {
 bool Monitor::timedWait(Time const& t) const {
     sendNotifications();
     // A deadline that does not fit the clock means no end.
-    Time const now = Time::now();
+    Time const now = Time::now(Time::Monotonic);
     Time const deadline = t > Time::forever() - now ? Time::forever() : now + t;
     ACE_Time_Value const absolute(static_cast<time_t>(deadline.toSeconds()),
                                   static_cast<suseconds_t>(deadline.toMicroSeconds() % 1000000));

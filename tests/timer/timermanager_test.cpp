@@ -1,0 +1,157 @@
+#include "zan/timer/timermanager.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <future>
+#include <thread>
+
+#include "support/assertions.h"
+#include "support/log_capture.h"
+
+namespace {
+
+using namespace zan;
+
+class Counting : public ITimerObject {
+public:
+    void waitFor(int fired) {
+        MonitorLock const guard(monitor_);
+        while (fired_ < fired) monitor_.wait();
+    }
+    std::atomic<int> released_{0};
+
+protected:
+    OnTimerResult onTimer(TimerId, unsigned long, void*) override {
+        MonitorLock const guard(monitor_);
+        ++fired_;
+        monitor_.notifyAll();
+        return OnTimerResult(Time(), 1);
+    }
+    void onTimerRelease(TimerId, unsigned long, void*) override { ++released_; }
+
+    Monitor monitor_;
+    int fired_ = 0;
+};
+
+TEST(TimerService, FiresOnItsThreadAndStopsAtOnce) {
+    zan_test::LogCapture const log;
+    Counting object;
+    TimerManager manager;
+    TimerId id;
+    ASSERT_TRUE(manager.setTimer(id, "t", 0, 0, &object, 3, nullptr));
+    manager.start();
+    manager.start();
+    EXPECT_EQ(1u, log.count("num of timers = 5000"));
+    object.waitFor(3);
+    Time const begin = Time::now(Time::Monotonic);
+    for (int i = 0; i < 100; ++i) {
+        manager.stop();
+        manager.stop();
+        manager.start();
+    }
+    EXPECT_GT(Time::milliSeconds(4000), Time::now(Time::Monotonic) - begin)
+        << "no stop waits for the end of a tick";
+    ASSERT_TRUE(manager.setTimer(id, "t", 0, 0, &object, 1, nullptr));
+    object.waitFor(4);
+    manager.close();
+    EXPECT_EQ(2, object.released_);
+}
+
+TEST(TimerService, OpenCloseReopen) {
+    zan_test::LogCapture const log;
+    Counting object;
+    TimerManager manager;
+    TimerId id;
+    manager.reopen(0);
+    EXPECT_TRUE(manager.setTimer(id, "t", 0, 1000000, &object, 1, nullptr));
+    manager.reopen(0);
+    manager.reopen(5000);
+    EXPECT_EQ(1u, manager.size()) << "the queue is left alone";
+    manager.reopen(10);
+    EXPECT_EQ(1u, log.count("1 timers started."));
+    EXPECT_EQ(0u, manager.size());
+    EXPECT_EQ(10u, ZAN_TIMER_MAX_NUM());
+    for (int i = 0; i < 10; ++i)
+        EXPECT_TRUE(manager.setTimer(id, "t", 0, 1000000, &object, 1, nullptr));
+    EXPECT_FALSE(manager.setTimer(id, "t", 0, 1000000, &object, 1, nullptr));
+    manager.close();
+    manager.close();
+    TimerId const before = id;
+    EXPECT_FALSE(manager.setTimer(id, "t", 0, 0, &object, 1, nullptr));
+    EXPECT_EQ(before, id);
+    EXPECT_FALSE(manager.resetTimer(id, 0, 1));
+    manager.killTimer(id);
+    EXPECT_EQ(0, object.released_) << "closing releases nothing";
+    manager.reopen(5000);
+}
+
+TEST(TimerService, ACallbackCannotStopItsOwnThread) {
+    SKIP_WHERE_ASSERTIONS_ABORT();
+    zan_test::LogCapture const log;
+    TimerManager manager;
+    struct Stopping : Counting {
+        explicit Stopping(TimerManager& m) : manager(m) {}
+        OnTimerResult onTimer(TimerId id, unsigned long user, void* param) override {
+            manager.close();
+            manager.stop();
+            return Counting::onTimer(id, user, param);
+        }
+        TimerManager& manager;
+    } object(manager);
+    TimerId id;
+    manager.setTimer(id, "t", 0, 0, &object, 2, nullptr);
+    manager.start();
+    object.waitFor(2);
+    manager.close();
+    EXPECT_EQ(4u, log.count("!onTimerThread()"));
+}
+
+TEST(TimerService, OperationsFromManyThreadsBesideTheTicks) {
+    zan_test::LogCapture const log;
+    Counting object;
+    TimerManager manager;
+    manager.start();
+    std::atomic<unsigned long> set{0};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 3; ++t)
+        threads.emplace_back([&, t] {
+            for (int i = 0; i < 3000; ++i) {
+                TimerId id;
+                if (!manager.setTimer(id, "race", 0, 0, &object, 1, nullptr)) continue;
+                ++set;
+                if (i % 3 != 0) manager.killTimer(id);
+                if (t == 0 && i == 2000) manager.stop(), manager.start();
+            }
+        });
+    threads.front().join();
+    threads.erase(threads.begin());
+    for (std::thread& thread : threads) thread.join();
+    while (manager.size() != 0) ThreadControl::yield();
+    manager.close();
+    EXPECT_EQ(set, static_cast<unsigned long>(object.released_));
+}
+
+// A callback that blocks holds up other callbacks, and no operation.
+TEST(TimerService, TheLockIsFreeDuringACallback) {
+    struct Blocking : Counting {
+        OnTimerResult onTimer(TimerId id, unsigned long user, void* param) override {
+            go.get_future().wait();
+            return Counting::onTimer(id, user, param);
+        }
+        std::promise<void> go;
+    } blocking;
+    Counting other;
+    TimerManager manager;
+    TimerId a;
+    TimerId b;
+    manager.setTimer(a, "blocks", 0, 0, &blocking, 1, nullptr);
+    manager.start();
+    manager.setTimer(b, "other", 0, 0, &other, 1, nullptr);
+    EXPECT_TRUE(manager.resetTimer(b, 0, 2));
+    blocking.go.set_value();
+    other.waitFor(2);
+    manager.close();
+}
+
+}  // namespace

@@ -1,0 +1,71 @@
+#include "zan/util/cmdline_queue.h"
+
+#include <gtest/gtest.h>
+
+#include <iostream>
+#include <sstream>
+#include <thread>
+
+#include "support/log_capture.h"
+#include "zan/log/console.h"
+
+namespace {
+
+using namespace zan;
+
+// std::cin and std::cerr are strings for as long as this lives.
+class Screen {
+public:
+    explicit Screen(std::string const& input) : input_(input) {
+        in_ = std::cin.rdbuf(input_.rdbuf());
+        err_ = std::cerr.rdbuf(output_.rdbuf());
+    }
+    ~Screen() {
+        std::cin.rdbuf(in_);
+        std::cin.clear();
+        std::cerr.rdbuf(err_);
+    }
+    std::string shown() const { return output_.str(); }
+
+private:
+    std::istringstream input_;
+    std::ostringstream output_;
+    std::streambuf* in_;
+    std::streambuf* err_;
+};
+
+TEST(CommandLines, ComeInOrderAndWithoutTheReadersOwn) {
+    zan_test::LogCapture const log;
+    Screen const screen("first\n\nnoprompt()\nsecond\nprompt()\nprompt() \n");
+    CmdLineQueue queue;
+    ASSERT_TRUE(queue.open(L"> "));
+    for (wchar_t const* want : {L"first", L"second", L"prompt() "}) {
+        std::wstring line;
+        ASSERT_TRUE(queue.get(line, Time::seconds(60)));
+        EXPECT_EQ(want, line);
+    }
+    queue.close();
+    EXPECT_TRUE(log.has("turn off prompt") && log.has("turn on prompt"));
+    EXPECT_EQ("> > > > ", screen.shown().substr(0, 8));
+}
+
+TEST(CommandLines, AWaitEndsByItsTimeOrByTheClose) {
+    zan_test::LogCapture const log;
+    CmdLineQueue queue;
+    std::wstring line = L"kept";
+    EXPECT_FALSE(queue.get(line, Time()));
+    EXPECT_FALSE(queue.get(line, Time::milliSeconds(1)));
+    std::atomic<bool> ended{false};
+    std::thread waiting([&] {
+        EXPECT_FALSE(queue.get(line, Time::forever()));
+        ended = true;
+    });
+    while (!ended) {  // a close that comes ahead of the wait wakes nobody
+        queue.close();
+        ThreadControl::yield();
+    }
+    waiting.join();
+    EXPECT_EQ(L"kept", line);
+}
+
+}  // namespace
