@@ -4,7 +4,7 @@
 
 #include "zan/base/mlcheck.h"
 #include "zan/log/log_dumper.h"
-#include "zan/pml/base64_text.h"
+#include "zan/util/base64.h"
 
 namespace zan::pml::ntv {
 
@@ -20,7 +20,7 @@ dumper& BytesValue::dump(dumper& d) const {
 
 std::ostream& BytesValue::dump(std::ostream& os) const {
     String text;
-    encodeBase64(data_, text);
+    Base64::encode(data_, text, false);
     return os << text;
 }
 

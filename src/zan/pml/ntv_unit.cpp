@@ -12,12 +12,12 @@
 #include "zan/base/mlcheck.h"
 #include "zan/log/log_dumper.h"
 #include "zan/log/log_logger.h"
-#include "zan/pml/base64_text.h"
 #include "zan/pml/name_index.h"
 #include "zan/pml/node_memory.h"
 #include "zan/pml/pml_t.h"
 #include "zan/pml/tree_access.h"
 #include "zan/pml/wchar_text.h"
+#include "zan/util/base64.h"
 #include "zan/util/singleton_t.h"
 
 namespace zan::pml::ntv {
@@ -612,14 +612,14 @@ void Unit::operator<<(double v) {
 
 void Unit::operator<<(iwstr const& v) {
     String text;
-    encodeBase64(toUtf8(wstr(v)), text);
+    Base64::encode(toUtf8(wstr(v)), text, false);
     setValue(text);
     type_ = "utf8";
 }
 
 void Unit::operator<<(Bytes const& v) {
     String text;
-    encodeBase64(v, text);
+    Base64::encode(v, text, false);
     setValue(text);
     type_ = "base64";
 }
@@ -752,7 +752,7 @@ bool Unit::operator>>(std::wstring& v) const {
     std::wstring read;
     if (type_ == "utf8") {
         Bytes bytes;
-        decodeBase64(text->data(), bytes);
+        Base64::decode(text->data(), bytes);
         utf8ToWstring(bytes, read);
     } else {
         ansiToWstring(text->data(), read);
@@ -765,7 +765,7 @@ bool Unit::operator>>(Bytes& v) const {
     StringValue const* const text = stringValue();
     if (text == nullptr) return false;
     Bytes read;
-    decodeBase64(text->data(), read);
+    Base64::decode(text->data(), read);
     v.swap(read);
     return true;
 }

@@ -5,7 +5,7 @@
 #include "zan/base/base_type_bytes.h"
 #include "zan/base/mlcheck.h"
 #include "zan/log/log_dumper.h"
-#include "zan/pml/base64_text.h"
+#include "zan/util/base64.h"
 
 namespace zan::pml::ntv {
 
@@ -21,7 +21,7 @@ dumper& WstringValue::dump(dumper& d) const {
 
 std::ostream& WstringValue::dump(std::ostream& os) const {
     String text;
-    encodeBase64(toUtf8(wstr(data_)), text);
+    Base64::encode(toUtf8(wstr(data_)), text, false);
     return os << text;
 }
 

@@ -9,10 +9,10 @@
 #include "zan/timer/timer_time.h"
 
 // A line of one of the categories below.
-#define ZAN_TIMER_LINE(category, msg)                                                   \
-    do {                                                                                \
-        if (__builtin_expect((category).on(), 0))                                       \
-            ZAN_DETAIL_LINE(writeInfoLog, detail::zanLogger(), msg, (category).name()); \
+#define ZAN_TIMER_LINE(category, msg)                                                    \
+    do {                                                                                 \
+        if (__builtin_expect((category).on(), 0))                                        \
+            ZAN_DETAIL_LINE(writeInfoLine, detail::zanLogger(), msg, (category).name()); \
     } while (false)
 
 namespace zan {
