@@ -46,10 +46,12 @@
 #include "zan/util/hex16.h"
 #include "zan/util/md5.h"
 #include "zan/util/names.h"
+#include "zan/util/printf.h"
 #include "zan/util/singleton_t.h"
 #include "zan/util/uow.h"
 #include "zan/util/util_func.h"
 #include "zan/util/util_str.h"
+#include "zan/util/zlibcompressor.h"
 
 #include "zan/log/console.h"
 #include "zan/log/log_dumper.h"
