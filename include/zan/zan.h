@@ -42,6 +42,7 @@
 #include "zan/util/cmdline.h"
 #include "zan/util/cmdline_queue.h"
 #include "zan/util/des3.h"
+#include "zan/util/directory.h"
 #include "zan/util/file.h"
 #include "zan/util/hex16.h"
 #include "zan/util/md5.h"
