@@ -158,4 +158,74 @@ void inflateZlib(State& state) {
 BENCHMARK(inflateZlib)->Name("inflate/zlib");
 #endif
 
+// --- Screens of 1920 x 1080
+
+constexpr unsigned long PIXELS = 1920ul * 1080;
+
+// Windows of one colour, a tenth of it text, and a picture.
+std::string const& screen() {
+    static std::string const made = [] {
+        std::mt19937_64 random(1);
+        std::string s;
+        for (unsigned long y = 0; y < 1080; ++y)
+            for (unsigned long x = 0; x < 1920; ++x) {
+                unsigned v = x < 300 ? 0x303030 : 0xF0F0F0;
+                if (y % 20 < 12 && x > 320 && x < 1200 && (x / 90 + y / 20) % 3 != 0)
+                    v = (x * 7 + y * 13) % 11 < 2 ? 0x101010 : 0xFFFFFF;
+                if (x > 1500 && y > 700) v = static_cast<unsigned>(random() & 0xFFFFFF);
+                s += {static_cast<char>(v), static_cast<char>(v >> 8), static_cast<char>(v >> 16)};
+            }
+        return s;
+    }();
+    return made;
+}
+
+zan::StringBuffer const& screen15() {
+    static zan::StringBuffer const made = [] {
+        zan::StringBuffer out;
+        zan::toBmp15Data(screen(), 24, out);
+        return out;
+    }();
+    return made;
+}
+
+void copyOf(State& state, zan::istr const& in) {
+    std::string out(in.size(), 0);
+    for (auto _ : state) {
+        std::memcpy(&out[0], in.data(), in.size());
+        benchmark::DoNotOptimize(out.data());
+        benchmark::ClobberMemory();
+    }
+}
+
+void pixelsZan(State& state) {
+    zan::StringBuffer out;
+    for (auto _ : state) {
+        out.psize(0);
+        zan::toBmp15Data(screen(), 24, out);
+        benchmark::DoNotOptimize(out.data());
+    }
+    if (out.size() != 2 * PIXELS) state.SkipWithError("other result");
+}
+BENCHMARK(pixelsZan)->Name("to_bmp15/zan");
+void pixelsCopy(State& state) {
+    copyOf(state, screen());
+}
+BENCHMARK(pixelsCopy)->Name("to_bmp15/memcpy");
+
+void runsZan(State& state) {
+    zan::StringBuffer out;
+    for (auto _ : state) {
+        out.psize(0);
+        zan::compressBmp15Data(screen15(), out);
+        benchmark::DoNotOptimize(out.data());
+    }
+    if (out.empty() || out.size() > PIXELS) state.SkipWithError("other result");
+}
+BENCHMARK(runsZan)->Name("compress_bmp15/zan");
+void runsCopy(State& state) {
+    copyOf(state, screen15());
+}
+BENCHMARK(runsCopy)->Name("compress_bmp15/memcpy");
+
 }  // namespace

@@ -39,6 +39,7 @@
 #include "zan/util/binaryinstream.h"
 #include "zan/util/binaryoutstream.h"
 #include "zan/util/binarystream.h"
+#include "zan/util/bmputil.h"
 #include "zan/util/cmdline.h"
 #include "zan/util/cmdline_queue.h"
 #include "zan/util/des3.h"
