@@ -97,3 +97,5 @@
 #include "zan/tcp/tcp_client.h"
 #include "zan/tcp/tcp_impl_base.h"
 #include "zan/tcp/tcp_server.h"
+
+#include "zan/icmp/icmp_ping.h"

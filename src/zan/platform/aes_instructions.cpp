@@ -30,80 +30,75 @@ ZAN_AES_INLINE void store(void* p, Block b) {
     _mm_storeu_si128(static_cast<Block*>(p), b);
 }
 
-// All but the first step, which adds the first key.
-template <std::size_t... I>
-ZAN_AES_INLINE void encryptRounds(Block* b, Block const* keys, int rounds,
-                                  std::index_sequence<I...>) {
-    Block key;
-    for (int r = 1; r < rounds; ++r) {
-        key = load(keys + r);
+template <bool ENCRYPT, int ROUND, int ROUNDS, std::size_t... I>
+ZAN_AES_INLINE void step(Block* b, Block const* keys, std::index_sequence<I...>) {
+    Block const key = load(keys + ROUND);
+    if constexpr (ENCRYPT && ROUND < ROUNDS)
         ((b[I] = _mm_aesenc_si128(b[I], key)), ...);
-    }
-    key = load(keys + rounds);
-    ((b[I] = _mm_aesenclast_si128(b[I], key)), ...);
+    else if constexpr (ENCRYPT)
+        ((b[I] = _mm_aesenclast_si128(b[I], key)), ...);
+    else if constexpr (ROUND < ROUNDS)
+        ((b[I] = _mm_aesdec_si128(b[I], key)), ...);
+    else
+        ((b[I] = _mm_aesdeclast_si128(b[I], key)), ...);
 }
 
-template <std::size_t... I>
-ZAN_AES_INLINE void encrypt(Block* b, Block const* keys, int rounds,
-                            std::index_sequence<I...> lanes) {
+template <bool ENCRYPT, class Lanes, int... ROUND>
+ZAN_AES_INLINE void steps(Block* b, Block const* keys, Lanes lanes,
+                          std::integer_sequence<int, ROUND...>) {
+    (step<ENCRYPT, ROUND + 1, sizeof...(ROUND)>(b, keys, lanes), ...);
+}
+
+// All but the first step, which adds the first key.
+template <bool ENCRYPT, int ROUNDS, class Lanes>
+ZAN_AES_INLINE void rounds(Block* b, Block const* keys, Lanes lanes) {
+    steps<ENCRYPT>(b, keys, lanes, std::make_integer_sequence<int, ROUNDS>());
+}
+
+template <bool ENCRYPT, int ROUNDS, std::size_t... I>
+ZAN_AES_INLINE void cipher(Block* b, Block const* keys, std::index_sequence<I...> lanes) {
     Block const key = load(keys);
     ((b[I] = _mm_xor_si128(b[I], key)), ...);
-    encryptRounds(b, keys, rounds, lanes);
-}
-
-template <std::size_t... I>
-ZAN_AES_INLINE void decrypt(Block* b, Block const* keys, int rounds, std::index_sequence<I...>) {
-    Block key = load(keys);
-    ((b[I] = _mm_xor_si128(b[I], key)), ...);
-    for (int r = 1; r < rounds; ++r) {
-        key = load(keys + r);
-        ((b[I] = _mm_aesdec_si128(b[I], key)), ...);
-    }
-    key = load(keys + rounds);
-    ((b[I] = _mm_aesdeclast_si128(b[I], key)), ...);
+    rounds<ENCRYPT, ROUNDS>(b, keys, lanes);
 }
 
 struct Run {
     Block const* keys;
-    int rounds;
     unsigned char const* in;
     unsigned char* out;
 };
 
 // --- What is done with as many blocks as there are lanes. `at` counts bytes.
 
-template <bool ENCRYPT, std::size_t... I>
+template <bool ENCRYPT, int ROUNDS, std::size_t... I>
 ZAN_AES_INLINE void ecb(Run const& run, unsigned long at, std::index_sequence<I...> lanes) {
     Block b[sizeof...(I)];
     ((b[I] = load(run.in + at + 16 * I)), ...);
-    if constexpr (ENCRYPT)
-        encrypt(b, run.keys, run.rounds, lanes);
-    else
-        decrypt(b, run.keys, run.rounds, lanes);
+    cipher<ENCRYPT, ROUNDS>(b, run.keys, lanes);
     (store(run.out + at + 16 * I, b[I]), ...);
 }
 
-template <std::size_t... I>
+template <int ROUNDS, std::size_t... I>
 ZAN_AES_INLINE void cbcDecrypt(Run const& run, unsigned long at, Block& chain,
                                std::index_sequence<I...> lanes) {
     unsigned char const* const in = run.in + at;
     Block b[sizeof...(I)];
     ((b[I] = load(in + 16 * I)), ...);
-    decrypt(b, run.keys, run.rounds, lanes);
+    cipher<false, ROUNDS>(b, run.keys, lanes);
     // All is read before anything is written: it may be the same place.
     ((b[I] = _mm_xor_si128(b[I], I == 0 ? chain : load(in + 16 * (I == 0 ? 0 : I - 1)))), ...);
     chain = load(in + 16 * (sizeof...(I) - 1));
     (store(run.out + at + 16 * I, b[I]), ...);
 }
 
-template <std::size_t... I>
+template <int ROUNDS, std::size_t... I>
 ZAN_AES_INLINE void cfbDecrypt(Run const& run, unsigned long at, Block& chain,
                                std::index_sequence<I...> lanes) {
     unsigned char const* const in = run.in + at;
     Block b[sizeof...(I)];
     ((b[I] = I == 0 ? chain : load(in + 16 * (I == 0 ? 0 : I - 1))), ...);
     chain = load(in + 16 * (sizeof...(I) - 1));
-    encrypt(b, run.keys, run.rounds, lanes);
+    cipher<true, ROUNDS>(b, run.keys, lanes);
     ((b[I] = _mm_xor_si128(b[I], load(in + 16 * I))), ...);
     (store(run.out + at + 16 * I, b[I]), ...);
 }
@@ -120,27 +115,66 @@ ZAN_AES_INLINE Block next(Counter& counter) {
     return b;
 }
 
-template <std::size_t... I>
+template <int ROUNDS, std::size_t... I>
 ZAN_AES_INLINE void ctr(Run const& run, unsigned long at, Counter& counter,
                         std::index_sequence<I...> lanes) {
     Block b[sizeof...(I)];
     ((b[I] = next(counter)), ...);
-    encrypt(b, run.keys, run.rounds, lanes);
+    cipher<true, ROUNDS>(b, run.keys, lanes);
     ((b[I] = _mm_xor_si128(b[I], load(run.in + at + 16 * I))), ...);
     (store(run.out + at + 16 * I, b[I]), ...);
 }
 
 // Each block waits for the one before it, and nothing else may: the text is mixed with the first
 // key ahead of time.
-template <int MODE>
+template <int MODE, int ROUNDS>
 ZAN_AES_INLINE void serial(Run const& run, unsigned long size, Block c) {
     Block const key = load(run.keys);
     for (unsigned long at = 0; at < size; at += 16) {
         Block const text = load(run.in + at);
         c = _mm_xor_si128(c, MODE == 1 ? _mm_xor_si128(text, key) : key);
-        encryptRounds(&c, run.keys, run.rounds, One());
+        rounds<true, ROUNDS>(&c, run.keys, One());
         if constexpr (MODE == 2) c = _mm_xor_si128(c, text);
         store(run.out + at, MODE == 3 ? _mm_xor_si128(c, text) : c);
+    }
+}
+
+template <int ROUNDS>
+ZAN_AES void encryptAll(Run const& run, int mode, unsigned char const* chain, unsigned long size) {
+    unsigned long const wide = size - size % (16 * LANES);
+    unsigned long at = 0;
+    if (mode == 0) {
+        for (; at < wide; at += 16 * LANES) ecb<true, ROUNDS>(run, at, Lanes());
+        for (; at < size; at += 16) ecb<true, ROUNDS>(run, at, One());
+    } else if (mode == 4) {
+        Counter counter;
+        __builtin_memcpy(&counter, chain, sizeof counter);
+        for (; at < wide; at += 16 * LANES) ctr<ROUNDS>(run, at, counter, Lanes());
+        for (; at < size; at += 16) ctr<ROUNDS>(run, at, counter, One());
+    } else {
+        Block const c = load(chain);
+        if (mode == 1) serial<1, ROUNDS>(run, size, c);
+        if (mode == 2) serial<2, ROUNDS>(run, size, c);
+        if (mode == 3) serial<3, ROUNDS>(run, size, c);
+    }
+}
+
+template <int ROUNDS>
+ZAN_AES void decryptAll(Run const& run, int mode, unsigned char const* chain, unsigned long size) {
+    unsigned long const wide = size - size % (16 * LANES);
+    unsigned long at = 0;
+    if (mode == 0) {
+        for (; at < wide; at += 16 * LANES) ecb<false, ROUNDS>(run, at, Lanes());
+        for (; at < size; at += 16) ecb<false, ROUNDS>(run, at, One());
+        return;
+    }
+    Block c = load(chain);
+    if (mode == 1) {
+        for (; at < wide; at += 16 * LANES) cbcDecrypt<ROUNDS>(run, at, c, Lanes());
+        for (; at < size; at += 16) cbcDecrypt<ROUNDS>(run, at, c, One());
+    } else {
+        for (; at < wide; at += 16 * LANES) cfbDecrypt<ROUNDS>(run, at, c, Lanes());
+        for (; at < size; at += 16) cfbDecrypt<ROUNDS>(run, at, c, One());
     }
 }
 
@@ -165,48 +199,19 @@ ZAN_AES void aesInvertKeys(std::uint32_t const* keys, int rounds, std::uint32_t*
     store(inverse + 4 * rounds, load(keys));
 }
 
-ZAN_AES void aesEncrypt(std::uint32_t const* keys, int rounds, int mode, unsigned char const* chain,
-                        unsigned char const* in, unsigned char* out, unsigned long blocks) {
-    Run const run{reinterpret_cast<Block const*>(keys), rounds, in, out};
-    unsigned long const size = 16 * blocks;
-    unsigned long const wide = size - size % (16 * LANES);
-    unsigned long at = 0;
-    if (mode == 0) {
-        for (; at < wide; at += 16 * LANES) ecb<true>(run, at, Lanes());
-        for (; at < size; at += 16) ecb<true>(run, at, One());
-    } else if (mode == 4) {
-        Counter counter;
-        __builtin_memcpy(&counter, chain, sizeof counter);
-        for (; at < wide; at += 16 * LANES) ctr(run, at, counter, Lanes());
-        for (; at < size; at += 16) ctr(run, at, counter, One());
-    } else {
-        Block const c = load(chain);
-        if (mode == 1) serial<1>(run, size, c);
-        if (mode == 2) serial<2>(run, size, c);
-        if (mode == 3) serial<3>(run, size, c);
-    }
+void aesEncrypt(std::uint32_t const* keys, int rounds, int mode, unsigned char const* chain,
+                unsigned char const* in, unsigned char* out, unsigned long blocks) {
+    Run const run{reinterpret_cast<Block const*>(keys), in, out};
+    auto const all = rounds == 10 ? encryptAll<10> : rounds == 12 ? encryptAll<12> : encryptAll<14>;
+    all(run, mode, chain, 16 * blocks);
 }
 
-ZAN_AES void aesDecrypt(std::uint32_t const* keys, int rounds, int mode, unsigned char const* chain,
-                        unsigned char const* in, unsigned char* out, unsigned long blocks) {
+void aesDecrypt(std::uint32_t const* keys, int rounds, int mode, unsigned char const* chain,
+                unsigned char const* in, unsigned char* out, unsigned long blocks) {
     if (mode > 2) return aesEncrypt(keys, rounds, mode, chain, in, out, blocks);
-    Run const run{reinterpret_cast<Block const*>(keys), rounds, in, out};
-    unsigned long const size = 16 * blocks;
-    unsigned long const wide = size - size % (16 * LANES);
-    unsigned long at = 0;
-    if (mode == 0) {
-        for (; at < wide; at += 16 * LANES) ecb<false>(run, at, Lanes());
-        for (; at < size; at += 16) ecb<false>(run, at, One());
-        return;
-    }
-    Block c = load(chain);
-    if (mode == 1) {
-        for (; at < wide; at += 16 * LANES) cbcDecrypt(run, at, c, Lanes());
-        for (; at < size; at += 16) cbcDecrypt(run, at, c, One());
-    } else {
-        for (; at < wide; at += 16 * LANES) cfbDecrypt(run, at, c, Lanes());
-        for (; at < size; at += 16) cfbDecrypt(run, at, c, One());
-    }
+    Run const run{reinterpret_cast<Block const*>(keys), in, out};
+    auto const all = rounds == 10 ? decryptAll<10> : rounds == 12 ? decryptAll<12> : decryptAll<14>;
+    all(run, mode, chain, 16 * blocks);
 }
 
 }  // namespace zan::platform

@@ -216,26 +216,19 @@ void encryptByTables(Word const* keys, int rounds, int mode, unsigned char const
     }
 }
 
+// From the last block to the first: what a block is mixed with is then still there, in the same
+// place too, and need not be carried along.
 void decryptByTables(Word const* keys, int rounds, int mode, unsigned char const* chain,
                      unsigned char const* in, unsigned char* out, unsigned long blocks) {
-    unsigned char const* const end = in + 16 * blocks;
-    if (mode == AesCipher::ECB) {
-        for (; in != end; in += 16, out += 16) store(out, decrypted(load(in), keys, rounds));
-        return;
-    }
-    Block c = load(chain);
-    if (mode == AesCipher::CBC) {
-        for (; in != end; in += 16, out += 16) {
-            Block const text = load(in);
-            store(out, c ^ decrypted(text, keys, rounds));
-            c = text;
-        }
-    } else {
-        for (; in != end; in += 16, out += 16) {
-            Block const text = load(in);
-            store(out, encrypted(c, keys, rounds) ^ text);
-            c = text;
-        }
+    for (unsigned long at = 16 * (blocks - 1);; at -= 16) {
+        unsigned char const* const before = at == 0 ? chain : in + at - 16;
+        if (mode == AesCipher::ECB)
+            store(out + at, decrypted(load(in + at), keys, rounds));
+        else if (mode == AesCipher::CBC)
+            store(out + at, decrypted(load(in + at), keys, rounds) ^ load(before));
+        else
+            store(out + at, encrypted(load(before), keys, rounds) ^ load(in + at));
+        if (at == 0) return;
     }
 }
 
