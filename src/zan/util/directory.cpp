@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
+#include <typeinfo>
+#include <utility>
 
 #include "zan/base/exception.h"
 #include "zan/log/log_logger.h"
@@ -55,26 +57,24 @@ public:
                 if (!enter(level.unit, level.directories[level.next++])) return false;
                 continue;
             }
-            for (Entry const& file : level.files)
-                if (!add(level.unit, file)) return false;
+            for (Tracked<Unit>& file : level.files) add(level.unit, std::move(file));
             levels_.pop_back();
         }
         return true;
     }
 
 private:
-    struct Entry {
+    struct SubDirectory {
         std::string name;    // UTF-8
         std::string native;  // where that is another
-        bool link = false;
-        __int64 size = -1;
+        bool link;
     };
     struct Level {
         Unit* unit;
         unsigned long pathSize;
         DirectoryReader::Identity identity;
-        std::vector<Entry> directories;
-        std::vector<Entry> files;
+        std::vector<SubDirectory> directories;
+        std::vector<Tracked<Unit>> files;  // to be added behind the directories
         unsigned long next;
     };
 
@@ -93,12 +93,15 @@ private:
             std::string const native = platform::nativePath(std::wstring(full.full()));
             FileStatus const status = platform::fileStatus(native.c_str());
             if (status.kind == FileStatus::MISSING) return invalid(native);
+            if (name.empty()) return false;  // no child can be called so
             Bytes utf8;
             wstringToUtf8(name, utf8);
-            put(levels_.back(),
-                {std::string(istr(utf8)), platform::nativePath(std::wstring(full.file())),
-                 status.link, status.size},
-                status.kind);
+            if (status.kind == FileStatus::DIRECTORY)
+                levels_.back().directories.push_back(
+                    {std::string(istr(utf8)), platform::nativePath(std::wstring(full.file())),
+                     status.link});
+            else
+                levels_.back().files.push_back(makeFile(utf8, status.size));
         }
         return true;
     }
@@ -123,18 +126,15 @@ private:
                 continue;
             }
             if (status.kind == FileStatus::MISSING) return invalid(path_ + '/' + name);
-            put(level, {std::string(name, n), std::string(), status.link, status.size},
-                status.kind);
+            if (status.kind == FileStatus::DIRECTORY)
+                level.directories.push_back({std::string(name, n), std::string(), status.link});
+            else
+                level.files.push_back(makeFile(istr(name, n), status.size));
         }
         if (errno != 0)
             ZAN_WARNING(detail::zanLogger(), "directory not read to its end: "
                                                  << path_ << ": " << platform::errorText(errno));
         return true;
-    }
-
-    static void put(Level& level, Entry&& entry, FileStatus::Kind kind) {
-        auto& list = kind == FileStatus::DIRECTORY ? level.directories : level.files;
-        list.push_back(std::move(entry));
     }
 
     bool invalid(std::string const& path) {
@@ -143,13 +143,12 @@ private:
         return false;
     }
 
-    bool enter(Unit* parent, Entry const& entry) {
-        Unit* const unit = add(parent, entry);
-        if (unit == nullptr) return false;
+    bool enter(Unit* parent, SubDirectory const& sub) {
+        Unit* const unit = add(parent, makeUnit(sub.name));
         unit->initValueAsList();
-        bool const link = entry.link;
+        bool const link = sub.link;
         if (!path_.empty()) path_ += '/';
-        path_ += entry.native.empty() ? entry.name : entry.native;
+        path_ += sub.native.empty() ? sub.name : sub.native;
         // No reference to a level survives this.
         levels_.push_back({unit, path_.size(), {}, {}, {}, 0});
         if (read(levels_.back(), link)) return true;
@@ -159,18 +158,26 @@ private:
         return true;
     }
 
-    // The new child, with the size as its value. Null where a child cannot have the name.
-    Unit* add(Unit* parent, Entry const& entry) {
-        if (entry.name.empty()) return nullptr;
-        Tracked<Unit> unit(TreeAccess::makeUnit(parent, arena_));
-        TreeAccess::name(*unit, entry.name.data(), entry.name.size());
+    Tracked<Unit> makeUnit(istr const& name) {
+        Tracked<Unit> unit(TreeAccess::makeUnit(nullptr, arena_));
+        TreeAccess::name(*unit, name.data(), name.size());
+        return unit;
+    }
+
+    Tracked<Unit> makeFile(istr const& name, __int64 size) {
+        Tracked<Unit> unit = makeUnit(name);
         void* const memory = arena_.take<IntegerValue>();
-        unit->value(trackNew(new (memory) IntegerValue(entry.size), ZAN_HERE));
+        unit->value(trackNew(new (memory) IntegerValue(size), ZAN_HERE));
+        return unit;
+    }
+
+    // Gives the child.
+    static Unit* add(Unit* parent, Tracked<Unit> unit) {
         try {
             TreeAccess::append(*parent, unit.get());
         } catch (DuplicatedUnitException const&) {
             // Named twice, or shown twice by a directory that changes.
-            return parent->at(entry.name);
+            return parent->at(TreeAccess::name(*unit));
         }
         return unit.release();
     }
@@ -180,6 +187,12 @@ private:
     std::vector<Level> levels_;
     bool invalid_ = false;
 };
+
+// Room for `n` more, without giving up the doubling.
+void reserve(std::vector<DirItem>& items, unsigned long n) {
+    unsigned long const need = items.size() + n;
+    if (need > items.capacity()) items.reserve(std::max(need, 2 * items.capacity()));
+}
 
 int handleOf(void* handle) {
     return static_cast<int>(reinterpret_cast<std::intptr_t>(handle));
@@ -207,8 +220,9 @@ DirItem::DirItem(bool isDirectory, iwstr const& itemPath, __int64 itemSize,
 
 DirItem::DirItem(pml::ntv::Unit const& itemUnit, iwstr const& itemPath)
     : isDir(!itemUnit.simple()), path(itemPath), size(-1), unit(&itemUnit) {
-    if (auto const* const value = dynamic_cast<IntegerValue const*>(itemUnit.value()))
-        size = value->data();
+    pml::ntv::ValueBase const* const value = itemUnit.value();
+    if (value != nullptr && typeid(*value) == typeid(IntegerValue))
+        size = static_cast<IntegerValue const*>(value)->data();
 }
 
 dumper& DirItem::dump(dumper& d) const {
@@ -265,6 +279,7 @@ bool Directory::recurseDirTree(iwstr const& path, pml::ntv::Unit const& tree,
         if (list == nullptr) return false;
         if (!full.empty()) files->emplace_back(*unit, full);
         levels.push_back({&list->data(), 0, full.size()});
+        reserve(*files, list->size());
         for (unit = nullptr; unit == nullptr;) {
             Level& level = levels.back();
             full.resize(level.pathSize);
