@@ -246,7 +246,10 @@ void TestCase::do_all() {
     // A case may add rows and remove others.
     std::vector<TestItem> rows(items_);
     for (TestItem& row : rows) {
-        auto const same = [&row](TestItem const& x) { return x.fn().fn_ == row.fn().fn_; };
+        // The key, too: a function that came later may lie where one was destroyed.
+        auto const same = [&row](TestItem const& x) {
+            return x == row && x.fn().fn_ == row.fn().fn_;
+        };
         if (std::any_of(items_.begin(), items_.end(), same)) row(this);
     }
 }
