@@ -16,6 +16,7 @@ zan::logger& mainLog() {
 unsigned long casesRun = 0;
 unsigned long casesFailed = 0;
 
+// [rows]
 // A row that runs `body` within a frame in the log. An exception makes the case a failed one, and
 // the menu goes on.
 template <class Body>
@@ -42,6 +43,7 @@ void addMenu(UowTest& menu, char const* key, char const* msg, Fill fill) {
                  if (unit.start() != 0) ++casesFailed;
              }));
 }
+// [/rows]
 
 void expect(bool holds, char const* what) {
     if (!holds) ZAN_USER_THROW_MSG(mainLog(), zan::InvalidDataException, "not so: " << what);
@@ -184,6 +186,7 @@ void dates() {
 
 // --- The program
 
+// [program]
 class Menu : public UowTest {
 public:
     Menu(int argc, wchar_t** argv) : UowTest(argc, argv) {
@@ -217,6 +220,7 @@ public:
 private:
     unsigned long choices_;
 };
+// [/program]
 
 }  // namespace
 
