@@ -104,7 +104,7 @@ private:
 // it is freed by destroy() alone. A menu does that for the functions of its own cases.
 class ZAN_EXPORT TestCaseFn {
 public:
-    explicit TestCaseFn(TestFnBase* fn = nullptr) : fn_(fn) {}
+    TestCaseFn(TestFnBase* fn = nullptr) : fn_(fn) {}
     // Throws NullPointerException where there is no function; so do the calls.
     TestCaseFn& bind(TestCase* tc);
     void operator()();
@@ -214,7 +214,7 @@ public:
     std::vector<String> const& args() const { return args_; }
 
     // Parts a path.
-    static char const* separator() { return "/"; }
+    static char separator() { return '/'; }
 
 private:
     void show_menu();
