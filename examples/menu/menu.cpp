@@ -184,6 +184,14 @@ void dates() {
     expect(zan::Time::seconds(90061).toDuration() == "1d 01:01:01", "a day and a bit");
 }
 
+// --- For all menus
+
+void version() {
+    zan::String text;
+    text << zan::show_version();
+    mainLog().debugLog(text);
+}
+
 // --- The program
 
 // [program]
@@ -203,11 +211,7 @@ public:
             addCase(menu, "dates", "dates as text", &dates);
         });
         // In every menu, and no part of "all".
-        instance().add("version", "what this is built from", zan::test::testFn([] {
-                           zan::String text;
-                           text << zan::show_version();
-                           mainLog().debugLog(text);
-                       }));
+        addCase(instance(), "version", "what this is built from", &version);
         appendAddons();
         // In batch nobody is there to be asked.
         choices_ = args().size();
