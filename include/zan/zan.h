@@ -44,6 +44,7 @@
 #include "zan/util/md5.h"
 #include "zan/util/names.h"
 #include "zan/util/singleton_t.h"
+#include "zan/util/test.h"
 #include "zan/util/uow.h"
 #include "zan/util/util_func.h"
 #include "zan/util/util_str.h"

@@ -68,4 +68,17 @@ TEST(CommandLines, AWaitEndsByItsTimeOrByTheClose) {
     EXPECT_EQ(L"kept", line);
 }
 
+TEST(CommandLines, ASecondOpenReplacesTheThread) {
+    zan_test::LogCapture const log;
+    Screen const screen("");
+    {
+        CmdLineQueue queue;
+        ASSERT_TRUE(queue.open(L""));
+        ASSERT_TRUE(queue.open(L""));
+        EXPECT_EQ(1u, log.count("thread stopped."));
+        queue.close();
+    }
+    EXPECT_EQ(2u, log.count("thread stopped."));
+}
+
 }  // namespace
