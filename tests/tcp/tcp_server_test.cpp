@@ -386,14 +386,13 @@ TEST(TcpServerLife, CloseFromManyThreadsWhileClientsComeAndGo) {
         std::vector<std::thread> threads;
         for (int t = 0; t < 3; ++t)
             threads.emplace_back([&, t] {
-                while (!done) {
+                for (int i = 0; !done; ++i) {
                     Peer peer = Peer::connect(port);
                     if (!peer.valid()) continue;
                     peer.write(frame("ping"));
-                    if (t == 0)
-                        peer.reset();
-                    else
-                        peer.readFrame();
+                    // A reset without an answer, but not so many that the backlog overflows.
+                    if (t != 0 || i % 2 == 0) peer.readFrame();
+                    if (t == 0) peer.reset();
                 }
             });
         threads.emplace_back([&] {

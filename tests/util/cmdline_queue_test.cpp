@@ -19,6 +19,9 @@ public:
     explicit Screen(std::string const& input) : input_(input) {
         in_ = std::cin.rdbuf(input_.rdbuf());
         err_ = std::cerr.rdbuf(output_.rdbuf());
+        // A prompt that an earlier reader has left standing would not be shown again.
+        console::destroy();
+        console::setOn(false);
     }
     ~Screen() {
         std::cin.rdbuf(in_);
