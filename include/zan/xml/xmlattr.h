@@ -56,6 +56,11 @@ private:
 
     struct Place;
 
+    // One in a list of attributes.
+    struct Padded;
+    struct Unpadded;
+    template <class Copy>
+    XMLAttr(Copy, istr const& name, istr const& value, XMLNode* node);
     String const& key() const;
     Place& ownPlace();
     void leave();

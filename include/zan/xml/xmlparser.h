@@ -117,6 +117,7 @@ private:
     bool parseText(char const* p, bool report);
     char const* parseNode(char const* begin, char const* end);
     char const* parseAttrs(char const* begin, char const* end);
+    bool isNewName(istr const& name) const;
     char const* parseComments(char const* begin) const;
     // No general entity is ever defined.
     void parseEntity(char const*, char const*) {}
@@ -140,6 +141,7 @@ private:
     std::unique_ptr<detail::XMLArena> arena_;
     std::vector<Attr> attrs_;          // of the tag that is being read
     char const* attrFault_ = nullptr;  // what ended them early
+    bool attrsDiffer_ = true;          // they are few, and no name is there twice
 };
 
 // The root, where there is one.

@@ -58,9 +58,9 @@ XMLAttr& XMLAttrList::add(istr const& name, istr const& value, XMLNode* node, bo
     if (size_ == capacity_) grow();
     XMLAttr* a = find(name);
     if (a == nullptr) {
-        a = new (chunk_->slots + chunk_->used) XMLAttr(name, escaped ? istr() : value, node);
+        a = new (chunk_->slots + chunk_->used)
+            XMLAttr(XMLAttr::Unpadded(), name, escaped ? istr() : value, node);
         ++chunk_->used;
-        a->place_.store(&XMLAttr::Place::inList, std::memory_order_relaxed);
         if (escaped) xml::unescape(a->value_, value);
     } else {
         String plain;
@@ -71,6 +71,14 @@ XMLAttr& XMLAttrList::add(istr const& name, istr const& value, XMLNode* node, bo
     }
     append(a);
     return *a;
+}
+
+void XMLAttrList::addNew(istr const& name, istr const& value, XMLNode* node, bool escaped) {
+    auto* const a = new (chunk_->slots + chunk_->used)
+        XMLAttr(XMLAttr::Padded(), name, escaped ? istr() : value, node);
+    ++chunk_->used;
+    order_[size_++] = a;
+    if (escaped) xml::unescape(a->value_, value);
 }
 
 void XMLAttrList::addAll(XMLAttrList const& other, XMLNode const* from, XMLNode* to) {
@@ -91,7 +99,12 @@ void XMLAttrList::clear() {
     while (chunk_ != nullptr) {
         Chunk* const chunk = chunk_;
         chunk_ = chunk->older;
-        for (unsigned long i = 0; i < chunk->used; ++i) chunk->slots[i].XMLAttr::~XMLAttr();
+        for (unsigned long i = 0; i < chunk->used; ++i) {
+            XMLAttr& a = chunk->slots[i];
+            if (a.place_.load(std::memory_order_relaxed) == &XMLAttr::Place::inList)
+                a.place_.store(nullptr, std::memory_order_relaxed);
+            a.XMLAttr::~XMLAttr();
+        }
         if (chunk->owned) ::operator delete(chunk);
     }
     order_ = nullptr;

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "zan/base/base_type_string.h"
+#include "zan/xml/xml_scan.h"
 #include "zan/xml/xmlattr.h"
 #include "zan/xml/xmlnode.h"
 
@@ -22,6 +23,18 @@ struct XMLAttr::Place {
     bool renamed = false;     // the key is not the name
     XMLAttr* twin = nullptr;  // the same attribute in the public map
 };
+
+// How the texts of a new attribute are copied.
+struct XMLAttr::Unpadded {
+    static String text(istr const& s) { return String(s); }
+};
+struct XMLAttr::Padded {
+    static String text(istr const& s) { return s.empty() ? String() : detail::xmlString(s); }
+};
+
+template <class Copy>
+inline XMLAttr::XMLAttr(Copy, istr const& name, istr const& value, XMLNode* node)
+    : place_(&Place::inList), name_(Copy::text(name)), value_(Copy::text(value)), node_(node) {}
 
 inline String const& XMLAttr::key() const {
     Place const* const place = place_.load(std::memory_order_acquire);
@@ -74,6 +87,10 @@ public:
     // Adds to the order; replaces the attribute of that key. `escaped` is a value that still holds
     // references.
     XMLAttr& add(istr const& name, istr const& value, XMLNode* node, bool escaped = false);
+    // As add(), for a list that was made with room for it and nobody has seen yet, and a key that
+    // is not in it. REQUIRES: fewer than SHORT attributes, and XML_SCAN_TAIL readable bytes behind
+    // name and value.
+    void addNew(istr const& name, istr const& value, XMLNode* node, bool escaped);
     // Copies; an attribute of `from` becomes one of `to`.
     void addAll(XMLAttrList const& other, XMLNode const* from, XMLNode* to);
     void clear();

@@ -1,6 +1,8 @@
 #pragma once
 
-#include "zan/base/base_type_view.h"
+#include <string>
+
+#include "zan/base/base_type_string.h"
 
 #if defined(__SSE2__)
 #include <immintrin.h>
@@ -97,6 +99,15 @@ inline char const* xmlFindSpecial(char const* p, char const* end) {
 #endif
     while (p != end && !xmlSpecial(*p)) ++p;
     return p;
+}
+
+// REQUIRES: XML_SCAN_TAIL readable bytes behind `s`.
+__attribute__((always_inline)) inline String xmlString(istr const& s) {
+    if (s.size() >= XML_SCAN_TAIL) return String(s);
+    // A copy of fixed length is a few instructions; one of any length is a call.
+    String text(std::string(s.data(), XML_SCAN_TAIL - 1));
+    text.erase(s.size());
+    return text;
 }
 
 // Blank, tab, carriage return, line feed.

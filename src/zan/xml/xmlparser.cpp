@@ -24,6 +24,15 @@ inline bool endsName(char c) {
     return xmlWhite(c) || c == '>' || c == '/' || c == 0;
 }
 
+// One bit; different for most names in one tag.
+inline uint64 nameMark(istr const& name) {
+    unsigned long const n = name.size();
+    if (n == 0) return 1;
+    auto const first = static_cast<unsigned char>(name[0]);
+    auto const last = static_cast<unsigned char>(name[n - 1]);
+    return uint64{1} << ((n * 5 + first + last * 3ul) & 63);
+}
+
 }  // namespace
 
 XMLRuntimeException::~XMLRuntimeException() noexcept = default;
@@ -237,6 +246,10 @@ char const* XMLParser::parseNode(char const* begin, char const* end) {
     }
     if (!attrs_.empty()) {
         detail::XMLAttrList& list = XMLTree::attrList(*node);
+        if (callback_ == nullptr && attrsDiffer_) {
+            for (Attr const& a : attrs_) list.addNew(a.name, a.value, node, a.escaped);
+            attrs_.clear();
+        }
         for (Attr const& a : attrs_) {
             XMLAttr const& added = list.add(a.name, a.value, node, a.escaped);
             if (callback_ == nullptr) continue;
@@ -248,9 +261,18 @@ char const* XMLParser::parseNode(char const* begin, char const* end) {
     return xmlFindOrNul(p, '>');
 }
 
+bool XMLParser::isNewName(istr const& name) const {
+    if (attrs_.size() >= detail::XMLAttrList::SHORT) return false;
+    for (Attr const& a : attrs_)
+        if (a.name == name) return false;
+    return true;
+}
+
 char const* XMLParser::parseAttrs(char const* begin, char const* end) {
     attrs_.clear();
     attrFault_ = nullptr;
+    attrsDiffer_ = true;
+    uint64 seen = 0;
     char const* p = skipWhitespace(begin, end);
     while (p != end && *p != '>' && *p != '/' && *p != '<') {
         char const* q = p;
@@ -276,6 +298,10 @@ char const* XMLParser::parseAttrs(char const* begin, char const* end) {
                 "found.";
             break;
         }
+        uint64 const mark = nameMark(name);
+        if ((seen & mark) != 0 || attrs_.size() == detail::XMLAttrList::SHORT)
+            attrsDiffer_ = attrsDiffer_ && isNewName(name);
+        seen |= mark;
         attrs_.push_back({name, istr(q + 1, close.at), close.ampersand});
         p = skipWhitespace(close.at + 1, end);
     }
