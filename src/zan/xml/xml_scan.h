@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstring>
 #include <string>
 
 #include "zan/base/base_type_string.h"
@@ -30,7 +31,15 @@ inline __m128i xmlLoad(char const* p) {
 // The next `stop` in [p, end), or the end. REQUIRES: the bytes behind the end are NUL.
 inline XMLFound xmlFind(char const* p, char const* end, char stop) {
     bool ampersand = false;
-    for (; p < end; p += 16) {
+    for (int blocks = 0; p < end; p += 16) {
+        if (++blocks == 8) {
+            // A long run: the library's searches are faster once they are under way.
+            auto const left = static_cast<unsigned long>(end - p);
+            auto const* at = static_cast<char const*>(std::memchr(p, stop, left));
+            if (at == nullptr) at = end;
+            ampersand = ampersand || std::memchr(p, '&', static_cast<unsigned long>(at - p));
+            return {at, ampersand};
+        }
         __m128i const block = xmlLoad(p);
         unsigned int const stops = xmlMask(block, stop);
         unsigned int const ampersands = xmlMask(block, '&');
@@ -68,7 +77,10 @@ inline char const* xmlFindOrNul(char const* p, char stop) {
 
 // One of the five bytes that are written as references.
 inline bool xmlSpecial(char c) {
-    return c == '&' || c == '"' || c == '\'' || c == '<' || c == '>';
+    auto const b = static_cast<unsigned char>(c);
+    // Each is below 64, so one word tells.
+    constexpr uint64 SPECIAL = 1ull << '&' | 1ull << '"' | 1ull << '\'' | 1ull << '<' | 1ull << '>';
+    return b < 64 && (SPECIAL >> b & 1) != 0;
 }
 
 inline istr xmlReference(char c) {

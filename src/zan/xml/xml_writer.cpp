@@ -1,5 +1,6 @@
 #include "zan/xml/xml_writer.h"
 
+#include <cstdint>
 #include <cstring>
 #include <ostream>
 #include <vector>
@@ -18,66 +19,103 @@ void XMLWriter::flush() {
     used_ = 0;
 }
 
-inline void XMLWriter::put(char const* p, unsigned long n) {
-    while (n > SIZE - used_) {
-        unsigned long const part = SIZE - used_;
-        std::memcpy(buffer_ + used_, p, part);
-        used_ = SIZE;
-        flush();
-        p += part;
-        n -= part;
+// Most texts are short; a call costs more than the copy.
+inline void XMLWriter::add(char const* p, unsigned long n) {
+    char* const to = buffer_ + used_;
+    if (n > 16) {
+        std::memcpy(to, p, n);
+    } else if (n >= 8) {
+        std::uint64_t words[2];
+        std::memcpy(words, p, 8);
+        std::memcpy(words + 1, p + n - 8, 8);
+        std::memcpy(to, words, 8);
+        std::memcpy(to + n - 8, words + 1, 8);
+    } else {
+        for (unsigned long i = 0; i < n; ++i) to[i] = p[i];
     }
-    if (n != 0) std::memcpy(buffer_ + used_, p, n);
     used_ += n;
 }
 
-void XMLWriter::escaped(istr const& s) {
-    char const* const end = s.end();
-    for (char const* p = s.begin();; ++p) {
-        char const* const special = xmlFindSpecial(p, end);
-        put(p, static_cast<unsigned long>(special - p));
-        if (special == end) return;
-        p = special;
-        put(xmlReference(*p));
+void XMLWriter::put(char const* p, unsigned long n) {
+    for (; n > SIZE - used_; flush()) {
+        unsigned long const part = SIZE - used_;
+        std::memcpy(buffer_ + used_, p, part);
+        used_ = SIZE;
+        p += part;
+        n -= part;
     }
+    add(p, n);
 }
 
-void XMLWriter::cdata(istr const& s) {
-    if (xmlFindSpecial(s.begin(), s.end()) == s.end()) return put(s);
+void XMLWriter::escaped(char const* p, unsigned long n) {
+    char const* const end = p + n;
+    if (n > 64) {
+        for (;; ++p) {
+            char const* const special = xmlFindSpecial(p, end);
+            put(p, static_cast<unsigned long>(special - p));
+            if (special == end) return;
+            p = special;
+            put(xmlReference(*p).data(), xmlReference(*p).size());
+        }
+    }
+    need(n * 6);
+    char* to = buffer_ + used_;
+    for (; p != end; ++p) {
+        *to = *p;
+        ++to;
+        if (!xmlSpecial(*p)) continue;
+        istr const reference = xmlReference(*p);
+        std::memcpy(to - 1, reference.data(), reference.size());
+        to += reference.size() - 1;
+    }
+    used_ = static_cast<unsigned long>(to - buffer_);
+}
+
+void XMLWriter::cdata(String const& s) {
+    char const* const p = s.data();
+    char const* const end = p + s.size();
+    if (xmlFindSpecial(p, end) == end) return put(p, s.size());
     String encoded(s);
     xml::encode_cdata(encoded);
-    put(encoded);
+    put(encoded.data(), encoded.size());
 }
 
 void XMLWriter::lead(unsigned long depth) {
     if (!indent_) return;
-    put('\n');
+    need(1);
+    add('\n');
     for (unsigned long blanks = depth * 4; blanks != 0;) {
-        if (used_ == SIZE) flush();
-        unsigned long const part = blanks < SIZE - used_ ? blanks : SIZE - used_;
-        std::memset(buffer_ + used_, ' ', part);
+        unsigned long const part = blanks < 64 ? blanks : 64;
+        need(64);
+        std::memset(buffer_ + used_, ' ', 64);
         used_ += part;
         blanks -= part;
     }
 }
 
 void XMLWriter::attr(XMLAttr const& a) {
-    if (a.name().empty()) return;
-    put(' ');
-    put(a.name());
-    put("=\"", 2);
-    escaped(a.value());
-    put('"');
+    String const& name = a.name();
+    if (name.empty()) return;
+    need(1);
+    add(' ');
+    put(name.data(), name.size());
+    need(2);
+    add('=');
+    add('"');
+    escaped(a.value().data(), a.value().size());
+    need(1);
+    add('"');
 }
 
 bool XMLWriter::begin(XMLNode const& node, unsigned long depth) {
-    put('<');
-    put(node.name());
+    need(1);
+    add('<');
+    put(node.name().data(), node.name().size());
     bool broken = false;
     if (XMLAttrList const* const attrs = XMLTree::attrs(node)) {
         for (unsigned long i = 0; i < attrs->size(); ++i) {
             XMLAttr const& a = attrs->at(i);
-            if (i != 0 && std::strncmp(a.name().c_str(), "__", 2) != 0) {
+            if (i != 0 && !(a.name()[0] == '_' && a.name()[1] == '_')) {
                 lead(depth + 1);
                 broken = true;
             }
@@ -86,21 +124,26 @@ bool XMLWriter::begin(XMLNode const& node, unsigned long depth) {
     }
     if (broken) lead(depth + 1);
     bool const leaf = node.numofChildren() == 0;
+    need(2);
     if (leaf && node.cdata().empty()) {
-        put("/>", 2);
+        add('/');
+        add('>');
         return true;
     }
-    put('>');
+    add('>');
     if (!leaf) return false;
     cdata(node.cdata());
-    end(node);
+    end(node.name());
     return true;
 }
 
-void XMLWriter::end(XMLNode const& node) {
-    put("</", 2);
-    put(node.name());
-    put('>');
+void XMLWriter::end(String const& name) {
+    need(2);
+    add('<');
+    add('/');
+    put(name.data(), name.size());
+    need(1);
+    add('>');
 }
 
 void XMLWriter::element(XMLNode const& node, unsigned long depth) {
@@ -126,7 +169,7 @@ void XMLWriter::element(XMLNode const& node, unsigned long depth) {
             cdata(level.node->cdata());
         }
         lead(depth);
-        end(*level.node);
+        end(level.node->name());
         open.pop_back();
         if (open.empty()) return;
         --depth;

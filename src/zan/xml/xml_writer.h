@@ -27,24 +27,27 @@ public:
     }
 
 private:
-    static constexpr unsigned long SIZE = 4096;
+    static constexpr unsigned long SIZE = 8192;
 
     void flush();
-    void put(char c) {
-        if (used_ == SIZE) flush();
-        buffer_[used_++] = c;
+    // Room for so many bytes. REQUIRES: at most SIZE.
+    void need(unsigned long n) {
+        if (n > SIZE - used_) flush();
     }
+    // REQUIRES: need(1).
+    void add(char c) { buffer_[used_++] = c; }
+    // REQUIRES: need(n).
+    void add(char const* p, unsigned long n);
     void put(char const* p, unsigned long n);
-    void put(istr const& s) { put(s.data(), s.size()); }
     void attr(XMLAttr const& a);
     void element(XMLNode const& node, unsigned long depth);
-    void escaped(istr const& s);
-    void cdata(istr const& s);
+    void escaped(char const* p, unsigned long n);
+    void cdata(String const& s);
     // A line feed and the blanks of a level, where lines are broken.
     void lead(unsigned long depth);
     // Up to the end of a start tag. True where the element ended with it.
     bool begin(XMLNode const& node, unsigned long depth);
-    void end(XMLNode const& node);
+    void end(String const& name);
 
     String* text_ = nullptr;
     std::ostream* stream_ = nullptr;

@@ -24,6 +24,13 @@ inline bool endsName(char c) {
     return xmlWhite(c) || c == '>' || c == '/' || c == 0;
 }
 
+inline void addPlain(String& out, istr const& s) {
+    if (out.empty())
+        out = String(std::string(s.data(), s.size()));
+    else
+        out += s;
+}
+
 // One bit; different for most names in one tag.
 inline uint64 nameMark(istr const& name) {
     unsigned long const n = name.size();
@@ -151,7 +158,7 @@ bool XMLParser::parseText(char const* p, bool report) {
         if (found.ampersand)
             XMLTree::cdata(*node) += decodeText(text);
         else
-            XMLTree::cdata(*node).append(p, text.size());
+            addPlain(XMLTree::cdata(*node), text);
         position_ = found.at;
         if (report && callback_ != nullptr) callback_->onCDATAFound(this, node);
     }
