@@ -284,6 +284,7 @@ TEST(XmlStreamObjects, EnterNamesTheElement) {
     EXPECT_EQ("<root/>", in.str(false, 0));
 }
 
+// [item]
 struct Item : zan::XMLCodecBase {
     String name;
     zan::Long count = 1;
@@ -310,6 +311,7 @@ struct Item : zan::XMLCodecBase {
             XMLStream(out_t(), key, s) << value;
     }
 };
+// [/item]
 
 TEST(XmlStreamObjects, ReadBackWhatTheyWrote) {
     Item item;
