@@ -24,6 +24,11 @@ struct XMLFound {
 inline unsigned int xmlMask(__m128i block, char c) {
     return static_cast<unsigned int>(_mm_movemask_epi8(_mm_cmpeq_epi8(block, _mm_set1_epi8(c))));
 }
+// Of the five bytes that are written as references.
+inline unsigned int xmlSpecials(__m128i block) {
+    return xmlMask(block, '&') | xmlMask(block, '"') | xmlMask(block, '\'') | xmlMask(block, '<') |
+           xmlMask(block, '>');
+}
 inline __m128i xmlLoad(char const* p) {
     return _mm_loadu_si128(reinterpret_cast<__m128i const*>(p));
 }
@@ -102,10 +107,7 @@ inline istr xmlReference(char c) {
 inline char const* xmlFindSpecial(char const* p, char const* end) {
 #if defined(__SSE2__)
     for (; end - p >= 16; p += 16) {
-        __m128i const block = xmlLoad(p);
-        unsigned int const special = xmlMask(block, '&') | xmlMask(block, '"') |
-                                     xmlMask(block, '\'') | xmlMask(block, '<') |
-                                     xmlMask(block, '>');
+        unsigned int const special = xmlSpecials(xmlLoad(p));
         if (special != 0) return p + __builtin_ctz(special);
     }
 #endif

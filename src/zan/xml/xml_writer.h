@@ -28,8 +28,11 @@ public:
 
 private:
     static constexpr unsigned long SIZE = 8192;
+    // Texts up to this size go without a look at the room for each byte.
+    static constexpr unsigned long SHORT_TEXT = 64;
 
     void flush();
+    void makeRoom();
     // Room for so many bytes. REQUIRES: at most SIZE.
     void need(unsigned long n) {
         if (n > SIZE - used_) flush();
@@ -39,6 +42,8 @@ private:
     // REQUIRES: need(n).
     void add(char const* p, unsigned long n);
     void put(char const* p, unsigned long n);
+    void put(char before, String const& name, char behind = 0);
+    static bool copyPlain(char* to, char const* p, unsigned long n);
     void attr(XMLAttr const& a);
     void element(XMLNode const& node, unsigned long depth);
     void escaped(char const* p, unsigned long n);
@@ -52,6 +57,8 @@ private:
     String* text_ = nullptr;
     std::ostream* stream_ = nullptr;
     bool indent_ = false;
+    unsigned long children_ = 0;  // of the top element, and how many are begun
+    unsigned long done_ = 0;
     unsigned long used_ = 0;
     char buffer_[SIZE];
 };
