@@ -88,6 +88,13 @@
 #include "zan/pml/pml_stream.h"
 #include "zan/pml/pml_t.h"
 
+#include "zan/xml/xmlattr.h"
+#include "zan/xml/xmlnode.h"
+#include "zan/xml/xmloutstream.h"
+#include "zan/xml/xmlparser.h"
+#include "zan/xml/xmlstream.h"
+#include "zan/xml/xmlstreambase.h"
+
 #include "zan/tcp/tcp_client.h"
 #include "zan/tcp/tcp_impl_base.h"
 #include "zan/tcp/tcp_server.h"
