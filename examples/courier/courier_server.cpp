@@ -1,12 +1,18 @@
 // Stores the files that courier_send brings. See docs/courier.md.
 #include <zan/zan.h>
 
-#include <charconv>
-#include <condition_variable>
-#include <iostream>
-#include <mutex>
+#include <unistd.h>
 
+#include <atomic>
+#include <charconv>
+#include <filesystem>
+#include <iostream>
+#include <optional>
+#include <sstream>
+
+#include "idle_watch.h"
 #include "inbox.h"
+#include "settings.h"
 
 namespace {
 
@@ -17,6 +23,7 @@ Listens for courier_send and stores the files that it brings. The first line of
 output is "listening on PORT". SIGINT and SIGTERM end the server when the files
 that are under way are stored; a second one ends it at once.
 
+  --config FILE  the settings; "courier.pml" unless given, where there is one
   --port N       the port to listen on; 0, the default, takes a free one
   --address IP   the local address to listen on; 127.0.0.1 unless given,
                  0.0.0.0 for every address of this machine
@@ -24,13 +31,17 @@ that are under way are stored; a second one ends it at once.
                  unless given
   --log FILE     the log file; none unless given
   --help         this text
+
+What is given here goes before what the settings say. On a terminal the server
+takes commands: status, log on NAME, log off NAME, quit.
 )";
 
+constexpr char CONFIG[] = "courier.pml";
+
 struct Options {
-    unsigned short port = 0;
-    std::string address = "127.0.0.1";
-    std::string inbox = "inbox";
-    std::string log;
+    std::string config;
+    std::optional<unsigned short> port;
+    std::optional<std::string> address, inbox, log;
     bool help = false;
     std::string error;
 
@@ -45,8 +56,10 @@ struct Options {
             } else if (option == "--port") {
                 std::string const value = argv[++i];
                 auto const end = value.data() + value.size();
-                auto const read = std::from_chars(value.data(), end, port);
+                auto const read = std::from_chars(value.data(), end, port.emplace());
                 if (read.ec != std::errc() || read.ptr != end) error = "no port: " + value;
+            } else if (option == "--config") {
+                config = argv[++i];
             } else if (option == "--address") {
                 address = argv[++i];
             } else if (option == "--inbox") {
@@ -60,54 +73,98 @@ struct Options {
     }
 };
 
+zan::logger& log() {
+    return zan::logger_factory::instance(zan::LOGGER_ID);
+}
+
 class CourierServer : public zan::UowMain {
 public:
-    CourierServer(int argc, wchar_t** argv, Options const& options)
+    CourierServer(int argc, wchar_t** argv, courier::Settings const& settings,
+                  courier::IdleWatch& idle)
         : UowMain(argc, argv),
-          options_(options),
-          inbox_(new courier::Inbox(server_, options.inbox)) {}
+          settings_(settings),
+          idle_(idle),
+          inbox_(new courier::Inbox(server_, std::string(settings.inbox))) {}
 
     void on_init() override {
+        for (zan::String const& problem : settings_.problems()) {
+            std::cerr << "courier_server: " << problem << std::endl;
+            ZAN_NOTICE(log(), "settings: " << problem);
+        }
         server_.setMaxFrameSize(courier::MAX_FRAME);
-        if (!server_.open(zan::TcpAddr(options_.port, options_.address), inbox_, 0)) {
-            std::cerr << "courier_server: cannot listen on " << options_.address << ':'
-                      << options_.port << std::endl;
+        if (!server_.open(zan::TcpAddr(settings_.port, settings_.address), inbox_, 0)) {
+            std::cerr << "courier_server: cannot listen on " << settings_.address << ':'
+                      << settings_.port << std::endl;
             return stop(1);
         }
+        auto const lastHeard = [this](zan::TcpAddr const& peer) { return inbox_->lastHeard(peer); };
+        if (!idle_.start(server_, lastHeard, settings_.idleTimeout))
+            ZAN_WARNING(log(), "no timer, idle connections stay open");
         std::cout << "listening on " << server_.getLocalPort() << std::endl;
+        if (isatty(STDIN_FILENO) != 0) commands_.open(L"> ");
     }
 
-    // All work is done on the threads of the connections.
+    // All work is done on the threads of the connections; what is left is to obey.
     void on_loop() override {
-        std::unique_lock<std::mutex> lock(mutex_);
-        quitting_.wait(lock, [this] { return signals_ != 0; });
-        stop(0);
+        if (signals_ != 0) return stop(0);
+        std::wstring line;
+        if (commands_.get(line, zan::Time::seconds(1))) obey(zan::String(line));
     }
 
     void on_fini() override {
+        commands_.close();
+        idle_.stop();
         inbox_->drain();
         // A sender that has fallen silent does not hold up the end for ever.
-        if (!inbox_->waitIdle(30))
-            ZAN_WARNING(zan::logger_factory::instance(zan::LOGGER_ID),
-                        "stopping with files under way");
+        if (!inbox_->waitIdle(30)) ZAN_WARNING(log(), "stopping with files under way");
         server_.close();
     }
 
     // On the thread of the quit handler.
     void onSignal() {
-        std::lock_guard<std::mutex> const guard(mutex_);
         if (++signals_ > 1) inbox_->giveUp();
-        quitting_.notify_all();
+        commands_.close();  // lets the loop come back
     }
 
 private:
-    Options const& options_;
+    void obey(std::string const& line) {
+        std::istringstream words(line);
+        std::string command, state, name, more;
+        words >> command >> state >> name >> more;
+        if (command == "status" && state.empty()) {
+            zan::dumper out(std::cout);
+            inbox_->dump(out);
+            std::cout << std::endl;
+        } else if (command == "log" && (state == "on" || state == "off") && !name.empty() &&
+                   more.empty()) {
+            log().setAppLog(name, state == "on");
+            std::cout << name << " is " << state << std::endl;
+        } else if (command == "quit" && state.empty()) {
+            stop(0);
+        } else if (!command.empty()) {
+            std::cout << "commands: status, log on NAME, log off NAME, quit" << std::endl;
+        }
+    }
+
+    courier::Settings const& settings_;
+    courier::IdleWatch& idle_;
     zan::TcpServer server_;
     zan::Handle<courier::Inbox> const inbox_;
-    std::mutex mutex_;
-    std::condition_variable quitting_;
-    int signals_ = 0;
+    zan::CmdLineQueue commands_;
+    std::atomic<int> signals_{0};
 };
+
+// The settings that hold: those of the file, and those of the command line before them.
+courier::Settings settingsOf(Options const& options) {
+    courier::Settings settings;
+    if (!options.config.empty() && !std::filesystem::exists(options.config))
+        throw std::runtime_error("no such file: " + options.config);
+    settings.load(zan::String(zan::libraryName(options.config.empty() ? CONFIG : options.config)));
+    if (options.port) settings.port = *options.port;
+    if (options.address) settings.address = *options.address;
+    if (options.inbox) settings.inbox = *options.inbox;
+    return settings;
+}
 
 }  // namespace
 
@@ -121,10 +178,13 @@ int main(int argc, char** argv) {
         std::cerr << "courier_server: " << options.error << "\n\n" << USAGE;
         return 2;
     }
-    zan::InitFini const library(options.log.empty() ? nullptr : options.log.c_str(), false);
+    courier::IdleWatch idle;
     try {
+        courier::Settings const settings = settingsOf(options);
+        std::string const logFile = options.log ? *options.log : std::string(log().filename());
+        zan::InitFini const library(logFile.empty() ? nullptr : logFile.c_str(), false);
         zan::WideArgs const wide(argc, argv);
-        CourierServer server(wide.argc(), wide.argv(), options);
+        CourierServer server(wide.argc(), wide.argv(), settings, idle);
         zan::QuitHandler const quit(
             [](int) { static_cast<CourierServer&>(zan::app()).onSignal(); });
         return server.start();

@@ -42,6 +42,7 @@ void Inbox::onRecv(zan::TcpAddr const& peer, zan::istr const& data) {
         SessionPtr& entry = sessions_[peer];
         if (!entry) entry = std::make_shared<Session>();
         session = entry;
+        session->lastHeard = zan::Time::now(zan::Time::Monotonic);
         ++steps_;
     }
     // An exception, for instance of bytes that are no NBR, may leave this function: the library
@@ -53,7 +54,7 @@ void Inbox::onRecv(zan::TcpAddr const& peer, zan::istr const& data) {
         if (session->begun()) fail(*session, peer, "another file began before its end");
         session->transfer = message.transfer;
         session->name = message.name;
-        zan::String const reason = begin(*session, message);
+        zan::String const reason = begin(*session, peer, message);
         if (!reason.empty()) fail(*session, peer, reason);
     } else if (kind == CHUNK) {
         Chunk message;
@@ -79,7 +80,7 @@ void Inbox::onRecv(zan::TcpAddr const& peer, zan::istr const& data) {
         receipt.text = session->name;
         close(*session);
         send(*session, peer, receipt);
-        left();
+        left(true);
     } else {
         ZAN_USER_THROW_MSG(log(), zan::InvalidDataException,
                            "unexpected message " << static_cast<int>(kind));
@@ -99,18 +100,19 @@ void Inbox::onClose(zan::TcpAddr const& peer) {
     ZAN_INFO(log(),
              "not stored " << shown(session->name) << " from " << peer << ": the connection ended");
     close(*session);
-    left();
+    left(false);
 }
 
 // --- A file
 
-zan::String Inbox::begin(Session& session, Begin const& message) {
+zan::String Inbox::begin(Session& session, zan::TcpAddr const& peer, Begin const& message) {
     zan::String const reason = checkName(session.name);
     if (!reason.empty()) return reason;
     {
         std::lock_guard<std::mutex> const guard(mutex_);
         if (draining_) return "the server is stopping";
-        if (!underWay_.insert(session.name).second) return "a file of this name is under way";
+        if (!underWay_.insert({session.name, {peer, message.size, 0}}).second)
+            return "a file of this name is under way";
         session.temporary = incoming_ / std::to_string(++nextFile_);
         ++active_;
     }
@@ -154,6 +156,10 @@ zan::String Inbox::add(Session& session, Chunk const& message) {
     if (!session.file.write(message.bytes)) return "cannot write: " + zan::getLastErrorMsg();
     session.crc = addCrc(session.crc, message.bytes);
     session.received += message.bytes.size();
+    ZAN_APP_INFO(log(), "COURIER.CHUNK",
+                 shown(session.name) << ", " << session.received << " of " << session.size);
+    std::lock_guard<std::mutex> const guard(mutex_);
+    underWay_[session.name].received = session.received;
     return zan::String();
 }
 
@@ -184,8 +190,9 @@ void Inbox::close(Session& session) {
 }
 
 // A file that was begun has its receipt, or nobody to get one.
-void Inbox::left() {
+void Inbox::left(bool stored) {
     std::lock_guard<std::mutex> const guard(mutex_);
+    ++(stored ? stored_ : failed_);
     --active_;
     ++steps_;
     changed_.notify_all();
@@ -199,12 +206,38 @@ void Inbox::fail(Session& session, zan::TcpAddr const& peer, zan::String const& 
     bool const begun = session.begun();
     close(session);
     send(session, peer, receipt);
-    if (begun) left();
+    if (begun) left(false);
 }
 
 void Inbox::send(Session& session, zan::TcpAddr const& peer, Message& message) {
     // A failure is in the log already, and ends the connection.
     server_.send(peer, message.toFrame(session.out), SEND_TIMEOUT);
+}
+
+// --- What others see
+
+zan::Time Inbox::lastHeard(zan::TcpAddr const& peer) {
+    std::lock_guard<std::mutex> const guard(mutex_);
+    auto const it = sessions_.find(peer);
+    return it == sessions_.end() ? zan::Time() : it->second->lastHeard;
+}
+
+zan::dumper& Inbox::UnderWay::dump(zan::dumper& d) const {
+    zan::dumper::_Entry const entry(d, "courier::UnderWay");
+    d << zan::indent << zan::namestring("from") << (zan::String() << from) << zan::endline;
+    d << zan::indent << zan::namestring("size") << size << zan::endline;
+    d << zan::indent << zan::namestring("received") << received << zan::endline;
+    return d;
+}
+
+zan::dumper& Inbox::dump(zan::dumper& d) {
+    std::lock_guard<std::mutex> const guard(mutex_);
+    zan::dumper::_Entry const entry(d, "courier::Inbox");
+    d << zan::indent << zan::namestring("folder_") << folder_.native() << zan::endline;
+    d << zan::indent << zan::namestring("stored_") << stored_ << zan::endline;
+    d << zan::indent << zan::namestring("failed_") << failed_ << zan::endline;
+    d << zan::indent << zan::namestring("underWay_") << underWay_ << zan::endline;
+    return d;
 }
 
 // --- The end

@@ -7,7 +7,6 @@
 #include <map>
 #include <memory>
 #include <mutex>
-#include <set>
 
 #include "messages.h"
 
@@ -29,6 +28,11 @@ public:
     void onRecv(zan::TcpAddr const& peer, zan::istr const& data) override;
     void onClose(zan::TcpAddr const& peer) override;
 
+    // By the monotonic clock; Time() where nothing has come from there.
+    zan::Time lastHeard(zan::TcpAddr const& peer);
+    // What is under way, and what has been.
+    zan::dumper& dump(zan::dumper& d);
+
     // From now on no new file is begun.
     void drain();
     // Waits until none is under way; false after `seconds` without one of them ending or moving on.
@@ -47,20 +51,28 @@ private:
         zan::uint64 received = 0;
         unsigned int crc = 0;
         zan::Time modified;
+        zan::Time lastHeard;  // guarded by the inbox's mutex
         bool begun() const { return !temporary.empty(); }
 
         zan::nbr::OutputStream out;  // its memory is used again for each answer
     };
+    // A file as others see it.
+    struct UnderWay {
+        zan::TcpAddr from;
+        zan::uint64 size = 0;
+        zan::uint64 received = 0;
+        zan::dumper& dump(zan::dumper& d) const;
+    };
     using SessionPtr = std::shared_ptr<Session>;
 
     // These give the reason why the file cannot be stored, or nothing.
-    zan::String begin(Session& session, Begin const& message);
+    zan::String begin(Session& session, zan::TcpAddr const& peer, Begin const& message);
     zan::String add(Session& session, Chunk const& message);
     zan::String finish(Session& session, End const& message);
 
     zan::String checkName(zan::istr const& name) const;
     void close(Session& session);
-    void left();
+    void left(bool stored);
     void fail(Session& session, zan::TcpAddr const& peer, zan::String const& reason);
     void send(Session& session, zan::TcpAddr const& peer, Message& message);
 
@@ -71,8 +83,10 @@ private:
     std::mutex mutex_;  // guards what follows
     std::condition_variable changed_;
     std::map<zan::TcpAddr, SessionPtr> sessions_;
-    std::set<std::string> underWay_;  // names
-    unsigned long active_ = 0;        // files begun whose receipts have not been sent
+    std::map<std::string, UnderWay> underWay_;  // by name
+    unsigned long stored_ = 0;
+    unsigned long failed_ = 0;
+    unsigned long active_ = 0;  // files begun whose receipts have not been sent
     unsigned long nextFile_ = 0;
     unsigned long steps_ = 0;  // grows with each chunk and each end
     bool draining_ = false;

@@ -50,6 +50,7 @@
 #include "zan/util/names.h"
 #include "zan/util/printf.h"
 #include "zan/util/singleton_t.h"
+#include "zan/util/test.h"
 #include "zan/util/uow.h"
 #include "zan/util/util_func.h"
 #include "zan/util/util_str.h"
@@ -93,6 +94,13 @@
 #include "zan/pml/pml_show.h"
 #include "zan/pml/pml_stream.h"
 #include "zan/pml/pml_t.h"
+
+#include "zan/xml/xmlattr.h"
+#include "zan/xml/xmlnode.h"
+#include "zan/xml/xmloutstream.h"
+#include "zan/xml/xmlparser.h"
+#include "zan/xml/xmlstream.h"
+#include "zan/xml/xmlstreambase.h"
 
 #include "zan/tcp/tcp_client.h"
 #include "zan/tcp/tcp_impl_base.h"

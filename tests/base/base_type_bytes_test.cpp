@@ -114,20 +114,4 @@ TEST(IpAddresses, BetweenTextAndNetworkForm) {
     EXPECT_EQ(0xFFFFFFFFul, ip_aton("no address"));
 }
 
-TEST(BitAddresses, ByteAndBit) {
-    BitPos const p(19);
-    EXPECT_EQ(2, p.byte_no());
-    EXPECT_EQ(3, p.bit_no());
-    EXPECT_EQ(19u, p.toTotal());
-    EXPECT_EQ(1, BitPos(1, 9).bit_no());
-    BitPos const end = BitsSub(BitPos(0, 6), 4).end();
-    EXPECT_EQ(1, end.byte_no());
-    EXPECT_EQ(2, end.bit_no());
-    StringSlice slice("\xab\xcd");
-    unsigned char flags = 0;
-    ByteRef(flags, 0x0F)(slice);
-    EXPECT_EQ(0x0B, flags);
-    EXPECT_EQ(1u, slice.left());
-}
-
 }  // namespace

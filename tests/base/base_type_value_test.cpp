@@ -68,19 +68,6 @@ TEST(ValueText, ThereAndBack) {
     EXPECT_EQ("1e+10", Float(1e10f).toString());
 }
 
-TEST(ValueText, Dumps) {
-    EXPECT_EQ("true", dumped(Bit(true)));
-    EXPECT_EQ("false", streamed(Bit(false)));
-    EXPECT_EQ("'a'", dumped(Char('a')));
-    EXPECT_EQ("'<LF>'", dumped(Byte('\n')));
-    EXPECT_EQ("<LF>", streamed(Byte('\n')));
-    EXPECT_EQ("a", streamed(Char('a')));
-    EXPECT_EQ("97", dumped(Wchar(L'a')));
-    EXPECT_EQ("-5", dumped(Long(-5)));
-    EXPECT_EQ("5", streamed(Ulonglong(5)));
-    EXPECT_EQ("2.5", dumped(Double(2.5)));
-}
-
 // --- 32 bits are 32 bits.
 
 TEST(ValueRange, LongAndUlongNeverCut) {
@@ -125,38 +112,6 @@ TEST(ValueHalves, LowComesFirst) {
     EXPECT_EQ(0x100000002, Longlong(2ul, 1ul).value());
     EXPECT_EQ(0xFFFFFFFFul, Longlong(-1).high());
     EXPECT_EQ(0x500000002u, Ulonglong(0x100000002u).high(5).value());
-}
-
-TEST(ValueBits, OfAByte) {
-    Byte b(0);
-    b[3] = true;
-    EXPECT_EQ(8, b.value());
-    EXPECT_TRUE(b.get(3));
-    b[0] = b[3];
-    EXPECT_EQ(9, b.value());
-    EXPECT_EQ(1, b.reset(3).value());
-    EXPECT_EQ(0x81, b.set(7).value());
-    EXPECT_EQ(0x81, b.set(8).value()) << "there is no bit 8";
-    EXPECT_FALSE(static_cast<Byte const&>(b)[200]);
-}
-
-TEST(ValueScalar, GoesWhereItsScalarGoes) {
-    static_assert(std::is_trivially_copyable_v<Long> && sizeof(Wchar) == sizeof(wchar_t));
-    Long x(5);
-    x += 3;
-    std::int32_t& scalar = x;
-    scalar = -5;
-    EXPECT_EQ(5, (-x).value());
-    EXPECT_EQ(INT_MIN, (-Long(INT_MIN)).value());
-    EXPECT_EQ(-128, (-Char(-128)).value());
-    std::ostringstream os;
-    os << Ulong(7) << Char('c') << Bit(true);
-    EXPECT_EQ("7c1", os.str());
-    EXPECT_TRUE(Char('a').in("xay"));
-    EXPECT_TRUE(Char(0).in("x"));
-    EXPECT_EQ('F', Char().fromHex(15).value());
-    EXPECT_EQ(255, Char('g').toHex());
-    EXPECT_TRUE(Char(' ').isSpace() && Char('A').toLower().isLower() && !Char('\n').isPrint());
 }
 
 }  // namespace

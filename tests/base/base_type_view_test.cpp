@@ -120,11 +120,4 @@ TEST(WritableBuffer, AssignFromAnotherRebindsInsteadOfCopying) {
     EXPECT_EQ(2u, ostr(full, 3).sizeN(2));
 }
 
-TEST(ViewWithCodePage, KeepsTheNumber) {
-    EXPECT_EQ(-1, zan::istr_cp().codepage());
-    EXPECT_EQ(936, zan::istr_cp("ab", 936).codepage());
-    EXPECT_EQ("ab", zan::istr_cp(std::string("ab"), 936));
-    EXPECT_EQ(2u, zan::iwstr_cp(L"ab", 1252).size());
-}
-
 }  // namespace

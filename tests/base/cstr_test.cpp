@@ -73,35 +73,6 @@ TEST(CstrCompare, TextAndBytes) {
     EXPECT_GT(StrCmpUnsafe("\xff", "a", ~0UL, true), 0) << "characters compare as bytes";
 }
 
-TEST(CstrCharacters, FixedAnswers) {
-    EXPECT_EQ(255, HexFromChar('g'));
-    EXPECT_EQ(15, HexFromChar('f'));
-    EXPECT_EQ('F', HexToChar(0x1F));
-    EXPECT_TRUE(CharIn(0, "abc"));
-    EXPECT_FALSE(CharIn('x', "abc"));
-    EXPECT_FALSE(CharIsAlpha('\xe4')) << "in the C locale";
-    std::wstring wide(L"a \t");
-    StrTrimRight(wide);
-    EXPECT_EQ(L"a", wide);
-    std::string blanks("  ");
-    StrTrimRight(blanks);
-    EXPECT_EQ("", blanks);
-}
-
-TEST(CstrPrint, ShowsEachCharacterByName) {
-    std::string text;
-    for (int const c : {0, 1, 7, 8, 9, 10, 13, 14, 26, 27, 28, 31, int{'a'}, 127, 255}) {
-        std::ostringstream os;
-        Print(os, static_cast<char>(c)) << ' ' << 10;
-        text += os.str() + "|";
-    }
-    EXPECT_EQ(
-        "<NUL> 10|^A 10|^G 10|<BS> 10|<HT> 10|<LF> 10|<CR> 10|^N 10|^Z 10|<ESC> 10|^\\ 10|^_ 10|a "
-        "10|"
-        "\\177 10|\\377 10|",
-        text);
-}
-
 TEST(CstrGuardedAccess, TheTerminatorIsTheLastLegalPlace) {
     LogCapture log;
     char memory[4] = "abc";

@@ -77,26 +77,6 @@ TEST(ExceptionFacts, TheThrowingRecordIsFramed) {
               text.substr(first.size()));
 }
 
-TEST(ExceptionFacts, NamesAndDefaults) {
-    EXPECT_STREQ("zan::Exception", Exception("f", 7, "g", nullptr, "m").name());
-    EXPECT_STREQ("zan::Exception", Exception("f", 7, "g", "", "m").name());
-    EXPECT_STREQ("zan::ToBeDoneException", ToBeDoneException("f", 7, "g", "m").name());
-    EXPECT_STREQ("zan::QuitHandlerException", QuitHandlerException("f", 7, "g").name());
-    EXPECT_STREQ("", QuitHandlerException("f", 7, "g").msg());
-    EXPECT_EQ(7u, DuplicatedUnitException("f", 7, "g", "m").line());
-    EXPECT_STREQ("", SE_Exception().what());
-    EXPECT_STREQ("SE_Exception  0xc0000005, ebp = 0x0012ff00, eip = 0x00401000",
-                 SE_Exception(0xC0000005, 0x12FF00, 0x401000).what());
-    std::string const what = ThreadSyscallException("f", 7, "g", 11).what();
-    EXPECT_NE(std::string::npos,
-              what.find("}:\nthread syscall exception: Resource temporarily unavailable"));
-    EXPECT_NE(std::string::npos, std::string(ThreadSyscallException("f", 7, "g", 99999).what())
-                                     .find(":\nthread syscall exception: unknown thread error"));
-    EXPECT_EQ(
-        std::string::npos,
-        std::string(ThreadSyscallException("f", 7, "g", 0).what()).find("syscall exception:"));
-}
-
 int ensured(bool good) {
     ZAN_ENSURE_DO(good, return -1);
     return 1;

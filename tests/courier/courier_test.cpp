@@ -1,6 +1,8 @@
 // The programs of examples/courier, as they are, against hostile peers and failing disks.
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <poll.h>
+#include <pty.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -82,9 +84,11 @@ private:
 
 class Server {
 public:
-    explicit Server(std::vector<std::string> const& before = {}) {
+    explicit Server(std::vector<std::string> const& before = {},
+                    std::vector<std::string> const& after = {}) {
         std::vector<std::string> args = before;
         args.insert(args.end(), {program("courier_server"), "--inbox", inbox(), "--log", log()});
+        args.insert(args.end(), after.begin(), after.end());
         process_ = std::make_unique<Process>(dir_.path(), args);
         auto const deadline = std::chrono::steady_clock::now() + PATIENCE;
         // The line on its output is all that a program tells another one.
@@ -367,6 +371,140 @@ TEST(CourierStop, ASecondSignalEndsItAtOnceAndLeavesNothingHalf) {
     EXPECT_EQ(0, server.process().wait());
     EXPECT_LT(std::chrono::steady_clock::now() - start, PATIENCE);
     EXPECT_TRUE(server.stored().empty());
+}
+
+// A person at a terminal.
+class Terminal {
+public:
+    Terminal(fs::path const& dir, std::string const& command) {
+        pid_ = forkpty(&fd_, nullptr, nullptr, nullptr);
+        if (pid_ == 0) {
+            if (chdir(dir.c_str()) == 0) execl(command.c_str(), command.c_str(), nullptr);
+            _exit(127);
+        }
+    }
+    Terminal(Terminal const&) = delete;
+    Terminal& operator=(Terminal const&) = delete;
+    ~Terminal() {
+        close(fd_);
+        if (pid_ > 0) {
+            kill(pid_, SIGKILL);
+            waitpid(pid_, nullptr, 0);
+        }
+    }
+    void type(std::string const& line) {
+        EXPECT_EQ(static_cast<ssize_t>(line.size()), write(fd_, line.data(), line.size()));
+    }
+    // What has been shown since the last call, up to `text` and with it.
+    std::string until(std::string const& text) {
+        for (;;) {
+            auto const at = shown_.find(text);
+            if (at != std::string::npos) {
+                std::string const found = shown_.substr(0, at + text.size());
+                shown_.erase(0, found.size());
+                return found;
+            }
+            pollfd ready{fd_, POLLIN, 0};
+            char bytes[4096];
+            auto const patience = std::chrono::milliseconds(PATIENCE).count();
+            ssize_t n = 0;
+            if (poll(&ready, 1, static_cast<int>(patience)) > 0) n = read(fd_, bytes, sizeof bytes);
+            if (n <= 0) {
+                ADD_FAILURE() << text << " was not shown, but: " << shown_;
+                return shown_;
+            }
+            for (char const c : std::string(bytes, static_cast<std::size_t>(n)))
+                if (c != '\r') shown_ += c;
+        }
+    }
+    int wait() {
+        int status = 0;
+        waitpid(pid_, &status, 0);
+        pid_ = -1;
+        return WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status);
+    }
+
+private:
+    int fd_ = -1;
+    pid_t pid_ = -1;
+    std::string shown_;
+};
+
+TEST(CourierSettings, ATerminalSeesWhatIsWrongAndTakesCommands) {
+    TempDir dir;
+    spill(dir.path() / "courier.pml",
+          "courier(port(70000) idleTimeout(soon) adress(1) inbox(in)\n"
+          "log(filename(c.log) debugOn(maybe) maxNumofMsg(many) zap(1)\n"
+          "appLogs:map(COURIER.CHUNK(0) X(perhaps))))");
+    Terminal terminal(dir.path(), program("courier_server"));
+    EXPECT_EQ(
+        "courier_server: courier/port: '70000' is no port, 0 stands in\n"
+        "courier_server: courier/idleTimeout: 'soon' is no number, 60 stands in\n"
+        "courier_server: courier/adress: unknown, ignored\n"
+        "courier_server: courier/log/debugOn: 'maybe' is neither true nor false, 1 stands in\n"
+        "courier_server: courier/log/maxNumofMsg: 'many' is no number, 100 stands in\n"
+        "courier_server: courier/log/zap: unknown, ignored\n"
+        "courier_server: courier/log/appLogs/X: 'perhaps' is neither true nor false, "
+        "0 stands in\n"
+        "listening on ",
+        terminal.until("listening on "));
+    unsigned short port = 0;
+    std::sscanf(terminal.until("\n> ").c_str(), "%hu", &port);
+    Peer peer = Peer::connect(port);
+    terminal.type("log on COURIER.CHUNK\n");
+    terminal.until("COURIER.CHUNK is on\n");
+    peer.write(begin(1, "half", 6) + chunk(1, 0, "abcd"));
+    peer.readFrame();
+    terminal.type("status\n");
+    std::string const status = terminal.until("    }\n}\n");
+    EXPECT_NE(std::string::npos, status.find("@courier::Inbox{\n    folder_ = 'in'\n"
+                                             "    stored_ = 0\n    failed_ = 0\n"))
+        << status;
+    EXPECT_NE(std::string::npos, status.find("size = 6\n")) << status;
+    EXPECT_NE(std::string::npos, status.find("received = 4\n")) << status;
+    terminal.type("log off COURIER.CHUNK\n");
+    terminal.until("COURIER.CHUNK is off\n");
+    terminal.type("log maybe\n");
+    terminal.until("commands: status, log on NAME, log off NAME, quit\n");
+    peer.write(chunk(1, 4, "ef") + end(1, "abcdef"));
+    EXPECT_EQ("stored", receipt(peer));
+    terminal.type("quit\n");
+    EXPECT_EQ(0, terminal.wait());
+    EXPECT_EQ("abcdef", slurp(dir.path() / "in" / "half"));
+    std::string const log = slurp(dir.path() / "c.log");
+    EXPECT_NE(std::string::npos, log.find("[COURIER.CHUNK]")) << log;
+    EXPECT_NE(std::string::npos, log.find("half, 4 of 6")) << log;
+    EXPECT_EQ(std::string::npos, log.find("half, 6 of 6")) << log;
+    EXPECT_NE(std::string::npos, log.find("settings: courier/adress: unknown, ignored")) << log;
+}
+
+TEST(CourierSettings, SilentConnectionsAreClosedByATimer) {
+    TempDir dir;
+    spill(dir.path() / "short.pml", "c(idleTimeout(1))");
+    Server server({}, {"--config", dir.file("short.pml")});
+    Peer silent = server.connect();
+    Peer talking = server.connect();
+    talking.write(begin(1, "half", 6) + chunk(1, 0, "abc"));
+    talking.readFrame();
+    EXPECT_TRUE(silent.atEnd());
+    EXPECT_TRUE(talking.atEnd());
+    EXPECT_EQ(0, server.stop());
+    EXPECT_EQ(2u, server.lines(", idle"));
+    EXPECT_EQ(1u, server.lines("not stored half"));
+    EXPECT_TRUE(server.stored().empty());
+}
+
+TEST(CourierSettings, AFileThatDoesNotParseEndsTheServerWithItsPlace) {
+    TempDir dir;
+    spill(dir.path() / "bad.pml", "courier(\n  port:x:y(1)\n");
+    for (char const* const file : {"bad.pml", "missing.pml"}) {
+        Process server(dir.path(), {program("courier_server"), "--config", file});
+        EXPECT_EQ(1, server.wait());
+        EXPECT_NE(std::string::npos,
+                  server.err().find(file == "bad.pml"s ? "file bad.pml, line 2, column 9"
+                                                       : "no such file: missing.pml"))
+            << server.err();
+    }
 }
 
 }  // namespace

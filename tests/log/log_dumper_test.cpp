@@ -141,20 +141,4 @@ TEST(HexViews, TheTable) {
     EXPECT_EQ("41 FE 17", os.str());
 }
 
-TEST(DumperStream, OnlyItsOwnCanBeReadBack) {
-    std::ostringstream os;
-    dumper d(os);
-    d << 5;
-    EXPECT_EQ("5", os.str()) << "nothing is held back";
-    zan_test::LogCapture const log;
-    EXPECT_THROW(d.str(), UnsupportedFunctionException);
-    dumper own;
-    own.write("x");
-    std::string const text = normal(own);
-    EXPECT_EQ(0u, text.find("@zan::dumper{\n    str() = 'x'\n    owned_ = true\n    first_ = true\n"
-                            "    savedFirst_ = true\n    cfg_ = @zan::dumper::Config{\n"
-                            "        compact_ = false\n"))
-        << text;
-}
-
 }  // namespace

@@ -388,11 +388,4 @@ TEST_F(LoggerFiles, ManyThreadsLoseNothingAndKeepTheirOrder) {
     EXPECT_EQ(std::vector<int>(THREADS, LINES), next);
 }
 
-TEST(LoggerFactory, OneObjectToANameForTheWholeProcess) {
-    logger& first = logger_factory::instance("test.factory");
-    EXPECT_EQ(&first, &logger_factory::instance("test.factory"));
-    EXPECT_EQ("test.factory", first.id());
-    EXPECT_EQ("", logger_factory::instance("").id());
-}
-
 }  // namespace

@@ -144,20 +144,6 @@ TEST(ThreadLife, OneThatEndsByItselfTellsItsOwner) {
     EXPECT_TRUE(log.has("ThreadOwner::~ThreadOwner() thread owner boss finalized\n"));
 }
 
-TEST(ThreadLife, ADetachedOneTellsNobody) {
-    Recorder calls;
-    Owner owner(calls);
-    Event go;
-    Handle<Worker> const worker(new Worker(calls, &owner));
-    worker->loops = 1;
-    worker->hold = &go;
-    worker->startAndWait();
-    worker->detach();
-    go.set();
-    worker->join();
-    EXPECT_EQ("birth loop death ", calls.text());
-}
-
 TEST(ThreadLife, AFailedBirthSkipsTheLoopOnly) {
     Recorder calls;
     Owner owner(calls);
@@ -258,20 +244,6 @@ TEST(ThreadLife, JoiningItselfIsReportedAndReturns) {
     EXPECT_FALSE(control.isAlive());
 }
 
-TEST(ThreadLife, WaitingEndsWithTheLoop) {
-    Recorder calls;
-    Handle<Worker> const worker(new Worker(calls));
-    LogCapture const log;
-    worker->startAndWait();
-    worker->stopOnly();
-    worker->join();
-    EXPECT_TRUE(worker->wait(Time::seconds(60))) << "at once";
-    worker->wait();
-    EXPECT_TRUE(log.has(" thread stopping only...\n"));
-    EXPECT_THROW(worker->living(true), InvalidDataException);
-    EXPECT_TRUE(log.has("zan::InvalidDataException: living(true) is not expected"));
-}
-
 TEST(ThreadIdentity, ShowsWhatRunsTheThread) {
     std::ostringstream mine;
     mine << SimpleThread::current();
@@ -311,20 +283,6 @@ TEST(ThreadIdentity, TheTablesDoNotGrowWithTheThreadsThatEverLived) {
     EXPECT_EQ(before, known());
     SimpleThread::destroyThreadFactory();
     EXPECT_EQ("DATE<T>", normalized((std::ostringstream() << SimpleThread::current()).str()));
-}
-
-TEST(ThreadIdentity, ComparesStartedThreadsOnly) {
-    Recorder calls;
-    Handle<Worker> const a(new Worker(calls));
-    Handle<Worker> const b(new Worker(calls));
-    a->startAndWait();
-    EXPECT_THROW(static_cast<void>(*a == *b), ThreadNotStartedException);
-    b->startAndWait();
-    EXPECT_TRUE(*a == *a && *a != *b && (*a < *b) != (*b < *a));
-    EXPECT_TRUE(a->getThreadControl().isAlive());
-    EXPECT_NE(a->getThreadControl(), ThreadControl::current());
-    a->stop();
-    b->stop();
 }
 
 class Service : public ThreadOwner {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <future>
+#include <thread>
 
 #include "support/log_capture.h"
 
@@ -73,6 +74,23 @@ TEST(AsyncThreads, AThreadOfAnotherOwnerStaysUntilTheClose) {
     job->join();
     EXPECT_TRUE(other.told);
     EXPECT_EQ(1u, manager.size());
+}
+
+// A thread that is put while the manager closes is stopped by it, or is not its.
+TEST(AsyncThreads, PutsBesideACloseLeaveNothingBehind) {
+    zan_test::LogCapture const log;
+    for (int round = 0; round < 200; ++round) {
+        AsyncThreadManager manager("jobs");
+        Handle<Job> const job(new Job);
+        job->start();
+        std::thread putting([&] { manager.put(job); });
+        manager.close();
+        putting.join();
+        EXPECT_EQ(0u, manager.size());
+        if (job->owner() == nullptr) job->stop();
+        job->join();
+    }
+    EXPECT_FALSE(log.has("notify owner"));
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
 #include "zan/nbr/parser.h"
+#include "zan/pml/pml_stream.h"
 
 #include <gtest/gtest.h>
 
@@ -302,11 +303,14 @@ TEST(NbrDebugLines, SayWhereTheInputEnded) {
     auto& log = logger_factory::instance(LOGGER_ID);
     bool const debugOn = log.debugOn();
     log.setDebugOn(true);
-    if (!log.traceLogOn()) {
-        log.setDebugOn(debugOn);
-        GTEST_SKIP() << "only a configuration file turns this category on";
-    }
+    // Only a configuration turns this category on.
+    auto const configure = [&log](char const* section) {
+        pml::stream in(section, false);
+        log.codec(in);
+    };
+    configure("log(traceLogOn(1))");
     zan_test::LogCapture capture;
+    log.setDebugObserver(&capture);
     std::vector<std::pair<char const*, std::string>> const cases{
         {"", "eof: empty iptr_"},
         {"FF 01 28 01", "eof: empty value"},
@@ -319,6 +323,8 @@ TEST(NbrDebugLines, SayWhereTheInputEnded) {
                       "CA FD BE DD B2 BB B9 BB") +
                       ".."}};
     for (auto const& [bytes, line] : cases) parse(hex(bytes));
+    configure("log(traceLogOn(0))");
+    log.setDebugObserver(nullptr);
     log.setDebugOn(debugOn);
     for (auto const& [bytes, line] : cases) EXPECT_TRUE(capture.has(line)) << bytes;
 }

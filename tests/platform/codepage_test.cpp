@@ -223,34 +223,6 @@ TEST(CodePageUtf8Damage, AllShortSequencesAgreeWithTheModel) {
     EXPECT_EQ(0UL, wrong);
 }
 
-TEST(CodePageUtf8Damage, EveryTruncationAndEveryDamagedByte) {
-    std::string const text =
-        "The quick brown fox: \xC3\xA9t\xC3\xA9, \xE4\xB8\xAD\xE6\x96\x87 \xF0\x9F\x98\x80, and on "
-        "for more than a block of sixteen.";
-    for (unsigned long cut = 0; cut <= text.size(); ++cut)
-        EXPECT_TRUE(wide(65001, text.substr(0, cut)) == model(text.substr(0, cut))) << cut;
-    for (unsigned long at = 0; at < text.size(); ++at) {
-        for (int flip : {0x01, 0x20, 0x40, 0x80, 0xFF}) {
-            std::string damaged = text;
-            damaged[at] = static_cast<char>(damaged[at] ^ flip);
-            EXPECT_TRUE(wide(65001, damaged) == model(damaged)) << at << " by " << flip;
-        }
-    }
-}
-
-TEST(CodePageUtf8Damage, LongTextsAreCutNowhere) {
-    for (std::string const& piece :
-         {std::string("\xF0\x9F\x98\x80"), std::string("\xE4\xB8\xAD"), std::string("\xC3\xA9"),
-          std::string("\x80"), std::string("\xE4\xB8"), std::string("\xF0\x9F\x98"),
-          std::string("\xF0\x9F\x98\x80\x80\x80"), std::string("\xE4\xB8\xAD\x80\x80\x80")}) {
-        for (unsigned long offset = 0; offset < 6; ++offset) {
-            std::string text(offset, 'x');
-            while (text.size() < 5000) text += piece;
-            ASSERT_TRUE(wide(65001, text) == model(text)) << testing::PrintToString(piece);
-        }
-    }
-}
-
 TEST(CodePageUtf8Damage, RandomMixturesAgreeWithTheModel) {
     unsigned const seed = std::random_device()();
     SCOPED_TRACE("seed " + std::to_string(seed));
@@ -297,26 +269,6 @@ TEST(CodePageUtf8, EveryCodePointAgreesWithTheSystem) {
     for (long c : {0x110000L, 0x7FFFFFFFL, -1L, -0x7FFFFFFFL}) {
         EXPECT_EQ("\xEF\xBF\xBD", narrow(65001, {static_cast<wchar_t>(c)}));
         EXPECT_EQ("x?y", narrow(936, {L'x', static_cast<wchar_t>(c), L'y'}));
-    }
-}
-
-TEST(CodePageUtf8, RandomTextComesBack) {
-    unsigned const seed = std::random_device()();
-    SCOPED_TRACE("seed " + std::to_string(seed));
-    std::mt19937 random(seed);
-    long const limits[] = {0x7F, 0x7FF, 0xD7FF, 0x10FFFF};
-    for (int round = 0; round < 1000; ++round) {
-        std::wstring text;
-        for (unsigned long n = random() % 100; n != 0; --n) {
-            long const limit = limits[random() % 4];
-            auto c = static_cast<wchar_t>(random() % static_cast<unsigned long>(limit + 1));
-            if (c >= 0xD800 && c < 0xE000) c = L' ';
-            // Runs, so that the wide steps have something to do.
-            text.append(random() % 4 == 0 ? random() % 30 : 1, c);
-        }
-        std::string const bytes = narrow(65001, text);
-        EXPECT_EQ(utf8Length(text.data(), text.size()), bytes.size());
-        ASSERT_TRUE(wide(65001, bytes) == text);
     }
 }
 
@@ -389,17 +341,6 @@ TEST(CodePageTables, AllCharactersAgreeWithTheSystem) {
         }
         EXPECT_EQ(0UL, wrong) << page.charset;
     }
-}
-
-TEST(CodePageTables, DamageDoesNotSwallowWhatFollows) {
-    EXPECT_TRUE(wide(936, "\xD6\xD0\xCE\xC4") == L"\u4e2d\u6587");
-    EXPECT_TRUE(wide(936, "a\xD6") == (std::wstring{L'a', BAD}));
-    EXPECT_TRUE(wide(936, "\xD6\n<\xFF/>") == (std::wstring{BAD, L'\n', L'<', BAD, L'/', L'>'}));
-    EXPECT_EQ("\xD6\xD0?\xCE\xC4", narrow(936, L"\u4e2d\U0001f600\u6587"));
-    std::string const text = "0123456789 \xD6\xD0\xCE\xC4, and sixteen plain characters";
-    Iconv decoder("WCHAR_T", "GBK");
-    for (unsigned long cut = 0; cut <= text.size(); ++cut)
-        EXPECT_TRUE(wide(936, text.substr(0, cut)) == modelOfPage(decoder, text.substr(0, cut)));
 }
 
 // --- The other pages: state must not leak from one text into the next.

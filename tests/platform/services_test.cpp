@@ -2,8 +2,6 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <signal.h>
-#include <stdio.h>
-#include <stdlib.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -11,19 +9,14 @@
 #include <atomic>
 #include <cerrno>
 #include <condition_variable>
-#include <iostream>
 #include <mutex>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "zan/platform/clock.h"
-#include "zan/platform/console_input.h"
-#include "zan/platform/debugger.h"
 #include "zan/platform/file.h"
 #include "zan/platform/last_error.h"
-#include "zan/platform/process_image.h"
 #include "zan/platform/quit_signal.h"
 #include "zan/platform/tcp_socket.h"
 #include "zan/platform/thread.h"
@@ -71,51 +64,6 @@ TEST(PlatformErrors, TextsForAllNumbersLeaveErrnoAlone) {
     EXPECT_EQ(ENOENT, lastError());
 }
 
-TEST(PlatformImage, IsThisProgram) {
-    std::string const path = executablePath();
-    ASSERT_FALSE(path.empty());
-    EXPECT_EQ('/', path[0]);
-    EXPECT_EQ(0, access(path.c_str(), X_OK));
-}
-
-// Runs itself once more, as a copy that removes its own file and tells its path then.
-TEST(PlatformImage, OfARemovedProgramKeepsItsName) {
-    char const* const CHILD = "ZAN_TEST_REMOVED_IMAGE";
-    if (getenv(CHILD) != nullptr) {
-        unlink(executablePath().c_str());
-        std::string const path = executablePath();
-        _exit(write(3, path.data(), path.size()) > 0 ? 0 : 1);
-    }
-    char folder[] = "/tmp/zan_image_XXXXXX";
-    ASSERT_NE(nullptr, mkdtemp(folder));
-    std::string const copy = std::string(folder) + "/program";
-    ASSERT_EQ(0, system(("cp " + executablePath() + " " + copy).c_str()));
-    int ends[2];
-    ASSERT_EQ(0, pipe(ends));
-    setenv(CHILD, "1", 1);
-    pid_t const child = fork();
-    if (child == 0) {
-        dup2(ends[1], 3);
-        unsetenv("GTEST_TOTAL_SHARDS");
-        unsetenv("GTEST_SHARD_INDEX");
-        execl(copy.c_str(), copy.c_str(), "--gtest_brief=1",
-              "--gtest_filter=PlatformImage.OfARemovedProgramKeepsItsName",
-              static_cast<char*>(nullptr));
-        _exit(127);
-    }
-    unsetenv(CHILD);
-    close(ends[1]);
-    std::string told;
-    char buffer[256];
-    for (ssize_t n; (n = read(ends[0], buffer, sizeof buffer)) > 0;)
-        told.append(buffer, static_cast<unsigned long>(n));
-    close(ends[0]);
-    waitpid(child, nullptr, 0);
-    EXPECT_EQ(copy, told);
-    unlink(copy.c_str());
-    rmdir(folder);
-}
-
 TEST(PlatformFile, OpenFlagsAreTranslatedOrRefused) {
     EXPECT_EQ(O_RDONLY | O_CLOEXEC, openFlags(0x8000));
     EXPECT_EQ(O_RDONLY | O_CLOEXEC, openFlags(0x4000));
@@ -127,94 +75,6 @@ TEST(PlatformFile, OpenFlagsAreTranslatedOrRefused) {
         EXPECT_EQ(-1, openFlags(flags)) << flags;
         EXPECT_EQ(EINVAL, errno);
     }
-}
-
-// --- Console input: the descriptor, stdin and std::cin each hold text of their own.
-
-class StandardInput {
-public:
-    StandardInput() : saved_(dup(0)) {
-        int ends[2];
-        if (pipe(ends) != 0) throw std::runtime_error("pipe");
-        fflush(stdin);
-        dup2(ends[0], 0);
-        close(ends[0]);
-        write_ = ends[1];
-    }
-    ~StandardInput() {
-        end();
-        while (std::cin.good() && inputWaiting()) std::cin.get();
-        clearerr(stdin);
-        std::cin.clear();
-        dup2(saved_, 0);
-        close(saved_);
-    }
-    void type(std::string const& text) {
-        ASSERT_EQ(static_cast<ssize_t>(text.size()), write(write_, text.data(), text.size()));
-    }
-    void end() {
-        if (write_ != -1) close(write_);
-        write_ = -1;
-    }
-
-private:
-    int saved_;
-    int write_ = -1;
-};
-
-TEST(PlatformConsole, LinesThatCameTogetherAreAllSeen) {
-    StandardInput input;
-    EXPECT_FALSE(inputWaiting());
-    input.type("one\ntwo\nthree\n");
-    std::string line;
-    for (char const* expected : {"one", "two", "three"}) {
-        ASSERT_TRUE(inputWaiting()) << expected;
-        ASSERT_TRUE(std::getline(std::cin, line));
-        EXPECT_EQ(expected, line);
-    }
-    EXPECT_FALSE(inputWaiting());
-    input.end();
-    EXPECT_TRUE(inputWaiting());  // the end of file does not block
-    EXPECT_FALSE(std::getline(std::cin, line));
-}
-
-TEST(PlatformConsole, AnotherStreamBehindCinCounts) {
-    StandardInput input;
-    std::istringstream text("x\n");
-    std::streambuf* const before = std::cin.rdbuf(text.rdbuf());
-    EXPECT_TRUE(inputWaiting());
-    std::cin.get();
-    std::cin.get();
-    EXPECT_FALSE(inputWaiting());
-    std::cin.rdbuf(before);
-}
-
-TEST(PlatformConsole, AClosedDescriptorHasNothing) {
-    int const saved = dup(0);
-    close(0);
-    EXPECT_FALSE(inputWaiting());
-    dup2(saved, 0);
-    close(saved);
-}
-
-// --- Debugger.
-
-std::wstring lastDebugText;
-
-TEST(PlatformDebugger, ServicesAreReplacedAndRestored) {
-    EXPECT_FALSE(debuggerPresent());
-    EXPECT_EQ(nullptr, setDebuggerProbe([] { return true; }));
-    EXPECT_TRUE(debuggerPresent());
-    EXPECT_NE(nullptr, setDebuggerProbe(nullptr));
-    EXPECT_FALSE(debuggerPresent());
-    DebuggerChannel const channel = [](wchar_t const* text, unsigned long n) {
-        lastDebugText.assign(text, n);
-    };
-    setDebuggerChannel(channel);
-    debugOutput(L"seen and not", 4);
-    EXPECT_TRUE(lastDebugText == L"seen");
-    EXPECT_EQ(channel, setDebuggerChannel(nullptr));
-    debugOutput(L"nobody listens", 14);
 }
 
 // --- Quit signals.
@@ -272,17 +132,6 @@ TEST(PlatformQuitSignal, EachSignalCallsOnAnOrdinaryThread) {
     EXPECT_EQ(EINVAL, installQuitSignals(nullptr));
 }
 
-TEST(PlatformQuitSignal, InstallingAgainReplacesTheCallback) {
-    calls.clear();
-    otherCalls.clear();
-    ASSERT_EQ(0, installQuitSignals(&onQuit));
-    ASSERT_EQ(0, installQuitSignals([](int signal) { otherCalls.add(signal); }));
-    raise(SIGINT);
-    otherCalls.wait(1);
-    uninstallQuitSignals();
-    EXPECT_TRUE(calls.signals.empty());
-}
-
 TEST(PlatformQuitSignal, UninstallingWaitsForTheCallbackButNotInIt) {
     static std::atomic<int> stage{0};
     stage = 0;
@@ -332,24 +181,6 @@ TEST(PlatformQuitSignal, AForkedChildDiesOfItsOwnSignal) {
 }
 
 // --- Sockets.
-
-TEST(PlatformSocket, ShutdownWakesABlockedReader) {
-    int ends[2];
-    ASSERT_EQ(0, socketpair(AF_UNIX, SOCK_STREAM, 0, ends));
-    ssize_t got = -1;
-    std::thread reader([&] {
-        char byte;
-        got = read(ends[0], &byte, 1);
-    });
-    shutdownSocket(ends[0]);
-    reader.join();
-    EXPECT_EQ(0, got);
-    errno = 7;
-    shutdownSocket(-1);
-    EXPECT_EQ(7, errno);
-    close(ends[0]);
-    close(ends[1]);
-}
 
 TEST(PlatformSocket, TheWakerEndsAWaitFromAnywhere) {
     int ends[2];

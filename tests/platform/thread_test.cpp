@@ -66,20 +66,6 @@ long threadsOfProcess() {
 
 // --- Ids are cached: the cache must not outlive its truth.
 
-TEST(ThreadIds, AreTheKernelsAndDiffer) {
-    EXPECT_EQ(static_cast<unsigned>(gettid()), threadId());
-    EXPECT_EQ(static_cast<unsigned>(getpid()), processId());
-    unsigned inside = 0;
-    Work work = [&] { inside = threadId(); };
-    ThreadHandle thread = startWork(work);
-    unsigned const id = thread.id();
-    EXPECT_NE(0U, id);
-    EXPECT_NE(threadId(), id);
-    EXPECT_EQ(0, thread.join());
-    EXPECT_EQ(id, inside);
-    EXPECT_EQ(id, thread.id());  // stays
-}
-
 TEST(ThreadIds, AreRightInTheChildOfAFork) {
     ThreadHandle const self = ThreadHandle::current();
     threadId();
@@ -177,57 +163,7 @@ TEST(ThreadJoin, OfAThreadThatWasGivenUpWaitsForItsEnd) {
     EXPECT_FALSE(other.alive());
 }
 
-TEST(ThreadJoin, OfAForeignThreadThroughItsOwnHandle) {
-    Gate started;
-    Gate gate;
-    ThreadHandle handle;
-    std::thread foreign([&] {
-        handle = ThreadHandle::current();
-        started.open();
-        gate.pass();
-    });
-    started.pass();
-    EXPECT_FALSE(handle.owns());
-    EXPECT_TRUE(handle.alive());
-    gate.open();
-    EXPECT_EQ(0, handle.join());
-    EXPECT_FALSE(handle.alive());
-    foreign.join();
-    EXPECT_TRUE(ThreadHandle::current().alive());
-}
-
 // --- Handles own: the resources of a thread go exactly once.
-
-TEST(ThreadOwnership, AThreadMayDropItsLastHandleItself) {
-    // As when the object that holds the handle dies in the thread it started.
-    auto* handle = new ThreadHandle;
-    auto* gate = new Gate;
-    Gate done;
-    Work work = [&] {
-        gate->pass();
-        delete handle;
-        delete gate;
-        done.open();
-    };
-    *handle = startWork(work);
-    gate->open();
-    done.pass();
-}
-
-TEST(ThreadOwnership, MovedHandlesAreOneOwner) {
-    Work work = [] {};
-    ThreadHandle a = startWork(work);
-    unsigned const id = a.id();
-    ThreadHandle b = std::move(a);
-    EXPECT_FALSE(a.valid());  // NOLINT: the state after a move is part of the contract
-    EXPECT_TRUE(b.owns());
-    a = std::move(b);
-    EXPECT_EQ(id, a.id());
-    EXPECT_EQ(0, a.join());
-    Work next = [] {};
-    EXPECT_EQ(0, ThreadHandle::start(&runWork, &next, 0, a));  // closes the old one
-    EXPECT_EQ(0, a.join());
-}
 
 TEST(ThreadOwnership, ManyThreadsJoinedOrNotLeaveNothing) {
     long const before = threadsOfProcess();

@@ -160,21 +160,4 @@ TEST(StringBufferModel, RandomOperations) {
     }
 }
 
-TEST(StringBufferAccess, GuardedAndPlain) {
-    SKIP_WHERE_ASSERTIONS_ABORT();
-    StringBuffer b(istr("ab"));
-    EXPECT_EQ('b', std::as_const(b).at(1));
-    EXPECT_EQ(0, std::as_const(b).at(2));
-    b.at(255) = 0;
-    EXPECT_THROW(b.at(256), OutOfRangeException);
-    StringRef ref(b);
-    ref << istr("cd");
-    b.psize(ref.size());
-    EXPECT_EQ("abcd", b.str());
-    EXPECT_EQ(255u, ostr(b).max_size());
-    dumper d(true);
-    d << b;
-    EXPECT_EQ("{data()='abcd' max_size()=255 psize()=4 gsize()=0 internal_=true}", d.str());
-}
-
 }  // namespace

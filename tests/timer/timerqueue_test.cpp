@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <functional>
 #include <map>
+#include <regex>
 #include <set>
 #include <sstream>
 #include <stdexcept>
@@ -12,7 +14,10 @@
 #include "support/assertions.h"
 #include "support/log_capture.h"
 #include "support/seed.h"
+#include "support/temp_dir.h"
 #include "zan/base/exception.h"
+#include "zan/base/system.h"
+#include "zan/cfg/config_file.h"
 #include "zan/timer/timercallbackblock.h"
 
 namespace {
@@ -290,6 +295,92 @@ TEST_F(TimerQueueTest, DumpsShowThePendingOnesInOrder) {
     EXPECT_NE(std::string::npos, text.find("m_status=BUSY"));
     EXPECT_NE(std::string::npos, text.find("ZAN_TIMER_CHECK_TIME=50000"));
     EXPECT_NE(std::string::npos, text.find("m_maxWaitTime=00:00:00.050"));
+}
+
+// The room is that of the configuration, and never more than the limit.
+TEST(TimerRoom, ComesFromTheConfiguration) {
+    zan_test::LogCapture const log;
+    zan_test::TempDir const dir;
+    struct Object : ITimerObject {
+        OnTimerResult onTimer(TimerId, unsigned long, void*) override { return {Time(), 1}; }
+        void onTimerRelease(TimerId, unsigned long, void*) override {}
+    } object;
+    struct {
+        char const* config;
+        unsigned long room;
+    } const cases[] = {
+        {"cfg(numofTimers(6000))", 6000},   {"cfg(numofTimers(10))", 5000},
+        {"cfg(numofTimers(abc))", 7000},    {"cfg(numofTimers(-1))", 7000},
+        {"cfg(numofTimers(200000))", 7000}, {"cfg(enable(0) numofTimers(6000))", 7000}};
+    TimerQueue const limit(7000);
+    for (auto const& c : cases) {
+        std::ofstream(dir.file("timers.pml")) << c.config;
+        ConfigFile::instance().load(dir.file("timers.pml"));
+        TimerQueue queue(0);
+        EXPECT_EQ(7000u, ZAN_TIMER_MAX_NUM()) << "the configuration leaves it alone";
+        TimerId id;
+        while (queue.setTimer(id, "", 0, 1000, &object, 1, nullptr)) continue;
+        EXPECT_EQ(c.room, queue.size()) << c.config;
+    }
+    EXPECT_EQ(1u, log.count("numofTimers: 200000 timers, at most 131072"));
+    ConfigFile::destroy();
+    TimerQueue const usual(5000);
+}
+
+TEST_F(TimerQueueTest, CategoriesFollowTheTimers) {
+    zan_test::LogCapture log;
+    logger& zan = logger_factory::instance(LOGGER_ID);
+    bool const wasOn = zan.debugOn();
+    zan.setDebugObserver(&log);
+    zan.setDebugOn(true);
+    for (char const* name : {"TIMER.DEBUG", "TIMER.TRACE", "TIMER.DIAG"}) zan.setAppLog(name, true);
+    set(1, 50, 2);
+    pass(100);
+    queue_.killTimer(set(2, 50));
+    std::string want;
+    for (char const* line :
+         {"[DEBUG] setTimer: (0, 0)(test, 00:00:00.050, 2)",
+          "[DIAG] before check, timeoutQueue size = 1", "[DIAG] after check, timeoutQueue size = 0",
+          "[TRACE] expired timers = 1", "[TRACE] onTimer: (0, 0)(test, 00:00:00.050, 2)",
+          "[TRACE] more times (0, 0)(test, 00:00:00.050, 1)",
+          "[DIAG] after check, m_timeoutQueue size = 1",
+          "[DIAG] before check, timeoutQueue size = 1", "[DIAG] after check, timeoutQueue size = 0",
+          "[TRACE] expired timers = 1", "[TRACE] onTimer: (0, 0)(test, 00:00:00.050, 1)",
+          "[TRACE] set to paused (0, 0)(test, 00:00:00.050, 0)",
+          "[TRACE] release (0, 0)(test, 00:00:00.050, 0)",
+          "[DIAG] after check, m_timeoutQueue size = 0",
+          "[DEBUG] setTimer: (1, 0)(test, 00:00:00.050, 1)",
+          "[DEBUG] killTimer: (1, 0)(test, 00:00:00.050, 1)"})
+        want += std::string(line) + "\n";
+    // The category, and what follows the function and the source place.
+    static std::regex const frame(
+        R"(DATE<T>\[ZAN\]\[TIMER\.(\w+)\]\[[^\n]*?\(timerqueue\.cpp:N\) )");
+    EXPECT_EQ(want, std::regex_replace(zan_test::normalized(log.text()), frame, "[$1] "));
+    log.clear();
+    zan.setDebugOn(false);
+    queue_.killTimer(set(2, 50));
+    EXPECT_EQ("", log.text()) << "they are debug lines";
+    zan.setDebugOn(wasOn);
+    for (char const* name : {"TIMER.DEBUG", "TIMER.TRACE", "TIMER.DIAG"})
+        zan.setAppLog(name, false);
+    zan.setDebugObserver(nullptr);
+}
+
+TEST_F(TimerQueueTest, DelayedCallbacksReachTheirObject) {
+    zan_test::LogCapture const log;
+    TimerBlock block;
+    block.m_pCallBackTimerObject = this;
+    block.m_pParam = this;
+    block.m_nUserTimerID = 7;
+    callback_ = [](TimerId, unsigned long) { return OnTimerResult(Time::seconds(1), 5); };
+    OnTimerResult const result = TimerCallbackBlock(TimerCallbackBlock::ON_TIMER, &block).exec();
+    TimerCallbackBlock(TimerCallbackBlock::ON_TIMER_RELEASE, &block).exec();
+    // Another test may have ended the library's life already.
+    EXPECT_EQ(System::closing() ? "" : "+7-7", log_);
+    EXPECT_EQ(System::closing() ? 1u : 5u, result.times);
+    EXPECT_EQ(1u, TimerCallbackBlock(TimerCallbackBlock::ON_TIMER, nullptr).exec().times);
+    TimerCallbackBlock(2, nullptr).exec();
+    EXPECT_TRUE(log.has("unknown timer callback event type"));
 }
 
 TEST(TimerIds, PackAndCompare) {

@@ -19,6 +19,9 @@ public:
     explicit Screen(std::string const& input) : input_(input) {
         in_ = std::cin.rdbuf(input_.rdbuf());
         err_ = std::cerr.rdbuf(output_.rdbuf());
+        // A prompt that an earlier reader has left standing would not be shown again.
+        console::destroy();
+        console::setOn(false);
     }
     ~Screen() {
         std::cin.rdbuf(in_);
@@ -66,6 +69,19 @@ TEST(CommandLines, AWaitEndsByItsTimeOrByTheClose) {
     }
     waiting.join();
     EXPECT_EQ(L"kept", line);
+}
+
+TEST(CommandLines, ASecondOpenReplacesTheThread) {
+    zan_test::LogCapture const log;
+    Screen const screen("");
+    {
+        CmdLineQueue queue;
+        ASSERT_TRUE(queue.open(L""));
+        ASSERT_TRUE(queue.open(L""));
+        EXPECT_EQ(1u, log.count("thread stopped."));
+        queue.close();
+    }
+    EXPECT_EQ(2u, log.count("thread stopped."));
 }
 
 }  // namespace

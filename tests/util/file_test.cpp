@@ -81,16 +81,6 @@ TEST_F(FileOpening, ModesKeepEmptyOrAppend) {
     EXPECT_EQ(0U, status.st_mode & 0111);
 }
 
-TEST_F(FileOpening, TextIsNoTruncateFlag) {
-    // A pointer converts to bool more easily than to a view.
-    EXPECT_FALSE((std::is_constructible_v<FileWriter, char const*>));
-    EXPECT_FALSE((std::is_constructible_v<FileWriter, int>));
-    std::wstring const name = make("a", "kept");
-    EXPECT_TRUE(FileWriter(name.c_str()).valid());
-    EXPECT_TRUE(FileReadWriter(name.c_str()).valid());
-    EXPECT_EQ("kept", content(name));
-}
-
 TEST_F(FileOpening, FailuresAreFalseWithAReason) {
     for (auto const& name : {std::wstring(), wide("no/such/folder"), wide("a") + L'\0' + L"b"s}) {
         errno = 0;

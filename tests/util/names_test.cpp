@@ -115,18 +115,5 @@ TEST(NamesNormalized, RunsOfSeparatorsAreOneDot) {
     EXPECT_EQ("", normalizeName(istr()));
 }
 
-TEST(NamesDump, ShowsAllFields) {
-    dumper d(true);
-    d << Filename(L"a", L"b") << Funcname("n", "f") << MultiString("x,y", ",");
-    EXPECT_EQ(
-        "{full_=\"a\\b\" dir_=\"a\" file_=\"b\"}{full_='n::f' ns_='n' func_='f'}"
-        "{full_='x,y' list_={'x' 'y'} sep_=','}",
-        std::string(d.str()));
-    dumper lines;
-    lines << Filename(L"", L"b");
-    EXPECT_EQ("@zan::Filename{\n    full_ = \"b\"\n    dir_ = \n    file_ = \"b\"\n}",
-              std::string(lines.str()));
-}
-
 }  // namespace
 }  // namespace zan

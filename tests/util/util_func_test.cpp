@@ -67,15 +67,5 @@ TEST(UtilProcess, ErrorsAndEnvironment) {
     EXPECT_EQ("", zan::getenv(nullptr));
 }
 
-TEST(UtilProcess, TheProgramsDirectory) {
-    String const dir = getProgramDir();
-    ASSERT_FALSE(dir.empty());
-    EXPECT_EQ('/', dir[0]);
-    EXPECT_NE('/', dir.back());
-    EXPECT_EQ(0, access(dir.c_str(), R_OK | X_OK));
-    EXPECT_EQ(dir, getProgramDir());
-    EXPECT_EQ("", getApplicationDir(1));
-}
-
 }  // namespace
 }  // namespace zan

@@ -102,41 +102,6 @@ TEST(UtilStrBounds, TheSourceMayLieInTheBuffer) {
     EXPECT_EQ("cdefcde", (s.cat(s.text()), room.text()));
 }
 
-TEST(UtilStrText, ComparesItsTextNotItsBuffer) {
-    Room room(16, "Hello");
-    Str s = room.str();
-    EXPECT_TRUE(s == "Hello" && "Hello" == s && s != "hello" && s < "Hellp" && "A" < s);
-    EXPECT_TRUE(s <= "Hello" && s >= "Hello" && s > "Hell");
-    EXPECT_TRUE(s.is("HELLO") && s.is("help", 3) && s.isNot("help"));
-    EXPECT_EQ(0, s.cmp("HELP", 3, true));
-    EXPECT_LT(s.cmpNoCase("help"), 0);
-    EXPECT_GT(s.cmp(istr("Hell")), 0);
-    EXPECT_TRUE(s.beginWith("Hel") && s.beginWith("HEL", 3, true) && !s.beginWith("Hex"));
-    EXPECT_TRUE(s.beginWith("Hex", 2) && !s.beginWith("He", 3) && !s.beginWith("Hello world"));
-    EXPECT_TRUE(s.endWith("llo") && s.endWith("LLO", 3, true) && !s.endWith("ll"));
-    Room other(32, "Hello");
-    EXPECT_TRUE(s == other.str() && !(s < other.str()));
-    EXPECT_TRUE(s.isEnd(5) && s.isEnd(99) && !s.isEnd(4));
-}
-
-TEST(UtilStrText, ChangesInPlace) {
-    Room room(8, "aBc9");
-    Str s = room.str();
-    EXPECT_EQ("ABC9", (s.toUpper(), room.text()));
-    EXPECT_EQ("abC9", (s.toLower(2), room.text()));
-    EXPECT_EQ("zzz", (s.fill('z', 3), room.text()));
-    EXPECT_EQ("7777777", (s.fill('7', 99), room.text()));
-    EXPECT_TRUE(s.isAllDigits());
-    s.substr(2, 3) = "x";
-    EXPECT_EQ("77x", room.text());
-    s.reset();
-    EXPECT_TRUE(s.empty() && !s.isAllDigits());
-    std::ostringstream os;
-    s = "ab";
-    s.dump(os);
-    EXPECT_EQ("2/8, ab", os.str());
-}
-
 TEST(UtilMem, CopiesAsMuchAsBothHave) {
     char memory[] = "12345";
     Mem m(memory, 5);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <vector>
 
 #include "zan/mt/mutex.h"
 #include "zan/tcp/tcp_impl_base.h"
@@ -50,6 +51,13 @@ public:
     // An address that is no client's, such as TcpAddr(), sends to everybody, with a time-out of 0
     // for each, and ends at the first failure; false with no clients.
     bool send(TcpAddr const& peer, istr const& data, int timeout);
+    // The connected clients, in the order of their addresses. A client is one from its accept on,
+    // whether it has sent anything or not.
+    std::vector<TcpAddr> clients() const;
+    // Ends the connection of that client, as if it had broken: onClose() follows on its thread.
+    // Does not wait for that, so it may be called anywhere. False for an address that is no
+    // client's.
+    bool disconnect(TcpAddr const& peer);
     // 0 when not open. After a failed open(), the port that was asked for.
     unsigned short getLocalPort() const;
 

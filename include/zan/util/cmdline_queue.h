@@ -50,7 +50,7 @@ public:
     CmdLineQueue() = default;
     ~CmdLineQueue() override;
 
-    // False where the thread does not live.
+    // False where the thread does not live. A second open() replaces the thread.
     bool open(iwstr const& prompt);
     // Wakes all that wait in get(). Lines not yet taken stay.
     void close();

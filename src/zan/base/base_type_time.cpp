@@ -129,8 +129,13 @@ Time::Detail::operator Time() const {
     time_t const epoch = 0;
     struct tm broken {};
     if (ACE_OS::localtime_r(&epoch, &broken) == nullptr) return Time();
-    broken.tm_year = year - 1900;
-    broken.tm_mon = month - 1;
+    // A text may hold any number.
+    auto const from = [](int value, int first) {
+        return value < std::numeric_limits<int>::min() + first ? std::numeric_limits<int>::min()
+                                                               : value - first;
+    };
+    broken.tm_year = from(year, 1900);
+    broken.tm_mon = from(month, 1);
     broken.tm_mday = day;
     broken.tm_hour = hour;
     broken.tm_min = minute;

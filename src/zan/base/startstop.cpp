@@ -14,6 +14,8 @@
 #include "zan/log/log_tracer.h"
 #include "zan/mt/thread.h"
 #include "zan/timer/timermanager.h"
+#include "zan/xml/xmlattr.h"
+#include "zan/xml/xmlnode.h"
 
 namespace zan {
 
@@ -74,6 +76,8 @@ void fini() {
     console::destroy();
     ConfigFile::destroy();
     pml::ntv::Unit::destroy_null();
+    XMLAttr::destroy_null();
+    XMLNode::destroy_null();
     ACE::fini();
 }
 

@@ -1,12 +1,33 @@
 #include "zan/mt/threadutil.h"
 
+#include <algorithm>
+#include <set>
+
 #include "zan/log/log_logger.h"
+#include "zan/mt/thread_stop.h"
 
 namespace zan {
 
+Time detail::asyncStopTimeout = Time::seconds(10);
+
 namespace {
 
-Time const STOP_TIMEOUT = Time::seconds(10);
+// Stops one thread after the other, and counts those that have ended.
+struct StopThread {
+    Time timeout;
+    unsigned long count = 0;
+
+    void operator()(Handle<SimpleThread> const& thread) {
+        if (thread.get() == nullptr) {
+            ++count;
+        } else if (timeout != Time()) {
+            if (thread->stop(timeout)) ++count;
+        } else {
+            thread->stop();
+            ++count;
+        }
+    }
+};
 
 }  // namespace
 
@@ -26,19 +47,24 @@ void AsyncThreadManager::open() {
 }
 
 void AsyncThreadManager::close() {
-    closing_ = true;
-    auto const threads = threads_.copy();
+    std::set<Handle<SimpleThread>, ByAddress> threads;
+    {
+        // A put() under way is in the copy, or refused.
+        MutexLock const guard(threads_.mutex());
+        closing_ = true;
+        threads = threads_.container();
+    }
     if (!threads.empty()) {
         char const* const func = "zan::AsyncThreadManager::close";
         String text(name_);
         text << " " << threads.size() << " threads still living, try stop them...";
         writeInfoLog(detail::zanLogger(), __FILE__, __LINE__, func, text.c_str(), "NOTICE");
-        unsigned long count = 0;
-        for (Handle<SimpleThread> const& thread : threads)
-            if (thread.get() == nullptr || thread->stop(STOP_TIMEOUT)) ++count;
-        if (count < threads.size()) {
+        StopThread const stopped =
+            std::for_each(threads.begin(), threads.end(), StopThread{detail::asyncStopTimeout});
+        if (stopped.count < threads.size()) {
             text = name_;
-            text << " " << count << " threads stopped, " << threads.size() - count << " remaning";
+            text << " " << stopped.count << " threads stopped, " << threads.size() - stopped.count
+                 << " remaning";
             writeInfoLog(detail::zanLogger(), __FILE__, __LINE__, func, text.c_str(), "NOTICE");
         }
     }
@@ -46,20 +72,25 @@ void AsyncThreadManager::close() {
 }
 
 void AsyncThreadManager::put(Handle<SimpleThread> thread) {
-    if (closing_) {
-        String text("closing ");
-        text << name_ << " thread manager, not put new thread into it";
-        writeErrorLog(detail::zanLogger(), __FILE__, __LINE__, "zan::AsyncThreadManager::put",
-                      text.c_str(), "<WARNING>");
-        return;
+    {
+        MutexLock const guard(threads_.mutex());
+        if (!closing_) {
+            if (thread.get() != nullptr && thread->owner() == nullptr) thread->owner(this);
+            threads_.container().insert(thread);
+            return;
+        }
     }
-    if (thread.get() != nullptr && thread->owner() == nullptr) thread->owner(this);
-    threads_.insert(thread);
+    String text("closing ");
+    text << name_ << " thread manager, not put new thread into it";
+    writeErrorLog(detail::zanLogger(), __FILE__, __LINE__, "zan::AsyncThreadManager::put",
+                  text.c_str(), "<WARNING>");
 }
 
 void AsyncThreadManager::onThreadExit(Thread* thread) {
+    auto* const simple = dynamic_cast<SimpleThread*>(thread);
+    if (simple == nullptr) return;
     // Lives until the end of the function, so the object goes outside the set's lock.
-    Handle<SimpleThread> const ended(dynamic_cast<SimpleThread*>(thread));
+    Handle<SimpleThread> const ended(simple);
     threads_.erase(ended);
 }
 

@@ -174,12 +174,32 @@ void TcpAcceptor::forget(TcpServerImpl* server) {
         peers_.container().erase(it);
 }
 
-bool TcpAcceptor::send(TcpAddr const& peer, istr const& data, int timeout) {
-    ZAN_TRACE_FRAME(detail::zanLogger());
+// Empty where there is no such client.
+Handle<TcpServerImpl> TcpAcceptor::find(TcpAddr const& peer) const {
     ACE_HANDLE handle = ACE_INVALID_HANDLE;
     Handle<TcpServerImpl> server;
-    if (peers_.find(peer, handle) && servers_.find(handle, server))
-        return server->send(data, timeout);
+    if (peers_.find(peer, handle)) servers_.find(handle, server);
+    return server;
+}
+
+std::vector<TcpAddr> TcpAcceptor::clients() const {
+    std::vector<TcpAddr> all;
+    MutexLock const guard(peers_.mutex());
+    all.reserve(peers_.container().size());
+    for (auto const& item : peers_.container()) all.push_back(item.first);
+    return all;
+}
+
+bool TcpAcceptor::disconnect(TcpAddr const& peer) {
+    Handle<TcpServerImpl> const server = find(peer);
+    if (!server) return false;
+    server->end();
+    return true;
+}
+
+bool TcpAcceptor::send(TcpAddr const& peer, istr const& data, int timeout) {
+    ZAN_TRACE_FRAME(detail::zanLogger());
+    if (Handle<TcpServerImpl> const server = find(peer)) return server->send(data, timeout);
     auto const all = servers_.copy();
     if (all.empty()) return false;
     for (auto const& item : all)

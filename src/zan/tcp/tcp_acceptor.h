@@ -21,8 +21,10 @@ public:
                 int bufferSize, unsigned long maxFrameSize);
     ~TcpAcceptor() override;
 
-    // As TcpServer::send has it.
+    // As TcpServer has them.
     bool send(TcpAddr const& peer, istr const& data, int timeout);
+    std::vector<TcpAddr> clients() const;
+    bool disconnect(TcpAddr const& peer);
     unsigned short localPort() const { return localPort_.load(std::memory_order_relaxed); }
 
     // A connection has ended by itself; in its own thread.
@@ -38,6 +40,7 @@ private:
     bool open();
     bool accept();
     void startServer(ACE_SOCK_Stream& stream);
+    Handle<TcpServerImpl> find(TcpAddr const& peer) const;
     void closeServer(TcpServerImpl* server);
     void forget(TcpServerImpl* server);
     void close();

@@ -9,10 +9,9 @@ namespace zan {
 
 namespace tcp {
 
-// Clients that have connected and not been accepted yet. The customary 10 would not do here: the
-// system lets the next client try again after a second, and a loop that connects is faster than a
-// thread that wakes up. The system cuts the number to what it allows.
-constexpr int BACKLOG = 1024;
+// Clients that have connected and not been accepted yet; the system has one beyond it try again
+// after a second.
+constexpr int BACKLOG = 10;
 
 class ServerImpl : noncopyable {
 public:
@@ -43,6 +42,16 @@ public:
             (&own->peer() == &peer || own->peer() == peer))
             return own->send(data, timeout);
         return find(peer, data, timeout);
+    }
+
+    std::vector<TcpAddr> clients() const {
+        Handle<TcpAcceptor> const acceptor = get();
+        return acceptor ? acceptor->clients() : std::vector<TcpAddr>();
+    }
+
+    bool disconnect(TcpAddr const& peer) {
+        Handle<TcpAcceptor> const acceptor = get();
+        return acceptor && acceptor->disconnect(peer);
     }
 
     unsigned short localPort() const {
@@ -107,6 +116,17 @@ bool TcpServer::send(TcpAddr const& peer, istr const& data, int timeout) {
         return p->send(peer, data, timeout);
     ZAN_TCP_LINE(tcp::INFO, "null tcp server impl");
     return false;
+}
+
+std::vector<TcpAddr> TcpServer::clients() const {
+    tcp::ServerImpl* const p = impl_.load(std::memory_order_acquire);
+    return p != nullptr ? p->clients() : std::vector<TcpAddr>();
+}
+
+bool TcpServer::disconnect(TcpAddr const& peer) {
+    ZAN_TRACE_ENTRY_INFO(detail::zanLogger(), peer);
+    tcp::ServerImpl* const p = impl_.load(std::memory_order_acquire);
+    return p != nullptr && p->disconnect(peer);
 }
 
 unsigned short TcpServer::getLocalPort() const {

@@ -27,6 +27,8 @@ public:
     TcpAddr const& peer() const { return connection_.peer(); }
     TcpAcceptor* acceptor() const { return owner_.get(); }
     bool send(istr const& data, int timeout) { return connection_.send(data, timeout); }
+    // Lets the read come back, which ends the connection's thread.
+    void end() { connection_.end(); }
     // Frees the socket's number, once no table knows the connection by it.
     void release() { connection_.close(); }
 

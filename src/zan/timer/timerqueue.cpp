@@ -3,16 +3,18 @@
 #include <atomic>
 #include <set>
 
+#include "zan/cfg/config_file.h"
 #include "zan/log/log_factory.h"
 #include "zan/platform/clock.h"
 #include "zan/timer/callback_guard.h"
 #include "zan/timer/timer_time.h"
 
-// A line of one of the categories below.
-#define ZAN_TIMER_LINE(category, msg)                                                    \
-    do {                                                                                 \
-        if (__builtin_expect((category).on(), 0))                                        \
-            ZAN_DETAIL_LINE(writeInfoLine, detail::zanLogger(), msg, (category).name()); \
+// A debug line of one of the categories below, which begins with its source place.
+#define ZAN_TIMER_LINE(category, msg)                                                             \
+    do {                                                                                          \
+        if (__builtin_expect((category).on(), 0) && detail::zanLogger().debugOn())                \
+            ZAN_DETAIL_LINE(writeDebugLine, detail::zanLogger(), Current(ZAN_HERE) << ' ' << msg, \
+                            (category).name());                                                   \
     } while (false)
 
 namespace zan {
@@ -31,6 +33,7 @@ std::atomic<unsigned long> g_maxNum{DEFAULT_SIZE};
 
 // The size that the configuration asks for under `numofTimers`; `size` where it says nothing.
 unsigned long configuredSize(unsigned long size) {
+    ConfigFile::instance().mps()["numofTimers"] >> size;
     return size;
 }
 

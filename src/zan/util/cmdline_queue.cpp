@@ -30,10 +30,13 @@ CmdLineQueue::~CmdLineQueue() = default;
 
 bool CmdLineQueue::open(iwstr const& prompt) {
     Handle<CmdLineThread> const thread(ZAN_NEW(CmdLineThread("cmdline", this, prompt)));
+    Handle<CmdLineThread> before(thread);
     {
         MonitorLock const guard(monitor_);
-        thread_ = thread;
+        before.swap(thread_);
     }
+    // Two threads would take each other's lines.
+    if (before.get() != nullptr) before->stop();
     thread->startAndWait(0);
     return thread->living();
 }

@@ -1,0 +1,95 @@
+#include "zan/xml/xmlattr.h"
+
+#include <ostream>
+
+#include "zan/base/mlcheck.h"
+#include "zan/log/log_dumper.h"
+#include "zan/util/singleton_t.h"
+#include "zan/xml/attr_list.h"
+#include "zan/xml/xml_writer.h"
+
+namespace zan {
+
+XMLAttr::Place XMLAttr::Place::inList;
+
+XMLAttr& XMLAttr::operator=(XMLAttr const& other) {
+    if (this == &other) return *this;
+    name(other.name_);
+    value(other.value_);
+    node(other.node_);
+    return *this;
+}
+
+void XMLAttr::name(istr const& v) {
+    if (isNull() || name_ == v) return;
+    String renamed(v);
+    Place const* const place = place_.load(std::memory_order_relaxed);
+    if (place != nullptr) {
+        Place& own = ownPlace();
+        if (!own.renamed) {
+            own.key = name_;
+            own.renamed = true;
+        }
+        if (own.twin != nullptr) own.twin->name_ = renamed;
+    }
+    name_.swap(renamed);
+}
+
+void XMLAttr::value(istr const& v) {
+    if (isNull()) return;
+    value_ = String(v);
+    Place const* const place = place_.load(std::memory_order_relaxed);
+    if (place != nullptr && place->twin != nullptr) place->twin->value_ = value_;
+}
+
+void XMLAttr::node(XMLNode* v) {
+    if (isNull()) return;
+    node_ = v;
+    Place const* const place = place_.load(std::memory_order_relaxed);
+    if (place != nullptr && place->twin != nullptr) place->twin->node_ = v;
+}
+
+XMLAttr::Place& XMLAttr::ownPlace() {
+    Place* place = place_.load(std::memory_order_relaxed);
+    if (place == &Place::inList) {
+        place = new Place;
+        place_.store(place, std::memory_order_release);
+    }
+    return *place;
+}
+
+void XMLAttr::leave() {
+    Place* const place = place_.load(std::memory_order_relaxed);
+    if (place != &Place::inList) delete place;
+    place_.store(nullptr, std::memory_order_relaxed);
+}
+
+bool XMLAttr::isNull() const {
+    return this == Singleton<XMLAttr>::peek();
+}
+
+XMLAttr const& XMLAttr::null() {
+    return *Singleton<XMLAttr>::instance(ZAN_HERE);
+}
+
+void XMLAttr::destroy_null() {
+    Singleton<XMLAttr>::destroy();
+}
+
+String XMLAttr::str() const {
+    String text;
+    detail::XMLWriter(text).write(*this);
+    return text;
+}
+
+dumper& XMLAttr::dump(dumper& d) const {
+    d.internal_stream() << *this;
+    return d;
+}
+
+std::ostream& operator<<(std::ostream& os, XMLAttr const& a) {
+    detail::XMLWriter(os).write(a);
+    return os;
+}
+
+}  // namespace zan
