@@ -113,6 +113,9 @@ TEST_F(DirectoryWalk, FollowsLinksButNotInCircles) {
         {L"a\\f", 7}, {L"a\\g", 7},  {L"null", 0},      {L"fifo", -1}};
     EXPECT_EQ(want, sizes(d));
     EXPECT_EQ(2u, log_.count("link back to a directory on the way: "));
+    Directory some;
+    EXPECT_TRUE(some.setup(home(), {L"a"}));
+    EXPECT_EQ(7u, some.numof());
     link("nowhere", "broken");
     EXPECT_FALSE(Directory().setup(home()));
     EXPECT_EQ(1u, log_.count("not valid file: "));

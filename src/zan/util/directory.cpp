@@ -91,6 +91,8 @@ private:
 
     // The entries that the caller names.
     bool take(iwstr const& dir, std::list<std::wstring> const& names) {
+        DirectoryReader home;  // for links that lead back to it
+        if (home.open(path_.c_str())) levels_.back().identity = home.identity();
         for (std::wstring const& name : names) {
             Filename const full(dir, name);
             std::string const native = platform::nativePath(std::wstring(full.full()));
