@@ -142,9 +142,10 @@ TEST_F(DirectoryWalk, LeavesOutWhatItCannotHold) {
 // Deeper than any path of the system reaches: the rest is left out with a line.
 TEST_F(DirectoryWalk, TakesNoStackForDepth) {
     int at = open(dir_.path().c_str(), O_RDONLY | O_DIRECTORY);
-    for (int i = 0; i < 2500; ++i) {
-        ASSERT_EQ(0, mkdirat(at, "d", 0700));
-        int const below = openat(at, "d", O_RDONLY | O_DIRECTORY);
+    std::string const name(200, 'd');
+    for (int i = 0; i < 30; ++i) {
+        ASSERT_EQ(0, mkdirat(at, name.c_str(), 0700));
+        int const below = openat(at, name.c_str(), O_RDONLY | O_DIRECTORY);
         close(at);
         at = below;
     }
@@ -152,8 +153,8 @@ TEST_F(DirectoryWalk, TakesNoStackForDepth) {
     file("last", 5);
     Directory d;
     EXPECT_TRUE(d.setup(home()));
-    EXPECT_GT(d.numof(), 1900u);
-    EXPECT_LT(d.numof(), 2400u);
+    EXPECT_GT(d.numof(), 15u);
+    EXPECT_LT(d.numof(), 25u);
     EXPECT_EQ(L"last", d.items().back().path);
     EXPECT_EQ(1u, log_.count("cannot read directory: "));
 
@@ -178,16 +179,16 @@ TEST_F(DirectoryWalk, TakesNoStackForDepth) {
 }
 
 TEST_F(DirectoryWalk, IsKeptAsPmlAndReadBack) {
-    for (int i = 0; i < 20; ++i) {
+    for (int i = 0; i < 6; ++i) {
         std::string const sub = "folder" + std::to_string(i);
         folder(sub);
-        for (int j = 0; j < 100; ++j)
+        for (int j = 0; j < 50; ++j)
             file(sub + "/[" + std::to_string(j) + "] \"{odd}\" n\xC3\xA4me=",
                  static_cast<std::size_t>(j % 3));
     }
     Directory d;
     ASSERT_TRUE(d.setup(home()));
-    ASSERT_EQ(2020u, d.numof());
+    ASSERT_EQ(306u, d.numof());
     pml::ntv::Unit read;
     ASSERT_TRUE(pml::ntvFromPml(read, istr(d.files().str())));
     std::vector<DirItem> items;
