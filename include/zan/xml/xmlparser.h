@@ -103,9 +103,12 @@ public:
     void setCallback(XMLParserCallback* callback) { callback_ = callback; }
 
 private:
+    // Not views: the compiler would build those in memory, and wait for it.
     struct Attr {
-        istr name;
-        istr value;
+        char const* name;
+        unsigned long nameSize;
+        char const* value;
+        unsigned long valueSize;
         bool escaped;
     };
 
@@ -117,7 +120,7 @@ private:
     bool parseText(char const* p, bool report);
     char const* parseNode(char const* begin, char const* end);
     char const* parseAttrs(char const* begin, char const* end);
-    bool isNewName(istr const& name) const;
+    bool isNewName(char const* name, unsigned long n) const;
     char const* parseComments(char const* begin) const;
     // No general entity is ever defined.
     void parseEntity(char const*, char const*) {}
