@@ -5,6 +5,8 @@
 #include <ostream>
 
 #include "zan/base/mlcheck.h"
+#include "zan/log/log_logger.h"
+#include "zan/log/log_tracer.h"
 #include "zan/xml/node_memory.h"
 #include "zan/xml/xml_scan.h"
 #include "zan/xml/xml_tree.h"
@@ -89,6 +91,7 @@ XMLNode* XMLParser::release() {
 }
 
 void XMLParser::parse(istr const& text) {
+    ZAN_TRACE_FRAME(detail::zanLogger());
     // The text may stand in the tree that goes.
     String copy;
     copy.reserve(text.size() + detail::XML_SCAN_TAIL);
@@ -103,6 +106,7 @@ void XMLParser::parse(istr const& text) {
 }
 
 void XMLParser::parse(std::ifstream& file) {
+    ZAN_TRACE_FRAME(detail::zanLogger());
     String text;
     std::string line;
     while (std::getline(file, line)) {
