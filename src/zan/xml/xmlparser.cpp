@@ -3,6 +3,7 @@
 #include <cstring>
 #include <fstream>
 #include <ostream>
+#include <utility>
 
 #include "zan/base/mlcheck.h"
 #include "zan/log/log_logger.h"
@@ -85,9 +86,8 @@ void XMLParser::clearNodes() {
 
 XMLNode* XMLParser::release() {
     arena_->close();
-    XMLNode* const root = root_;
-    root_ = nullptr;
-    return root;
+    current_ = nullptr;
+    return std::exchange(root_, nullptr);
 }
 
 void XMLParser::parse(istr const& text) {
