@@ -255,6 +255,12 @@ TEST(XmlParserLife, ReadsOnBehindTheRootAndGivesTreesAway) {
     while (parser.nextNode()) continue;
     EXPECT_EQ("a", shape(*first));
     EXPECT_EQ("b{x}(c)", shape(*parser.rootNode()));
+    // What the parser laid down in one piece may grow.
+    parser.parse("<a b='1' c='2' d='3'/>");
+    for (unsigned long i = 0; i < 3; ++i)
+        const_cast<XMLAttr&>(parser.rootNode()->attr(i))
+            .value("a value that is not short any more");
+    EXPECT_EQ(3u, parser.rootNode()->getAttrMap().size());
     // The text may stand in the tree that it replaces.
     parser.parse("<a><![CDATA[<b>a text that is not short any more</b>]]></a>");
     parser.parse(parser.rootNode()->cdata());

@@ -47,8 +47,8 @@ struct XMLAttr::Padded {
 };
 
 template <class Copy>
-inline XMLAttr::XMLAttr(Copy, istr const& name, istr const& value, XMLNode* node)
-    : place_(&Place::inList), name_(Copy::text(name)), value_(Copy::text(value)), node_(node) {}
+inline XMLAttr::XMLAttr(Copy, Place* place, istr const& name, istr const& value, XMLNode* node)
+    : place_(place), name_(Copy::text(name)), value_(Copy::text(value)), node_(node) {}
 
 namespace detail {
 
@@ -99,12 +99,12 @@ void XMLAttrList::append(XMLAttr* a) {
 }
 
 XMLAttr& XMLAttrList::add(istr const& name, istr const& value, XMLNode* node, bool escaped) {
-    touch();
+    place_.touched = true;
     if (size_ == capacity_) grow();
     XMLAttr* a = find(name);
     if (a == nullptr) {
         a = new (chunk_->slots + chunk_->used)
-            XMLAttr(XMLAttr::Unpadded(), name, escaped ? istr() : value, node);
+            XMLAttr(XMLAttr::Unpadded(), &place_, name, escaped ? istr() : value, node);
         ++chunk_->used;
         if (escaped) xml::unescape(a->value_, value);
     } else {
@@ -121,7 +121,7 @@ XMLAttr& XMLAttrList::add(istr const& name, istr const& value, XMLNode* node, bo
 void XMLAttrList::addNew(char const* name, unsigned long nameSize, char const* value,
                          unsigned long valueSize, XMLNode* node, bool escaped) {
     auto* const a = new (chunk_->slots + chunk_->used)
-        XMLAttr(XMLAttr::Padded(), istr(name, name + nameSize),
+        XMLAttr(XMLAttr::Padded(), &place_, istr(name, name + nameSize),
                 istr(value, value + (escaped ? 0 : valueSize)), node);
     if (escaped || nameSize >= XML_SCAN_TAIL || valueSize >= XML_SCAN_TAIL)
         heavy_ |= 1u << chunk_->used;
@@ -150,9 +150,9 @@ void XMLAttrList::clear() {
         chunk_ = chunk->older;
         for (unsigned long i = 0; i < chunk->used; ++i) {
             // Of the others there is nothing to free, and not to look at them saves a lot.
-            if (!touched_ && (heavy_ >> i & 1) == 0) continue;
+            if (!place_.touched && (heavy_ >> i & 1) == 0) continue;
             XMLAttr& a = chunk->slots[i];
-            if (a.place_.load(std::memory_order_relaxed) == &XMLAttr::Place::inList)
+            if (a.place_.load(std::memory_order_relaxed) == &place_)
                 a.place_.store(nullptr, std::memory_order_relaxed);
             a.XMLAttr::~XMLAttr();
         }
@@ -161,7 +161,7 @@ void XMLAttrList::clear() {
     order_ = nullptr;
     size_ = capacity_ = 0;
     heavy_ = 0;
-    touched_ = false;
+    place_.touched = false;
 }
 
 void XMLAttrList::show(Views& views, XMLAttr& a) {
@@ -176,7 +176,6 @@ XMLAttrList::Views const& XMLAttrList::views() const {
     MutexLock const guard(making);
     if (Views* const made = views_.load(std::memory_order_acquire)) return *made;
     auto views = std::make_unique<Views>();
-    touched_ = true;
     for (unsigned long i = 0; i < size_; ++i) show(*views, *order_[i]);
     views_.store(views.get(), std::memory_order_release);
     return *views.release();

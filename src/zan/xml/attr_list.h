@@ -13,11 +13,16 @@
 
 namespace zan {
 
-// What an attribute in an element has beyond its fields.
+// The list that an attribute is in.
 struct XMLAttr::Place {
-    // Of all attributes of which there is no more to say than that.
-    static Place inList;
+    bool own = false;
+    bool touched = false;  // an attribute may have changed since it was put down
+};
 
+// What an attribute in a list has beyond its fields, where there is more to say than that.
+struct XMLAttr::OwnPlace : Place {
+    explicit OwnPlace(Place* of) : list(of) { own = true; }
+    Place* list;
     String key;
     bool renamed = false;     // the key is not the name
     XMLAttr* twin = nullptr;  // the same attribute in the public map
@@ -25,7 +30,9 @@ struct XMLAttr::Place {
 
 inline String const& XMLAttr::key() const {
     Place const* const place = place_.load(std::memory_order_acquire);
-    return place != nullptr && place->renamed ? place->key : name_;
+    if (place == nullptr || !place->own) return name_;
+    auto const* const own = static_cast<OwnPlace const*>(place);
+    return own->renamed ? own->key : name_;
 }
 
 namespace detail {
@@ -70,8 +77,6 @@ public:
     unsigned long size() const { return size_; }
     XMLAttr const& at(unsigned long n) const { return *order_[n]; }
     XMLAttr* find(istr const& key) const;
-    // What was found may change.
-    void touch() { touched_ = true; }
 
     // Adds to the order; replaces the attribute of that key. `escaped` is a value that still holds
     // references.
@@ -121,9 +126,9 @@ private:
     Chunk* chunk_ = nullptr;
     std::set<XMLAttr*, ByKey>* index_ = nullptr;
     mutable std::atomic<Views*> views_{nullptr};
-    // Attributes by addNew() that have memory of their own, as long as nobody could change them.
+    // Attributes by addNew() that have memory of their own; all may, once one is touched.
     unsigned int heavy_ = 0;
-    mutable bool touched_ = false;
+    XMLAttr::Place place_;
     bool pooled_ = false;  // this object lies in somebody else's memory
 };
 

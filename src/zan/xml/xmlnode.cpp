@@ -216,10 +216,7 @@ void XMLNode::addAttr(istr const& name, istr const& value) {
 }
 
 XMLAttr& XMLNode::attr(istr const& name) {
-    if (XMLAttr* const found = findAttr(name)) {
-        attrList().touch();
-        return *found;
-    }
+    if (XMLAttr* const found = findAttr(name)) return *found;
     if (isNull()) return const_cast<XMLAttr&>(XMLAttr::null());
     return attrList().add(name, istr(), nullptr);
 }
