@@ -27,7 +27,7 @@ public:
                 path_ / ("group" + std::to_string(i / 20)) / ("folder" + std::to_string(i));
             fs::create_directories(folder);
             for (int j = 0; j < FILES; ++j)
-                std::ofstream(folder / ("some_file_" + std::to_string(j) + ".txt")) << j;
+                std::ofstream(folder / ("report_" + std::to_string(j) + ".txt")) << j;
         }
     }
     ~Tree() { fs::remove_all(path_); }

@@ -44,7 +44,8 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     unsigned char* packed = nullptr;
     check(gzlib::comp(text.data(), packed, packedSize));
     std::string back;
-    check(unpack(std::string(reinterpret_cast<char*>(packed), packedSize), ROOM, back));
+    std::string const made(reinterpret_cast<char*>(packed), static_cast<std::size_t>(packedSize));
+    check(unpack(made, ROOM, back));
     delete[] packed;
     check(back == text);
 

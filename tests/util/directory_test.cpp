@@ -179,7 +179,8 @@ TEST_F(DirectoryWalk, IsKeptAsPmlAndReadBack) {
         std::string const sub = "folder" + std::to_string(i);
         folder(sub);
         for (int j = 0; j < 100; ++j)
-            file(sub + "/[" + std::to_string(j) + "] \"{odd}\" n\xC3\xA4me=", j % 3);
+            file(sub + "/[" + std::to_string(j) + "] \"{odd}\" n\xC3\xA4me=",
+                 static_cast<std::size_t>(j % 3));
     }
     Directory d;
     ASSERT_TRUE(d.setup(home()));

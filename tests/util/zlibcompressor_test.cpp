@@ -67,7 +67,7 @@ TEST(GzipProgram, ReadsOursAndWeReadItsOwn) {
     auto const run = [&](std::string const& command) {
         ASSERT_EQ(0, std::system(command.c_str())) << command;
     };
-    for (std::size_t const size : {0, 1, 4095, 4096, 4097, 300000})
+    for (std::size_t const size : {0ul, 1ul, 4095ul, 4096ul, 4097ul, 300000ul})
         for (unsigned const kinds : {1u, 4u, 256u}) {
             std::string const text = someText(random, size, kinds);
             std::ofstream(zipped, std::ios::binary) << packed(text);
@@ -202,7 +202,7 @@ TEST(GzipMember, TheLimitHolds) {
 
 TEST(ZlibStream, ThereAndBack) {
     auto random = zan_test::makeRandom();
-    for (std::size_t const size : {0, 1, 100, 5000, 300000})
+    for (std::size_t const size : {0ul, 1ul, 100ul, 5000ul, 300000ul})
         for (unsigned const kinds : {1u, 256u}) {
             std::string const text = someText(random, size, kinds);
             Bytes stream;

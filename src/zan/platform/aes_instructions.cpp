@@ -71,7 +71,7 @@ struct Run {
 // --- What is done with as many blocks as there are lanes. `at` counts bytes.
 
 template <bool ENCRYPT, int ROUNDS, std::size_t... I>
-ZAN_AES_INLINE void ecb(Run const& run, unsigned long at, std::index_sequence<I...> lanes) {
+ZAN_AES_INLINE void ecb(Run const run, unsigned long at, std::index_sequence<I...> lanes) {
     Block b[sizeof...(I)];
     ((b[I] = load(run.in + at + 16 * I)), ...);
     cipher<ENCRYPT, ROUNDS>(b, run.keys, lanes);
@@ -79,7 +79,7 @@ ZAN_AES_INLINE void ecb(Run const& run, unsigned long at, std::index_sequence<I.
 }
 
 template <int ROUNDS, std::size_t... I>
-ZAN_AES_INLINE void cbcDecrypt(Run const& run, unsigned long at, Block& chain,
+ZAN_AES_INLINE void cbcDecrypt(Run const run, unsigned long at, Block& chain,
                                std::index_sequence<I...> lanes) {
     unsigned char const* const in = run.in + at;
     Block b[sizeof...(I)];
@@ -92,7 +92,7 @@ ZAN_AES_INLINE void cbcDecrypt(Run const& run, unsigned long at, Block& chain,
 }
 
 template <int ROUNDS, std::size_t... I>
-ZAN_AES_INLINE void cfbDecrypt(Run const& run, unsigned long at, Block& chain,
+ZAN_AES_INLINE void cfbDecrypt(Run const run, unsigned long at, Block& chain,
                                std::index_sequence<I...> lanes) {
     unsigned char const* const in = run.in + at;
     Block b[sizeof...(I)];
@@ -116,7 +116,7 @@ ZAN_AES_INLINE Block next(Counter& counter) {
 }
 
 template <int ROUNDS, std::size_t... I>
-ZAN_AES_INLINE void ctr(Run const& run, unsigned long at, Counter& counter,
+ZAN_AES_INLINE void ctr(Run const run, unsigned long at, Counter& counter,
                         std::index_sequence<I...> lanes) {
     Block b[sizeof...(I)];
     ((b[I] = next(counter)), ...);
@@ -126,21 +126,25 @@ ZAN_AES_INLINE void ctr(Run const& run, unsigned long at, Counter& counter,
 }
 
 // Each block waits for the one before it, and nothing else may: the text is mixed with the first
-// key ahead of time.
+// key ahead of time, and the function is one by itself, so that the chain stays in a register.
 template <int MODE, int ROUNDS>
-ZAN_AES_INLINE void serial(Run const& run, unsigned long size, Block c) {
+ZAN_AES __attribute__((noinline)) void serial(Run const run, unsigned long size,
+                                              unsigned char const* chain) {
     Block const key = load(run.keys);
+    Block c = load(chain);
     for (unsigned long at = 0; at < size; at += 16) {
         Block const text = load(run.in + at);
-        c = _mm_xor_si128(c, MODE == 1 ? _mm_xor_si128(text, key) : key);
-        rounds<true, ROUNDS>(&c, run.keys, One());
-        if constexpr (MODE == 2) c = _mm_xor_si128(c, text);
+        Block first = MODE == 1 ? _mm_xor_si128(text, key) : key;
+        asm("" : "+x"(first));  // or the compiler mixes in another order
+        Block b[1] = {_mm_xor_si128(c, first)};
+        rounds<true, ROUNDS>(b, run.keys, One());
+        c = MODE == 2 ? _mm_xor_si128(b[0], text) : b[0];
         store(run.out + at, MODE == 3 ? _mm_xor_si128(c, text) : c);
     }
 }
 
 template <int ROUNDS>
-ZAN_AES void encryptAll(Run const& run, int mode, unsigned char const* chain, unsigned long size) {
+ZAN_AES void encryptAll(Run const run, int mode, unsigned char const* chain, unsigned long size) {
     unsigned long const wide = size - size % (16 * LANES);
     unsigned long at = 0;
     if (mode == 0) {
@@ -152,15 +156,14 @@ ZAN_AES void encryptAll(Run const& run, int mode, unsigned char const* chain, un
         for (; at < wide; at += 16 * LANES) ctr<ROUNDS>(run, at, counter, Lanes());
         for (; at < size; at += 16) ctr<ROUNDS>(run, at, counter, One());
     } else {
-        Block const c = load(chain);
-        if (mode == 1) serial<1, ROUNDS>(run, size, c);
-        if (mode == 2) serial<2, ROUNDS>(run, size, c);
-        if (mode == 3) serial<3, ROUNDS>(run, size, c);
+        if (mode == 1) serial<1, ROUNDS>(run, size, chain);
+        if (mode == 2) serial<2, ROUNDS>(run, size, chain);
+        if (mode == 3) serial<3, ROUNDS>(run, size, chain);
     }
 }
 
 template <int ROUNDS>
-ZAN_AES void decryptAll(Run const& run, int mode, unsigned char const* chain, unsigned long size) {
+ZAN_AES void decryptAll(Run const run, int mode, unsigned char const* chain, unsigned long size) {
     unsigned long const wide = size - size % (16 * LANES);
     unsigned long at = 0;
     if (mode == 0) {

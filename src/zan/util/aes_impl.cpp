@@ -14,7 +14,7 @@ using Word = std::uint32_t;
 
 // --- Tables, worked out by the compiler. The low byte of a word is the first byte of a column.
 
-constexpr Word rotate(Word v, int n) {
+constexpr Word rotate(Word v, unsigned n) {
     return n == 0 ? v : v << n | v >> (32 - n);
 }
 
@@ -53,7 +53,7 @@ struct Tables {
             Word const e = times2(s) | s << 8 | s << 16 | (times2(s) ^ s) << 24;
             Word const d = multiply(t, 14) | multiply(t, 9) << 8 | multiply(t, 13) << 16 |
                            multiply(t, 11) << 24;
-            for (int row = 0; row < 4; ++row) {
+            for (unsigned row = 0; row < 4; ++row) {
                 encrypt[row][i] = rotate(e, 8 * row);
                 decrypt[row][i] = rotate(d, 8 * row);
             }
@@ -144,8 +144,12 @@ template <bool ENCRYPT>
 [[gnu::always_inline]] inline Block cipher(Mixed const& mixed, Substituted const& last, Block s,
                                            Word const* k, int rounds) {
     s = s ^ loadKey(k);
-    Word const* const end = k + 4 * rounds;
-    for (k += 4; k != end; k += 4) s = round<ENCRYPT>(mixed, s, loadKey(k));
+    for (int half = rounds / 2;;) {
+        s = round<ENCRYPT>(mixed, s, loadKey(k + 4));
+        k += 8;
+        if (--half == 0) break;
+        s = round<ENCRYPT>(mixed, s, loadKey(k));
+    }
     return round<ENCRYPT>(last, s, loadKey(k));
 }
 
@@ -164,7 +168,7 @@ Word subWord(Word v) {
 // The tables have the inverse S-box in them, which the S-box takes out again.
 Word invertedColumn(Word w) {
     auto const& box = TABLES.sbox;
-    return Mixed{TABLES.decrypt}(box[w & 0xFF], box[w >> 8 & 0xFF] << 8,
+    return Mixed{TABLES.decrypt}(box[w & 0xFF], static_cast<Word>(box[w >> 8 & 0xFF]) << 8,
                                  static_cast<Word>(box[w >> 16 & 0xFF]) << 16,
                                  static_cast<Word>(box[w >> 24]) << 24, 0);
 }
@@ -181,56 +185,59 @@ void increment(unsigned char* counter) {
     }
 }
 
-// --- The modes on the tables. Each block is read before it is written.
+// --- The modes on the tables. Each block is read before it is written. A mode is a function by
+// itself, so that the registers are its own.
 
-void encryptByTables(Word const* keys, int rounds, int mode, unsigned char const* chain,
-                     unsigned char const* in, unsigned char* out, unsigned long blocks) {
-    unsigned char const* const end = in + 16 * blocks;
-    Block c = mode == AesCipher::ECB ? Block() : load(chain);
-    switch (mode) {
-        case AesCipher::ECB:
-            for (; in != end; in += 16, out += 16) store(out, encrypted(load(in), keys, rounds));
-            break;
-        case AesCipher::CBC:
-            for (; in != end; in += 16, out += 16)
-                store(out, c = encrypted(c ^ load(in), keys, rounds));
-            break;
-        case AesCipher::CFB:
-            for (; in != end; in += 16, out += 16)
-                store(out, c = encrypted(c, keys, rounds) ^ load(in));
-            break;
-        case AesCipher::OFB:
-            for (; in != end; in += 16, out += 16) {
-                c = encrypted(c, keys, rounds);
-                store(out, c ^ load(in));
-            }
-            break;
-        default: {
-            unsigned char counter[AesCipher::BLOCK_SIZE];
-            std::memcpy(counter, chain, sizeof counter);
-            for (; in != end; in += 16, out += 16) {
-                store(out, encrypted(load(counter), keys, rounds) ^ load(in));
-                increment(counter);
-            }
+template <int MODE>
+[[gnu::noinline]] void encryptMode(Word const* keys, int rounds, unsigned char const* chain,
+                                   unsigned char const* in, unsigned char* out,
+                                   unsigned long size) {
+    Block c{};
+    unsigned char counter[AesCipher::BLOCK_SIZE];
+    if constexpr (MODE == AesCipher::CTR)
+        std::memcpy(counter, chain, sizeof counter);
+    else if constexpr (MODE != AesCipher::ECB)
+        c = load(chain);
+    for (unsigned long at = 0; at != size; at += AesCipher::BLOCK_SIZE) {
+        Block const text = load(in + at);
+        if constexpr (MODE == AesCipher::ECB) {
+            store(out + at, encrypted(text, keys, rounds));
+        } else if constexpr (MODE == AesCipher::CBC) {
+            store(out + at, c = encrypted(c ^ text, keys, rounds));
+        } else if constexpr (MODE == AesCipher::CFB) {
+            store(out + at, c = encrypted(c, keys, rounds) ^ text);
+        } else if constexpr (MODE == AesCipher::OFB) {
+            store(out + at, (c = encrypted(c, keys, rounds)) ^ text);
+        } else {
+            store(out + at, encrypted(load(counter), keys, rounds) ^ text);
+            increment(counter);
         }
     }
 }
 
 // From the last block to the first: what a block is mixed with is then still there, in the same
 // place too, and need not be carried along.
-void decryptByTables(Word const* keys, int rounds, int mode, unsigned char const* chain,
-                     unsigned char const* in, unsigned char* out, unsigned long blocks) {
-    for (unsigned long at = 16 * (blocks - 1);; at -= 16) {
-        unsigned char const* const before = at == 0 ? chain : in + at - 16;
-        if (mode == AesCipher::ECB)
+template <int MODE>
+[[gnu::noinline]] void decryptMode(Word const* keys, int rounds, unsigned char const* chain,
+                                   unsigned char const* in, unsigned char* out,
+                                   unsigned long size) {
+    for (unsigned long at = size; at != 0;) {
+        at -= AesCipher::BLOCK_SIZE;
+        unsigned char const* const before = at == 0 ? chain : in + at - AesCipher::BLOCK_SIZE;
+        if constexpr (MODE == AesCipher::ECB)
             store(out + at, decrypted(load(in + at), keys, rounds));
-        else if (mode == AesCipher::CBC)
+        else if constexpr (MODE == AesCipher::CBC)
             store(out + at, decrypted(load(in + at), keys, rounds) ^ load(before));
         else
             store(out + at, encrypted(load(before), keys, rounds) ^ load(in + at));
-        if (at == 0) return;
     }
 }
+
+using ModeRun = void (*)(Word const*, int, unsigned char const*, unsigned char const*,
+                         unsigned char*, unsigned long);
+constexpr ModeRun ENCRYPT[] = {encryptMode<0>, encryptMode<1>, encryptMode<2>, encryptMode<3>,
+                               encryptMode<4>};
+constexpr ModeRun DECRYPT[] = {decryptMode<0>, decryptMode<1>, decryptMode<2>};
 
 template <class SubWord>
 void expandKey(unsigned char const* key, int n, int total, SubWord const& sub, Word* w) {
@@ -305,17 +312,21 @@ void AesCipher::encrypt(unsigned char const* in, unsigned char* result, unsigned
                         int mode) const {
     if (!ready(in, result, num, mode)) return;
     unsigned char const* const chain = mode == CTR ? counter_ : iv_;
-    auto const run = instructions_ ? platform::aesEncrypt : encryptByTables;
-    run(encryptKeys_, rounds_, mode, chain, in, result, num / BLOCK_SIZE);
+    if (instructions_)
+        platform::aesEncrypt(encryptKeys_, rounds_, mode, chain, in, result, num / BLOCK_SIZE);
+    else
+        ENCRYPT[mode](encryptKeys_, rounds_, chain, in, result, num);
 }
 
 void AesCipher::decrypt(unsigned char const* in, unsigned char* result, unsigned long num,
                         int mode) const {
     if (mode == OFB || mode == CTR) return encrypt(in, result, num, mode);
     if (!ready(in, result, num, mode)) return;
-    auto const run = instructions_ ? platform::aesDecrypt : decryptByTables;
-    run(mode == CFB ? encryptKeys_ : decryptKeys_, rounds_, mode, iv_, in, result,
-        num / BLOCK_SIZE);
+    Word const* const keys = mode == CFB ? encryptKeys_ : decryptKeys_;
+    if (instructions_)
+        platform::aesDecrypt(keys, rounds_, mode, iv_, in, result, num / BLOCK_SIZE);
+    else
+        DECRYPT[mode](keys, rounds_, iv_, in, result, num);
 }
 
 }  // namespace zan

@@ -76,7 +76,7 @@ struct Tables {
     std::array<std::array<Word, 64>, 8> sp{};
 
     constexpr Tables() {
-        for (int box = 0; box < 8; ++box)
+        for (unsigned box = 0; box < 8; ++box)
             for (unsigned i = 0; i < 64; ++i) {
                 unsigned const row = (i >> 4 & 2) | (i & 1);
                 Word const s = static_cast<Word>(S_BOXES[box][16 * row + (i >> 1 & 15)])

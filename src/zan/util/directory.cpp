@@ -63,6 +63,9 @@ public:
         return true;
     }
 
+    // Of the units in the tree, but for the root.
+    unsigned long count() const { return count_; }
+
 private:
     struct SubDirectory {
         std::string name;    // UTF-8
@@ -161,6 +164,7 @@ private:
     Tracked<Unit> makeUnit(istr const& name) {
         Tracked<Unit> unit(TreeAccess::makeUnit(nullptr, arena_));
         TreeAccess::name(*unit, name.data(), name.size());
+        ++count_;
         return unit;
     }
 
@@ -185,14 +189,9 @@ private:
     NodeArena arena_;
     std::string path_;  // native, of the directory that is worked on
     std::vector<Level> levels_;
+    unsigned long count_ = 0;
     bool invalid_ = false;
 };
-
-// Room for `n` more, without giving up the doubling.
-void reserve(std::vector<DirItem>& items, unsigned long n) {
-    unsigned long const need = items.size() + n;
-    if (need > items.capacity()) items.reserve(std::max(need, 2 * items.capacity()));
-}
 
 int handleOf(void* handle) {
     return static_cast<int>(reinterpret_cast<std::intptr_t>(handle));
@@ -236,7 +235,10 @@ bool Directory::setup(iwstr const& home) {
 
 bool Directory::setup(iwstr const& home, std::list<std::wstring> const& names) {
     homeDir_ = std::wstring(home);
-    if (!setupDirTree(homeDir_, names, &dirTree_)) return false;
+    dirTree_.initValueAsList();
+    Walk walk;
+    if (!walk.run(homeDir_, names, &dirTree_)) return false;
+    items_.reserve(items_.size() + walk.count());
     if (!recurseDirTree(iwstr(), dirTree_, &items_)) return false;
     __int64 total = 1;
     for (DirItem const& item : items_) total += std::max<__int64>(item.size.value(), 1);
@@ -279,7 +281,6 @@ bool Directory::recurseDirTree(iwstr const& path, pml::ntv::Unit const& tree,
         if (list == nullptr) return false;
         if (!full.empty()) files->emplace_back(*unit, full);
         levels.push_back({&list->data(), 0, full.size()});
-        reserve(*files, list->size());
         for (unit = nullptr; unit == nullptr;) {
             Level& level = levels.back();
             full.resize(level.pathSize);
