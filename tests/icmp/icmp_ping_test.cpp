@@ -10,8 +10,26 @@ namespace {
 
 using namespace zan;
 
-TEST(PingSocket, ClosedItSaysSo) {
+// With the category of the failures on.
+class PingSocket : public testing::Test {
+protected:
+    PingSocket() : zanLog(logger_factory::instance(LOGGER_ID)), appLogOn_(zanLog.appLogOn()) {
+        zanLog.setAppLogOn(true);
+        zanLog.setAppLog("<ICMP.ERROR>", true);
+    }
+    ~PingSocket() override {
+        zanLog.setAppLog("<ICMP.ERROR>", false);
+        zanLog.setAppLogOn(appLogOn_);
+    }
+
     zan_test::LogCapture const log;
+    logger& zanLog;
+
+private:
+    bool const appLogOn_;
+};
+
+TEST_F(PingSocket, ClosedItSaysSo) {
     Ping ping;
     __int64 cost = -7;
     EXPECT_FALSE(ping.sendAndWait("127.0.0.1", &cost, 1));
@@ -22,8 +40,7 @@ TEST(PingSocket, ClosedItSaysSo) {
     EXPECT_EQ(1u, log.count("<ICMP.ERROR>"));
 }
 
-TEST(PingSocket, RefusedItSaysSo) {
-    zan_test::LogCapture const log;
+TEST_F(PingSocket, RefusedItSaysSo) {
     // No more files for this process: as little of a socket as without the right to it.
     rlimit before{};
     ASSERT_EQ(0, getrlimit(RLIMIT_NOFILE, &before));
@@ -38,13 +55,9 @@ TEST(PingSocket, RefusedItSaysSo) {
     EXPECT_FALSE(ping.sendAndWait("127.0.0.1", nullptr, 1));
 }
 
-TEST(PingSocket, ThisHostAnswers) {
-    zan_test::LogCapture const log;
+TEST_F(PingSocket, ThisHostAnswers) {
     Ping ping;
     if (!ping.open()) GTEST_SKIP() << "no right to open a raw socket";
-    logger& zanLog = logger_factory::instance(LOGGER_ID);
-    bool const before = zanLog.appLogOn();
-    zanLog.setAppLogOn(true);
     zanLog.setAppLog("ICMP.INFO", true);
     EXPECT_TRUE(ping.open()) << "it is";
     __int64 cost = -7;
@@ -54,7 +67,6 @@ TEST(PingSocket, ThisHostAnswers) {
     EXPECT_TRUE(log.has("ping:127.0.0.1, waitTimeout:5,cost:"));
     EXPECT_TRUE(ping.sendAndWait("127.0.0.1", nullptr, 5));
     zanLog.setAppLog("ICMP.INFO", false);
-    zanLog.setAppLogOn(before);
     cost = -7;
     for (String const& host : {String(), String("127.0.0.1\0x", 11), String("no host")})
         EXPECT_FALSE(ping.sendAndWait(host, &cost, 1)) << host;

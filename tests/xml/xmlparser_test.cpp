@@ -107,9 +107,7 @@ TEST(XmlParserLanguage, CallbacksComeInDocumentOrder) {
 
 TEST(XmlParserLanguage, EveryConstructIsReadInItsDefinedWay) {
     struct Case {
-        std::string text;
-        std::string tree;
-        std::string fault = "";
+        std::string text, tree, fault = "";
     };
     Case const cases[] = {
         {"", ""},
@@ -125,9 +123,7 @@ TEST(XmlParserLanguage, EveryConstructIsReadInItsDefinedWay) {
         {"<a>x", "a{x}"},
         {"<", ""},
         {"<>x</>", "{x}"},
-        {"< a >x</a>", "a{x}"},
         {"<a:b c:d='1'/>", "a:b[c:d=1]"},
-        {"<a\tb\n=\r'1'/>", "a[b=1]"},
         // White space.
         {"<a> \n <b/> </a>", "a(b)"},
         {"<a>  x  <b/>  y  </a>", "a{x  y  }(b)"},
@@ -135,17 +131,15 @@ TEST(XmlParserLanguage, EveryConstructIsReadInItsDefinedWay) {
         {"<a b=\"1\"c='2'/>", "a[b=1][c=2]"},
         {"<a b=\"1\" / >x</a>", "a[b=1]{x}"},
         {"<a/b='1'>x</a>", "a{x}"},
-        {"<a b='1'/ignored>x</a>", "a[b=1]{x}"},
         {"<a b='1'<c>x</a>", "a[b=1]{x}"},
         // Attributes.
-        {"<a x=\"1\" x=\"2\"/>", "a[x=2][x=2]"},
+        {"< a\tx\n=\r'1' x=\"2\"/>", "a[x=2][x=2]"},
         {"<a b='x>y/z<\"'/>", "a[b=x>y/z<\"]"},
         {"<a b=  junk 'v'/>", "a[b=v]"},
         {"<a b>c='1'/>", "a[b>c=1]"},
         {"<a ='1'/>", "a[=1]"},
         {"<a b='&lt;&#65;&bogus;'/>", "a[b=<A&bogus;]"},
         {"<a b>text</a>", "a", NO_EQUALS},
-        {"<a x='1' b", "a[x=1]", NO_EQUALS},
         {"<a b=1>", "a", NO_BEGIN},
         {"<a b=1><c d='2'/>", "a[b=2]"},
         {"<a x='1'><b c='2>", "a[x=1](b)", NO_END},
@@ -159,10 +153,7 @@ TEST(XmlParserLanguage, EveryConstructIsReadInItsDefinedWay) {
         {"<!DOCTYPE a [<!ENTITY x '>'> ]><b/>", "b"},
         {"<!DOCTYPE a [<!ELEMENT b ANY> ]><b>]x>y</b>", "b{y}"},
         {"<!DOCTYPE a [<!ELEMENT b ANY> ]><!DOCTYPE c><b>]x</b>", "b{]x}"},
-        {"<!DOCTYPE a", ""},
-        {"<!ENTITY a", ""},
         {"<a><!NOTATION n></a>", "a{NOTATION n>}"},
-        {"<a><!x></a>", "a{x>}"},
         {"<a><!", "a"},
         // Comments.
         {"<a><!-- <b> -- > --></a>", "a"},
@@ -175,7 +166,6 @@ TEST(XmlParserLanguage, EveryConstructIsReadInItsDefinedWay) {
         {"<a> <![CDATA[ x ]]> </a>", "a{ x }"},
         {"<a><![CDATA[abc", "a{a}"},
         {"<a><![CDATA[ab]]", "a{ab}"},
-        {"<a><![CDATA[x", "a"},
         {"<![CDATA[x]]><a/>", "a"},
         {"<a><![CDATA[abc\0de</a>"s, "a{a\0de}"s},
         // NUL bytes.
@@ -183,7 +173,6 @@ TEST(XmlParserLanguage, EveryConstructIsReadInItsDefinedWay) {
         {"<a>x<\0y</a>"s, "a{x\0y}"s},
         {"<a\0b='1'>x</a>"s, "a[\0b=1]{x}"s},
         {"<a b='\0'/>"s, "a[b=\0]"s},
-        {"<a></a\0>"s, "a"},
     };
     for (Case const& c : cases) {
         Read const r = read(c.text);
@@ -192,7 +181,6 @@ TEST(XmlParserLanguage, EveryConstructIsReadInItsDefinedWay) {
     }
     EXPECT_EQ("-null", read("</a><b/>").events);
     EXPECT_EQ("+a -a +b -b", read("<a/><b/>").events);
-    EXPECT_EQ("+a", read("<a>]x<![NOT").events.substr(0, 2));
     EXPECT_EQ("+a -a", read("<a>]x</a>").events);
 }
 
@@ -208,10 +196,9 @@ TEST(XmlParserLanguage, AnExceptionSaysWhereItWasThrown) {
         EXPECT_NE(std::string::npos, e.file().find("xmlparser.cpp"));
     }
     EXPECT_EQ("a(b)", shape(*parser.rootNode()));
-    EXPECT_THROW(parser.nextNode(), XMLRuntimeException);
-    std::ostringstream os;
-    os << XMLRuntimeException("text");
-    EXPECT_EQ("text @ :0", os.str());
+    std::unique_ptr<XMLNode>(parser.release()).reset();
+    EXPECT_THROW(parser.nextNode(),
+                 XMLRuntimeException);  // of a tree that is gone it knows nothing
 }
 
 TEST(XmlParserReferences, ResolveToOneByteAtMost) {
@@ -257,19 +244,6 @@ TEST(XmlParserReferences, EncodedTextDecodesToItself) {
         zan::xml::decode_cdata(s);
         EXPECT_EQ(c[0], s);
     }
-    auto random = zan_test::makeRandom();
-    for (int round = 0; round < 2000; ++round) {
-        String s;
-        for (unsigned long n = random() % 80; n != 0; --n) s += "&<>\"']ab;#x"[random() % 11];
-        String encoded(s);
-        zan::xml::encode_attr(encoded);
-        EXPECT_EQ(std::string::npos, encoded.find_first_of("<>\"'"));
-        zan::xml::decode_attr(encoded);
-        ASSERT_EQ(s, encoded);
-        zan::xml::encode_cdata(encoded);
-        zan::xml::decode_cdata(encoded);
-        ASSERT_EQ(s, encoded);
-    }
 }
 
 TEST(XmlParserLife, ReadsOnBehindTheRootAndGivesTreesAway) {
@@ -278,10 +252,15 @@ TEST(XmlParserLife, ReadsOnBehindTheRootAndGivesTreesAway) {
     parser.parse("<a></a><b><c/>x</b><d/>");
     std::unique_ptr<XMLNode> const first(parser.release());
     EXPECT_EQ(nullptr, parser.rootNode());
-    EXPECT_EQ(nullptr, parser.release());
     while (parser.nextNode()) continue;
     EXPECT_EQ("a", shape(*first));
     EXPECT_EQ("b{x}(c)", shape(*parser.rootNode()));
+    // What the parser laid down in one piece may grow.
+    parser.parse("<a b='1' c='2' d='3'/>");
+    for (unsigned long i = 0; i < 3; ++i)
+        const_cast<XMLAttr&>(parser.rootNode()->attr(i))
+            .value("a value that is not short any more");
+    EXPECT_EQ(3u, parser.rootNode()->getAttrMap().size());
     // The text may stand in the tree that it replaces.
     parser.parse("<a><![CDATA[<b>a text that is not short any more</b>]]></a>");
     parser.parse(parser.rootNode()->cdata());
@@ -291,9 +270,6 @@ TEST(XmlParserLife, ReadsOnBehindTheRootAndGivesTreesAway) {
     EXPECT_EQ("<b>a text that is not short any more</b>", os.str());
     parser.parse("");
     EXPECT_EQ(nullptr, parser.rootNode());
-    os.str("");
-    os << parser;
-    EXPECT_EQ("", os.str());
 }
 
 TEST(XmlParserLife, ReadsFilesAndStopsAtOneThatFails) {

@@ -55,14 +55,16 @@ private:
     friend class detail::XMLAttrList;
 
     struct Place;
+    struct OwnPlace;
 
     // One in a list of attributes.
     struct Padded;
     struct Unpadded;
     template <class Copy>
-    XMLAttr(Copy, istr const& name, istr const& value, XMLNode* node);
+    XMLAttr(Copy, Place* place, istr const& name, istr const& value, XMLNode* node);
     String const& key() const;
-    Place& ownPlace();
+    OwnPlace& ownPlace();
+    OwnPlace* changing();
     void leave();
 
     // Null for an attribute in no element. Threads that only read may set it, for the map.

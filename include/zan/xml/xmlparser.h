@@ -68,9 +68,8 @@ struct ZAN_EXPORT XMLParserCallback {
 // Ownership: the tree is the parser's until release(), the next parse() or the parser's end. The
 //   text is copied.
 // Threads: one at a time.
-// Errors: XMLRuntimeException for a "<?" without "?>" and for three faults in an attribute. What
-// was
-//   read until then is the tree. A text that just ends gives what it held so far.
+// Errors: XMLRuntimeException for a "<?" without its end and for three faults in an attribute; what
+//   was read until then is the tree. A text that just ends gives what it held so far.
 // Cost: linear in the text. Depth and number of elements have no limit but memory.
 class ZAN_EXPORT XMLParser {
 public:
@@ -97,15 +96,19 @@ public:
     // Null where there is none. A second root behind one of the form "<a/>" replaces it, and the
     // first is freed.
     XMLNode const* rootNode() const { return root_; }
-    // The caller owns the tree, and may have null. The parser then has no root.
+    // The caller owns the tree, and may have null. The parser then has no root, and leaves this
+    // tree alone if it goes on.
     XMLNode* release();
     // Null switches it off.
     void setCallback(XMLParserCallback* callback) { callback_ = callback; }
 
 private:
+    // Not views: the compiler would build those in memory, and wait for it.
     struct Attr {
-        istr name;
-        istr value;
+        char const* name;
+        unsigned long nameSize;
+        char const* value;
+        unsigned long valueSize;
         bool escaped;
     };
 
@@ -117,7 +120,7 @@ private:
     bool parseText(char const* p, bool report);
     char const* parseNode(char const* begin, char const* end);
     char const* parseAttrs(char const* begin, char const* end);
-    bool isNewName(istr const& name) const;
+    bool isNewName(char const* name, unsigned long n) const;
     char const* parseComments(char const* begin) const;
     // No general entity is ever defined.
     void parseEntity(char const*, char const*) {}

@@ -194,8 +194,7 @@ public:
 // A field that is an object itself goes by its own encodeXml() and decodeXml() on such a stream. A
 // collection is written with node().addChildNode(name), and read with getChildren(name) of the
 // stream's const node().
-class ZAN_EXPORT XMLCodecBase : public virtual Interface {
-public:
+struct ZAN_EXPORT XMLCodecBase : public virtual Interface {
     // These two call codecXml(); a class that wants separate code for each direction overrides them
     // in its place.
     virtual void encodeXml(XMLOutStream& stream) const;

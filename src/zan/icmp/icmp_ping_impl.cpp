@@ -2,6 +2,7 @@
 
 #include <ace/ACE.h>
 #include <ace/INET_Addr.h>
+#include <ace/Log_Msg.h>
 #include <ace/OS_NS_sys_socket.h>
 #include <ace/Time_Value.h>
 
@@ -18,6 +19,7 @@ namespace {
 constexpr int ICMP_PROTOCOL = 1;
 
 detail::LogCategory const INFO("ICMP.INFO");
+detail::LogCategory const FAILED("<ICMP.ERROR>");
 
 // Port 0: there are no ports.
 bool resolve(String const& host, ACE_INET_Addr& addr) {
@@ -25,9 +27,24 @@ bool resolve(String const& host, ACE_INET_Addr& addr) {
     return addr.set(static_cast<u_short>(0), host.c_str(), 1, AF_INET) == 0;
 }
 
+// The socket class tells each step on the standard error stream, which is the program's own.
+class QuietAce {
+public:
+    QuietAce() : before_(ACE_LOG_MSG->priority_mask(0, ACE_Log_Msg::PROCESS)) {}
+    ~QuietAce() { ACE_LOG_MSG->priority_mask(before_, ACE_Log_Msg::PROCESS); }
+    QuietAce(QuietAce const&) = delete;
+    QuietAce& operator=(QuietAce const&) = delete;
+
+private:
+    u_long before_;
+};
+
 }  // namespace
 
-#define ZAN_ICMP_ERROR(msg) ZAN_DETAIL_LINE(writeInfoLine, detail::zanLogger(), msg, "<ICMP.ERROR>")
+#define ZAN_ICMP_ERROR(msg)                                                                       \
+    do {                                                                                          \
+        if (FAILED.on()) ZAN_DETAIL_LINE(writeInfoLine, detail::zanLogger(), msg, FAILED.name()); \
+    } while (false)
 
 bool PingImpl::open() {
     if (open_) return true;
@@ -65,6 +82,7 @@ bool PingImpl::sendAndWait(String const& host, __int64* cost, long timeout) {
     constexpr long LONGEST = std::numeric_limits<int>::max();
     ACE_Time_Value const wait(std::min(std::max(timeout, 0L), LONGEST));
     dropOldAnswers();
+    QuietAce const quiet;
     Time const start = Time::now(Time::Realtime);
     // An address that is not set would be one of this host.
     if (!known || socket_.make_echo_check(addr, false, &wait) != 0) {

@@ -2,11 +2,55 @@
 
 #include <memory>
 #include <new>
+#include <string>
+#include <utility>
 
 #include "zan/mt/mutex.h"
+#include "zan/xml/xml_scan.h"
 #include "zan/xml/xmlparser.h"
 
-namespace zan::detail {
+namespace zan {
+
+namespace {
+
+using detail::XML_SCAN_TAIL;
+
+// A text of fewer than XML_SCAN_TAIL bytes, from where so many can be read: a copy of fixed length
+// is a few instructions, one of any length is a call. By itself, so that the compiler sees one
+// length and one result.
+__attribute__((noinline)) String padded(char const* p, unsigned long n) {
+    constexpr unsigned long LENGTH = XML_SCAN_TAIL - 1;
+    std::string copy(p, LENGTH);
+#if defined(__SSE2__)
+    // Once more, terminator included, in one piece: the processor would wait for two pieces when
+    // the text moves on.
+    __m128i const last = _mm_slli_si128(_mm_set1_epi8(-1), LENGTH);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(copy.data()),
+                     _mm_andnot_si128(last, detail::xmlLoad(p)));
+    if (copy.size() != LENGTH) __builtin_unreachable();
+#endif
+    String text(std::move(copy));
+    text.erase(n);
+    return text;
+}
+
+}  // namespace
+
+// How the texts of a new attribute are copied.
+struct XMLAttr::Unpadded {
+    static String text(istr const& s) { return String(s); }
+};
+struct XMLAttr::Padded {
+    static String text(istr const& s) {
+        return s.size() < XML_SCAN_TAIL ? padded(s.data(), s.size()) : String(s);
+    }
+};
+
+template <class Copy>
+inline XMLAttr::XMLAttr(Copy, Place* place, istr const& name, istr const& value, XMLNode* node)
+    : place_(place), name_(Copy::text(name)), value_(Copy::text(value)), node_(node) {}
+
+namespace detail {
 
 void XMLAttrList::destroy() {
     clear();
@@ -55,11 +99,12 @@ void XMLAttrList::append(XMLAttr* a) {
 }
 
 XMLAttr& XMLAttrList::add(istr const& name, istr const& value, XMLNode* node, bool escaped) {
+    place_.touched = true;
     if (size_ == capacity_) grow();
     XMLAttr* a = find(name);
     if (a == nullptr) {
         a = new (chunk_->slots + chunk_->used)
-            XMLAttr(XMLAttr::Unpadded(), name, escaped ? istr() : value, node);
+            XMLAttr(XMLAttr::Unpadded(), &place_, name, escaped ? istr() : value, node);
         ++chunk_->used;
         if (escaped) xml::unescape(a->value_, value);
     } else {
@@ -73,12 +118,16 @@ XMLAttr& XMLAttrList::add(istr const& name, istr const& value, XMLNode* node, bo
     return *a;
 }
 
-void XMLAttrList::addNew(istr const& name, istr const& value, XMLNode* node, bool escaped) {
+void XMLAttrList::addNew(char const* name, unsigned long nameSize, char const* value,
+                         unsigned long valueSize, XMLNode* node, bool escaped) {
     auto* const a = new (chunk_->slots + chunk_->used)
-        XMLAttr(XMLAttr::Padded(), name, escaped ? istr() : value, node);
+        XMLAttr(XMLAttr::Padded(), &place_, istr(name, name + nameSize),
+                istr(value, value + (escaped ? 0 : valueSize)), node);
+    if (escaped || nameSize >= XML_SCAN_TAIL || valueSize >= XML_SCAN_TAIL)
+        heavy_ |= 1u << chunk_->used;
     ++chunk_->used;
     order_[size_++] = a;
-    if (escaped) xml::unescape(a->value_, value);
+    if (escaped) xml::unescape(a->value_, istr(value, value + valueSize));
 }
 
 void XMLAttrList::addAll(XMLAttrList const& other, XMLNode const* from, XMLNode* to) {
@@ -100,8 +149,10 @@ void XMLAttrList::clear() {
         Chunk* const chunk = chunk_;
         chunk_ = chunk->older;
         for (unsigned long i = 0; i < chunk->used; ++i) {
+            // Of the others there is nothing to free, and not to look at them saves a lot.
+            if (!place_.touched && (heavy_ >> i & 1) == 0) continue;
             XMLAttr& a = chunk->slots[i];
-            if (a.place_.load(std::memory_order_relaxed) == &XMLAttr::Place::inList)
+            if (a.place_.load(std::memory_order_relaxed) == &place_)
                 a.place_.store(nullptr, std::memory_order_relaxed);
             a.XMLAttr::~XMLAttr();
         }
@@ -109,6 +160,8 @@ void XMLAttrList::clear() {
     }
     order_ = nullptr;
     size_ = capacity_ = 0;
+    heavy_ = 0;
+    place_.touched = false;
 }
 
 void XMLAttrList::show(Views& views, XMLAttr& a) {
@@ -128,4 +181,5 @@ XMLAttrList::Views const& XMLAttrList::views() const {
     return *views.release();
 }
 
-}  // namespace zan::detail
+}  // namespace detail
+}  // namespace zan

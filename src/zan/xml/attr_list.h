@@ -8,37 +8,31 @@
 #include <vector>
 
 #include "zan/base/base_type_string.h"
-#include "zan/xml/xml_scan.h"
 #include "zan/xml/xmlattr.h"
 #include "zan/xml/xmlnode.h"
 
 namespace zan {
 
-// What an attribute in an element has beyond its fields.
+// The list that an attribute is in.
 struct XMLAttr::Place {
-    // Of all attributes of which there is no more to say than that.
-    static Place inList;
+    bool own = false;
+    bool touched = false;  // an attribute may have changed since it was put down
+};
 
+// What an attribute in a list has beyond its fields, where there is more to say than that.
+struct XMLAttr::OwnPlace : Place {
+    explicit OwnPlace(Place* of) : list(of) { own = true; }
+    Place* list;
     String key;
     bool renamed = false;     // the key is not the name
     XMLAttr* twin = nullptr;  // the same attribute in the public map
 };
 
-// How the texts of a new attribute are copied.
-struct XMLAttr::Unpadded {
-    static String text(istr const& s) { return String(s); }
-};
-struct XMLAttr::Padded {
-    static String text(istr const& s) { return s.empty() ? String() : detail::xmlString(s); }
-};
-
-template <class Copy>
-inline XMLAttr::XMLAttr(Copy, istr const& name, istr const& value, XMLNode* node)
-    : place_(&Place::inList), name_(Copy::text(name)), value_(Copy::text(value)), node_(node) {}
-
 inline String const& XMLAttr::key() const {
     Place const* const place = place_.load(std::memory_order_acquire);
-    return place != nullptr && place->renamed ? place->key : name_;
+    if (place == nullptr || !place->own) return name_;
+    auto const* const own = static_cast<OwnPlace const*>(place);
+    return own->renamed ? own->key : name_;
 }
 
 namespace detail {
@@ -81,7 +75,7 @@ public:
     void destroy();
 
     unsigned long size() const { return size_; }
-    XMLAttr& at(unsigned long n) const { return *order_[n]; }
+    XMLAttr const& at(unsigned long n) const { return *order_[n]; }
     XMLAttr* find(istr const& key) const;
 
     // Adds to the order; replaces the attribute of that key. `escaped` is a value that still holds
@@ -90,7 +84,8 @@ public:
     // As add(), for a list that was made with room for it and nobody has seen yet, and a key that
     // is not in it. REQUIRES: fewer than SHORT attributes, and XML_SCAN_TAIL readable bytes behind
     // name and value.
-    void addNew(istr const& name, istr const& value, XMLNode* node, bool escaped);
+    void addNew(char const* name, unsigned long nameSize, char const* value,
+                unsigned long valueSize, XMLNode* node, bool escaped);
     // Copies; an attribute of `from` becomes one of `to`.
     void addAll(XMLAttrList const& other, XMLNode const* from, XMLNode* to);
     void clear();
@@ -131,6 +126,9 @@ private:
     Chunk* chunk_ = nullptr;
     std::set<XMLAttr*, ByKey>* index_ = nullptr;
     mutable std::atomic<Views*> views_{nullptr};
+    // Attributes by addNew() that have memory of their own; all may, once one is touched.
+    unsigned int heavy_ = 0;
+    XMLAttr::Place place_;
     bool pooled_ = false;  // this object lies in somebody else's memory
 };
 

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstring>
-#include <string>
 
 #include "zan/base/base_type_string.h"
 
@@ -66,8 +65,24 @@ inline char const* xmlFindOrNul(char const* p, char stop) {
     }
 }
 
+// The next "=" or white space in [p, end), or the end. REQUIRES: as xmlFind().
+inline char const* xmlFindNameEnd(char const* p, char const* end) {
+    for (; p < end; p += 16) {
+        __m128i const block = xmlLoad(p);
+        unsigned int const stops = xmlMask(block, '=') | xmlMask(block, ' ') |
+                                   xmlMask(block, '\n') | xmlMask(block, '\t') |
+                                   xmlMask(block, '\r');
+        if (stops != 0) return p + __builtin_ctz(stops);
+    }
+    return end;
+}
+
 #else
 
+inline char const* xmlFindNameEnd(char const* p, char const* end) {
+    while (p < end && *p != '=' && *p != ' ' && *p != '\n' && *p != '\t' && *p != '\r') ++p;
+    return p;
+}
 inline XMLFound xmlFind(char const* p, char const* end, char stop) {
     bool ampersand = false;
     for (; p < end && *p != stop; ++p) ampersand = ampersand || *p == '&';
@@ -113,15 +128,6 @@ inline char const* xmlFindSpecial(char const* p, char const* end) {
 #endif
     while (p != end && !xmlSpecial(*p)) ++p;
     return p;
-}
-
-// REQUIRES: XML_SCAN_TAIL readable bytes behind `s`.
-__attribute__((always_inline)) inline String xmlString(istr const& s) {
-    if (s.size() >= XML_SCAN_TAIL) return String(s);
-    // A copy of fixed length is a few instructions; one of any length is a call.
-    String text(std::string(s.data(), XML_SCAN_TAIL - 1));
-    text.erase(s.size());
-    return text;
 }
 
 // Blank, tab, carriage return, line feed.

@@ -10,8 +10,6 @@
 
 namespace zan {
 
-XMLAttr::Place XMLAttr::Place::inList;
-
 XMLAttr& XMLAttr::operator=(XMLAttr const& other) {
     if (this == &other) return *this;
     name(other.name_);
@@ -23,9 +21,8 @@ XMLAttr& XMLAttr::operator=(XMLAttr const& other) {
 void XMLAttr::name(istr const& v) {
     if (isNull() || name_ == v) return;
     String renamed(v);
-    Place const* const place = place_.load(std::memory_order_relaxed);
-    if (place != nullptr) {
-        Place& own = ownPlace();
+    if (place_.load(std::memory_order_relaxed) != nullptr) {
+        OwnPlace& own = ownPlace();
         if (!own.renamed) {
             own.key = name_;
             own.renamed = true;
@@ -38,29 +35,40 @@ void XMLAttr::name(istr const& v) {
 void XMLAttr::value(istr const& v) {
     if (isNull()) return;
     value_ = String(v);
-    Place const* const place = place_.load(std::memory_order_relaxed);
-    if (place != nullptr && place->twin != nullptr) place->twin->value_ = value_;
+    OwnPlace const* const own = changing();
+    if (own != nullptr && own->twin != nullptr) own->twin->value_ = value_;
 }
 
 void XMLAttr::node(XMLNode* v) {
     if (isNull()) return;
     node_ = v;
-    Place const* const place = place_.load(std::memory_order_relaxed);
-    if (place != nullptr && place->twin != nullptr) place->twin->node_ = v;
+    OwnPlace const* const own = changing();
+    if (own != nullptr && own->twin != nullptr) own->twin->node_ = v;
 }
 
-XMLAttr::Place& XMLAttr::ownPlace() {
-    Place* place = place_.load(std::memory_order_relaxed);
-    if (place == &Place::inList) {
-        place = new Place;
-        place_.store(place, std::memory_order_release);
+XMLAttr::OwnPlace& XMLAttr::ownPlace() {
+    Place* const place = place_.load(std::memory_order_relaxed);
+    if (place->own) return *static_cast<OwnPlace*>(place);
+    place->touched = true;
+    auto* const own = new OwnPlace(place);
+    place_.store(own, std::memory_order_release);
+    return *own;
+}
+
+// Tells the list. Null where there is no place of its own.
+XMLAttr::OwnPlace* XMLAttr::changing() {
+    Place* const place = place_.load(std::memory_order_relaxed);
+    if (place == nullptr) return nullptr;
+    if (!place->own) {
+        place->touched = true;
+        return nullptr;
     }
-    return *place;
+    return static_cast<OwnPlace*>(place);
 }
 
 void XMLAttr::leave() {
     Place* const place = place_.load(std::memory_order_relaxed);
-    if (place != &Place::inList) delete place;
+    if (place->own) delete static_cast<OwnPlace*>(place);
     place_.store(nullptr, std::memory_order_relaxed);
 }
 

@@ -3,8 +3,11 @@
 #include <cstring>
 #include <fstream>
 #include <ostream>
+#include <utility>
 
 #include "zan/base/mlcheck.h"
+#include "zan/log/log_logger.h"
+#include "zan/log/log_tracer.h"
 #include "zan/xml/node_memory.h"
 #include "zan/xml/xml_scan.h"
 #include "zan/xml/xml_tree.h"
@@ -32,8 +35,7 @@ inline void addPlain(String& out, istr const& s) {
 }
 
 // One bit; different for most names in one tag.
-inline uint64 nameMark(istr const& name) {
-    unsigned long const n = name.size();
+inline uint64 nameMark(char const* name, unsigned long n) {
     if (n == 0) return 1;
     auto const first = static_cast<unsigned char>(name[0]);
     auto const last = static_cast<unsigned char>(name[n - 1]);
@@ -84,12 +86,12 @@ void XMLParser::clearNodes() {
 
 XMLNode* XMLParser::release() {
     arena_->close();
-    XMLNode* const root = root_;
-    root_ = nullptr;
-    return root;
+    current_ = nullptr;
+    return std::exchange(root_, nullptr);
 }
 
 void XMLParser::parse(istr const& text) {
+    ZAN_TRACE_FRAME(detail::zanLogger());
     // The text may stand in the tree that goes.
     String copy;
     copy.reserve(text.size() + detail::XML_SCAN_TAIL);
@@ -104,6 +106,7 @@ void XMLParser::parse(istr const& text) {
 }
 
 void XMLParser::parse(std::ifstream& file) {
+    ZAN_TRACE_FRAME(detail::zanLogger());
     String text;
     std::string line;
     while (std::getline(file, line)) {
@@ -254,11 +257,13 @@ char const* XMLParser::parseNode(char const* begin, char const* end) {
     if (!attrs_.empty()) {
         detail::XMLAttrList& list = XMLTree::attrList(*node);
         if (callback_ == nullptr && attrsDiffer_) {
-            for (Attr const& a : attrs_) list.addNew(a.name, a.value, node, a.escaped);
+            for (Attr const& a : attrs_)
+                list.addNew(a.name, a.nameSize, a.value, a.valueSize, node, a.escaped);
             attrs_.clear();
         }
         for (Attr const& a : attrs_) {
-            XMLAttr const& added = list.add(a.name, a.value, node, a.escaped);
+            XMLAttr const& added =
+                list.add(istr(a.name, a.nameSize), istr(a.value, a.valueSize), node, a.escaped);
             if (callback_ == nullptr) continue;
             XMLAttr copy(added);
             callback_->onAttrFound(this, &copy);
@@ -268,10 +273,10 @@ char const* XMLParser::parseNode(char const* begin, char const* end) {
     return xmlFindOrNul(p, '>');
 }
 
-bool XMLParser::isNewName(istr const& name) const {
+bool XMLParser::isNewName(char const* name, unsigned long n) const {
     if (attrs_.size() >= detail::XMLAttrList::SHORT) return false;
     for (Attr const& a : attrs_)
-        if (a.name == name) return false;
+        if (a.nameSize == n && std::memcmp(a.name, name, n) == 0) return false;
     return true;
 }
 
@@ -282,9 +287,8 @@ char const* XMLParser::parseAttrs(char const* begin, char const* end) {
     uint64 seen = 0;
     char const* p = skipWhitespace(begin, end);
     while (p != end && *p != '>' && *p != '/' && *p != '<') {
-        char const* q = p;
-        while (q != end && *q != '=' && !xmlWhite(*q)) ++q;
-        istr const name(p, q);
+        char const* q = detail::xmlFindNameEnd(p, end);
+        auto const n = static_cast<unsigned long>(q - p);
         q = skipWhitespace(q, end);
         if (q == end || *q != '=') {
             attrFault_ = "Malformed XML Attribute - no = found";
@@ -305,11 +309,16 @@ char const* XMLParser::parseAttrs(char const* begin, char const* end) {
                 "found.";
             break;
         }
-        uint64 const mark = nameMark(name);
+        uint64 const mark = nameMark(p, n);
         if ((seen & mark) != 0 || attrs_.size() == detail::XMLAttrList::SHORT)
-            attrsDiffer_ = attrsDiffer_ && isNewName(name);
+            attrsDiffer_ = attrsDiffer_ && isNewName(p, n);
         seen |= mark;
-        attrs_.push_back({name, istr(q + 1, close.at), close.ampersand});
+        Attr& a = attrs_.emplace_back();
+        a.name = p;
+        a.nameSize = n;
+        a.value = q + 1;
+        a.valueSize = static_cast<unsigned long>(close.at - q - 1);
+        a.escaped = close.ampersand;
         p = skipWhitespace(close.at + 1, end);
     }
     return p;

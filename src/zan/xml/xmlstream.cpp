@@ -8,6 +8,8 @@
 
 #include "zan/base/exception.h"
 #include "zan/base/mlcheck.h"
+#include "zan/log/log_logger.h"
+#include "zan/log/log_tracer.h"
 #include "zan/util/base64.h"
 #include "zan/xml/xmlparser.h"
 
@@ -259,12 +261,14 @@ void XMLCodecBase::decodeXml(XMLInStream const& stream) {
 void XMLCodecBase::codecXml(XMLStream&) {}
 
 String XMLCodecBase::toXml(bool indent) const {
+    ZAN_TRACE_FRAME(detail::zanLogger());
     XMLOutStream stream;
     encodeXml(stream);
     return stream.str(indent, 0);
 }
 
 void XMLCodecBase::fromXml(istr const& text) {
+    ZAN_TRACE_FRAME(detail::zanLogger());
     XMLInStream const stream(text);
     decodeXml(stream);
 }
