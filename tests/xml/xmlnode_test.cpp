@@ -96,20 +96,20 @@ TEST(XmlNodeText, CoversEachFormOfAnElement) {
 }
 
 TEST(XmlNodeAttributes, KeepOrderKeyAndIdentity) {
-    for (int others : {0, 40}) {  // without and with an index
+    for (unsigned long const others : {0ul, 40ul}) {  // without and with an index
         XMLNode n("n");
         auto const& names = n.getAttrNames();
         auto const& map = n.getAttrMap();
         XMLAttr& x = n.attr("x");
         EXPECT_EQ(nullptr, x.node());
-        for (int i = 0; i < others; ++i) n.addAttr(String("o" + std::to_string(i)), "");
+        for (unsigned long i = 0; i < others; ++i) n.addAttr(String("o" + std::to_string(i)), "");
         n.addAttr("x", "2");
         EXPECT_EQ(&x, &n("x"));
         EXPECT_EQ(&n, x.node());
-        EXPECT_EQ(others + 2ul, n.numofAttrs());
-        EXPECT_EQ(others + 1ul, map.size());
+        EXPECT_EQ(others + 2, n.numofAttrs());
+        EXPECT_EQ(others + 1, map.size());
         EXPECT_EQ(n.numofAttrs(), names.size());
-        EXPECT_EQ(&n.attr(0), &n.attr(others + 1ul));
+        EXPECT_EQ(&n.attr(0), &n.attr(others + 1));
         // What a reference changes shows in the map; a new name is not a new key.
         x.value("three");
         x.name("renamed");
@@ -120,7 +120,7 @@ TEST(XmlNodeAttributes, KeepOrderKeyAndIdentity) {
         XMLNode const& c = n;
         EXPECT_TRUE(c.attr("renamed").isNull());
         EXPECT_TRUE(c("y").isNull());
-        EXPECT_TRUE(c.attr(others + 2ul).isNull());
+        EXPECT_TRUE(c.attr(others + 2).isNull());
         XMLNode const copy(n);
         EXPECT_EQ(&copy, copy.attr("x").node());
         EXPECT_EQ("renamed", copy.attr("x").name());
