@@ -48,6 +48,7 @@ private:
 
 bool PingImpl::open() {
     if (open_) return true;
+    QuietAce const quiet;
     if (socket_.open(ACE_Addr::sap_any, ICMP_PROTOCOL, 0) != 0) {
         socket_.close();
         ZAN_ICMP_ERROR("ICMP socket open failed.");
