@@ -53,7 +53,7 @@ TEST(BitmapPixels, AreReduced) {
                        {24, "1234", ""},
                        {24, "070707 F8F8F8 08 10 20 FF0000 00FF00 0000FF 808080",
                         "0000 7FFF 0444 7C00 03E0 001F 4210"},
-                       {16, "FFFF 8001 1", "7FFF 0001"},
+                       {16, "FFFF 8001 11", "7FFF 0001"},
                        {16, "FF", ""},
                        {32, "FFFFFFFF 80", "FFFFFFFF 80"}};
     for (auto const& c : cases) {
