@@ -486,8 +486,7 @@ public:
             }
             for (char const c : std::string(bytes, static_cast<std::size_t>(n)))
                 if (c != '\r') shown_ += c;
-            for (std::size_t p; (p = shown_.find("> ")) != std::string::npos;)
-                shown_.erase(p, 2);
+            for (std::size_t p; (p = shown_.find("> ")) != std::string::npos;) shown_.erase(p, 2);
         }
     }
     int wait() {
