@@ -350,6 +350,31 @@ TEST(TcpServerLife, CloseIsPromptTellsEverybodyAndMayBeRepeated) {
     for (auto& peer : peers) EXPECT_TRUE(peer.atEnd());
 }
 
+TEST(TcpServerLife, NobodyHoldsTheCallbackBehindTheClose) {
+    // Its owner may end it then: it need not be on the heap.
+    struct Silent : zan::TcpCallback {
+        Silent() { __setNoDelete(true); }
+        void onRecv(zan::TcpAddr const&, zan::istr const&) override {}
+        void onClose(zan::TcpAddr const&) override {}
+    };
+    for (int round = 0; round < 100; ++round) {
+        Silent callback, clientCallback;
+        zan::TcpServer server;
+        ASSERT_TRUE(server.open(loopback(), &callback, 0));
+        zan::TcpClient client;
+        ASSERT_TRUE(client.open(loopback(server.getLocalPort()), &clientCallback, 10, 0));
+        // Connections that end by themselves, just before or just behind the close.
+        std::vector<Peer> peers;
+        for (int i = 0; i < 4; ++i) peers.push_back(Peer::connect(server.getLocalPort()));
+        peers.clear();
+        if (round % 2 == 0) std::this_thread::yield();
+        server.close();
+        client.close();
+        ASSERT_EQ(0, callback.__GetRef());
+        ASSERT_EQ(0, clientCallback.__GetRef());
+    }
+}
+
 TEST(TcpServerLife, APortInUseIsFalseAndAReopenTakesItsPlace) {
     Lines lines;
     TestServer first;

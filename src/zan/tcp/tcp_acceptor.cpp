@@ -218,6 +218,7 @@ void TcpAcceptor::onDeath() {
     close();
     // Only here, where nobody waits for it: its number must not name another file meanwhile.
     acceptor_.close();
+    callback_ = nullptr;
 }
 
 // Called by who stops and by the ending thread, at once: each connection is stopped by who takes it

@@ -46,7 +46,7 @@ private:
     void close();
 
     TcpAddr const address_;
-    Handle<TcpCallback> const callback_;
+    Handle<TcpCallback> callback_;  // until the thread's death: its user may be gone after that
     int const backlog_;
     int const bufferSize_;
     unsigned long const maxFrameSize_;

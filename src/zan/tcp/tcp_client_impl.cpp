@@ -78,6 +78,7 @@ void TcpClientImpl::onDeath() {
     // Not yet, where a stop came between two messages.
     announceClose();
     connection_.close();
+    callback_ = nullptr;
 }
 
 void TcpClientImpl::announceClose() {

@@ -33,7 +33,7 @@ private:
     void announceClose();
 
     TcpAddr const address_;
-    Handle<TcpCallback> const callback_;
+    Handle<TcpCallback> callback_;  // until the thread's death: its user may be gone after that
     int const timeout_;
     int const bufferSize_;
     ACE_INET_Addr remote_;

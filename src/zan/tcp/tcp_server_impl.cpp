@@ -88,6 +88,7 @@ bool TcpServerImpl::endLoop() {
 // A stop between two messages ends the loop without a read that fails.
 void TcpServerImpl::onDeath() {
     announceClose();
+    callback_ = nullptr;
     current_ = nullptr;
 }
 

@@ -48,7 +48,7 @@ private:
     void close();
 
     Handle<TcpAcceptor> const owner_;
-    Handle<TcpCallback> const callback_;
+    Handle<TcpCallback> callback_;  // until the thread's death: its user may be gone after that
     ACE_HANDLE const handle_;
     int const bufferSize_;
     tcp::Connection connection_;
