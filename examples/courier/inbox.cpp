@@ -243,7 +243,11 @@ void Inbox::saveIndex() {
         for (auto const& file : index_) records.files.push_back(file.second);
     }
     zan::String const reason = records.save(incoming_ / INDEX);
-    if (!reason.empty()) ZAN_WARNING(log(), "the index: " << reason);
+    std::lock_guard<std::mutex> const guard(mutex_);
+    // The next call tries again; the log hears of the first failure in a row only.
+    if (!reason.empty()) indexChanged_ = true;
+    if (!reason.empty() && !indexFailed_) ZAN_WARNING(log(), "the index: " << reason);
+    indexFailed_ = !reason.empty();
 }
 
 // Whatever has become of the file: what is left of its writing goes.

@@ -36,7 +36,7 @@ public:
     // What is under way, and what has been.
     zan::dumper& dump(zan::dumper& d);
 
-    // Writes the index if something was stored since; a failure is one line in the log.
+    // Writes the index if something was stored since, or the last writing failed.
     void saveIndex();
 
     // From now on no new file is begun.
@@ -99,6 +99,7 @@ private:
     std::map<std::string, UnderWay> underWay_;  // by name
     std::map<zan::String, Record> index_;       // by name
     bool indexChanged_ = false;
+    bool indexFailed_ = false;
     unsigned long stored_ = 0;
     unsigned long failed_ = 0;
     unsigned long active_ = 0;  // files begun whose receipts have not been sent

@@ -57,9 +57,13 @@ zan::String Records::save(fs::path const& path) const {
     fs::path beside = path;
     beside += ".new";
     zan::FileWriter file(zan::libraryName(beside.native()));
-    if (!file.valid() || !file.write(toXml(true))) return "cannot write: " + zan::getLastErrorMsg();
-    file.close();
     std::error_code error;
+    if (!file.valid() || !file.write(toXml(true))) {
+        zan::String const reason = "cannot write: " + zan::getLastErrorMsg();
+        fs::remove(beside, error);
+        return reason;
+    }
+    file.close();
     fs::rename(beside, path, error);
     return error ? zan::String(error.message()) : zan::String();
 }
