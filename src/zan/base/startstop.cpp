@@ -6,6 +6,7 @@
 #include <exception>
 #include <ostream>
 
+#include "zan/base/mlcheck.h"
 #include "zan/base/version.h"
 #include "zan/cfg/config_file.h"
 #include "zan/log/console.h"
@@ -36,6 +37,7 @@ void init(char const*, bool, int) {
     logMessage("zan compiled at " __DATE__ " " __TIME__);
     std::srand(static_cast<unsigned int>(Time::now().toMicroSeconds()));
     ACE::init();
+    MemLeakChecker::instance();
     console::create();
     logger_factory::create();
     SimpleThread::current();
@@ -74,6 +76,7 @@ void fini() {
     console::destroy();
     ConfigFile::destroy();
     pml::ntv::Unit::destroy_null();
+    MemLeakChecker::destroy();
     ACE::fini();
 }
 
