@@ -91,3 +91,6 @@
 #include "zan/tcp/tcp_client.h"
 #include "zan/tcp/tcp_impl_base.h"
 #include "zan/tcp/tcp_server.h"
+
+#include "zan/mlc/mlc.h"
+#include "zan/mlc/stackwalker.h"

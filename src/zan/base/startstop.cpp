@@ -13,6 +13,7 @@
 #include "zan/log/log_entry.h"
 #include "zan/log/log_factory.h"
 #include "zan/log/log_tracer.h"
+#include "zan/mlc/mlc.h"
 #include "zan/mt/thread.h"
 #include "zan/timer/timermanager.h"
 
@@ -37,6 +38,7 @@ void init(char const*, bool, int) {
     logMessage("zan compiled at " __DATE__ " " __TIME__);
     std::srand(static_cast<unsigned int>(Time::now().toMicroSeconds()));
     ACE::init();
+    MLC_Entry::enter();
     MemLeakChecker::instance();
     console::create();
     logger_factory::create();
@@ -77,6 +79,7 @@ void fini() {
     ConfigFile::destroy();
     pml::ntv::Unit::destroy_null();
     MemLeakChecker::destroy();
+    MLC_Entry::leave();
     ACE::fini();
 }
 

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+namespace zan::platform {
+
+// What the symbol tables and the debug information of the process say about an address.
+struct Symbol {
+    std::string raw;           // as the linker knows it, no version; empty where there is none
+    unsigned long offset = 0;  // of the address, into the function
+    std::string file;          // empty where there is no debug information
+    unsigned long line = 0;
+    unsigned long lineOffset = 0;  // of the address, into the line's code
+    std::string module;            // the file that was loaded; empty outside all of them
+    unsigned long base = 0;
+    enum class Source { None, Table, Debug } source = Source::None;
+};
+
+// The files that are loaded at the time of the first look-up, read once. Allocates freely.
+//
+// Threads: one at a time.
+class Symbols {
+public:
+    Symbols();
+    ~Symbols();
+    Symbols(Symbols const&) = delete;
+    Symbols& operator=(Symbols const&) = delete;
+
+    // False where the files can't be read at all.
+    bool ready() const { return state_ != nullptr; }
+    // `isReturn` says that the call ahead of the address is meant.
+    Symbol find(void const* address, bool isReturn);
+
+private:
+    struct State;
+    std::unique_ptr<State> state_;
+};
+
+}  // namespace zan::platform
