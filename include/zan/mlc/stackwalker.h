@@ -16,8 +16,9 @@
 // up in a copy of the process; where the fault has left it unable to, within ten seconds, the
 // report lists modules and addresses for addr2line.
 //
-// Files and lines need debug information (-g), in the program or where the system looks for that of
-// its packages; else the names of exported functions remain (-rdynamic).
+// Names need the library libdw.so.1 of elfutils, which is loaded when reports begin. Files and
+// lines need debug information (-g), in the program or where the system looks for that of its
+// packages; else the names of exported functions remain (-rdynamic).
 //
 // Threads: a stack overflow is reported in the thread that installs the reports and in the threads
 //   of the library that start later. In others it ends the process without a report.

@@ -428,6 +428,9 @@ void catchExceptionsOnly(OutputForm form) {
     copyName(reportName, name);
     copyName(oldName, name + ".old");
     reportForm = form;
+    std::string error;
+    if (!platform::loadSymbolLibrary(error))
+        console::println("LoadLibrary( \"libdw.so.1\" ): GetLastError = " + error);
     platform::installCrashReport(&report);
 }
 

@@ -17,6 +17,12 @@ struct Symbol {
     enum class Source { None, Table, Debug } source = Source::None;
 };
 
+// Loads the library that reads symbols, once: programs that never ask are spared it and what it
+// needs in its turn. False, with the system's words for why, where it isn't there or is another.
+//
+// Threads: one at a time.
+bool loadSymbolLibrary(std::string& error);
+
 // The files that are loaded at the time of the first look-up, read once. Allocates freely.
 //
 // Threads: one at a time.
@@ -27,7 +33,7 @@ public:
     Symbols(Symbols const&) = delete;
     Symbols& operator=(Symbols const&) = delete;
 
-    // False where the files can't be read at all.
+    // False where the files can't be read at all, or the library isn't loaded.
     bool ready() const { return state_ != nullptr; }
     // `isReturn` says that the call ahead of the address is meant.
     Symbol find(void const* address, bool isReturn);

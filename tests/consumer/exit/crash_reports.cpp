@@ -210,7 +210,12 @@ void checkRotation(std::string const& program) {
 int main(int argc, char** argv) {
     if (argc == 3) {
         zan::console::setOn(false);
-        zan::catchExceptionsOnly(static_cast<zan::OutputForm>(std::atoi(argv[2])));
+        if (std::strcmp(argv[2], "on") == 0) {
+            setenv("ZAN_MEM_LEAK_CHECK", argv[2], 1);
+            zan::MLC_Entry::enter();
+        } else {
+            zan::catchExceptionsOnly(static_cast<zan::OutputForm>(std::atoi(argv[2])));
+        }
         for (app::Case const& c : app::CASES)
             if (std::strcmp(c.name, argv[1]) == 0) c.crash();
         return 5;
@@ -221,6 +226,9 @@ int main(int argc, char** argv) {
                                std::filesystem::copy_options::overwrite_existing);
     for (app::Case const& c : app::CASES) checkCase(program, c);
     checkRotation(program);
+    std::filesystem::remove(program + ".exp.xml");
+    run(program, "write", "on");
+    check(!contentOf(program + ".exp.xml").empty(), "the environment's switch", "");
 #endif
     return failures == 0 ? 0 : 1;
 }
