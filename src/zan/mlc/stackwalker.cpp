@@ -5,7 +5,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <map>
 #include <string>
+#include <vector>
 
 #include "zan/log/console.h"
 #include "zan/platform/crash.h"
@@ -329,9 +331,16 @@ bool nameFrames(int file) {
     Crash const& crash = *reported;
     std::string out;
     unsigned long const first = firstFrame(crash);
-    for (unsigned long i = first; i < crash.frameCount; ++i)
-        putFrame(out, reportForm, i - first, crash.frames[i],
-                 symbols.find(crash.frames[i], i != 0));
+    unsigned long n = 0;
+    // A recursion comes back to a few addresses, and each look-up walks the debug information.
+    std::map<void const*, std::vector<platform::Symbol>> known;
+    for (unsigned long i = first; i < crash.frameCount; ++i) {
+        void const* const address = crash.frames[i];
+        auto& found = known[address];
+        if (found.empty()) found = symbols.find(address, i != 0);
+        for (platform::Symbol const& symbol : found)
+            putFrame(out, reportForm, n++, address, symbol);
+    }
     if (crash.cut) putCut(out);
     platform::writeReport(file, out.data(), out.size());
     return true;

@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace zan::platform {
 
@@ -35,8 +36,9 @@ public:
 
     // False where the files can't be read at all, or the library isn't loaded.
     bool ready() const { return state_ != nullptr; }
-    // `isReturn` says that the call ahead of the address is meant.
-    Symbol find(void const* address, bool isReturn);
+    // The function at the address, behind those that the compiler has put into it there, from the
+    // innermost; at least one. `isReturn` says that the call ahead of the address is meant.
+    std::vector<Symbol> find(void const* address, bool isReturn);
 
 private:
     struct State;

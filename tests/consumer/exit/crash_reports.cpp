@@ -45,6 +45,10 @@ int* volatile nowhere = nullptr;
 }
 PLACE(WRITE_LINE);
 [[gnu::noinline]] void writeNowhere(int value) { *nowhere = value; }
+PLACE(INNER_LINE);
+[[gnu::always_inline]] inline void inner() { *nowhere = 2; }
+PLACE(OUTER_LINE);
+[[gnu::noinline]] void outer() { inner(); }
 PLACE(READ_LINE);
 [[gnu::noinline]] int readNowhere() { return *nowhere; }
 PLACE(DIVIDE_LINE);
@@ -179,6 +183,9 @@ void checkCase(std::string const& program, app::Case const& c) {
         pattern += "<STACKENTRY decl=\"" + std::string(c.function) +
                    "\" decl_offset=\"\\+\\d+\" srcfile=\"[^\"]*crash_reports.cpp\" line=\"" +
                    std::to_string(c.line) + "\"";
+    if (name == "inlined")
+        pattern += ".*\n<STACKENTRY decl=\"app::outer\" .*crash_reports.cpp\" line=\"" +
+                   std::to_string(app::OUTER_LINE) + "\"";
     check(std::regex_search(report, std::regex(pattern)), name + ": " + pattern, report);
     std::string const end = "/>\n</EXCEPTION>\n";
     check(report.size() > end.size() &&
