@@ -4,7 +4,6 @@
 
 #include "zan/base/mlcheck.h"
 #include "zan/base/source_place.h"
-#include "zan/cfg/config_file.h"
 #include "zan/log/console.h"
 #include "zan/log/log_factory.h"
 #include "zan/log/log_logger.h"

@@ -1,11 +1,10 @@
 #include "zan/base/mlcheck.h"
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <atomic>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <random>
 #include <sstream>
 #include <thread>
@@ -14,8 +13,6 @@
 
 #include "support/log_capture.h"
 #include "support/seed.h"
-#include "support/temp_dir.h"
-#include "zan/cfg/config_file.h"
 #include "zan/log/console.h"
 #include "zan/log/log_dumper.h"
 #include "zan/log/log_factory.h"
@@ -218,6 +215,41 @@ TEST(LeakRaces, ThreadsAllocateWhileBooksComeAndGo) {
     for (auto& thread : threads) thread.join();
     MemLeakChecker::Helper const checked;
     EXPECT_EQ(CLEAN, report()) << "nothing of an earlier book";
+}
+
+// A child of a fork has one thread, and no other to let go of a lock.
+TEST(LeakRaces, TheChildOfAForkHasTheWholeBook) {
+    Category const on(true);
+    zan_test::LogCapture const log;
+    MemLeakChecker::Helper const checked;
+    std::atomic<bool> done{false};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 3; ++t)
+        threads.emplace_back([&done] {
+            while (!done) {
+                int* const p = ZAN_NEW(int(1));
+                ZAN_DELETE(p);
+            }
+        });
+    int x = 0;
+    book().push(&x, "a.cpp", 1, "f");
+    for (int i = 0; i < 20; ++i) {
+        pid_t const child = fork();
+        if (child == 0) {
+            alarm(20);
+            char room[4096];
+            for (char& p : room) book().push(&p, "b.cpp", 1, "f");
+            for (char& p : room)
+                if (!book().pop(&p, "b.cpp", 2, "f")) _exit(2);
+            _exit(book().pop(&x, "a.cpp", 2, "f") ? 0 : 3);
+        }
+        int status = -1;
+        waitpid(child, &status, 0);
+        EXPECT_EQ(0, status);
+    }
+    EXPECT_TRUE(book().pop(&x, "a.cpp", 2, "f"));
+    done = true;
+    for (auto& thread : threads) thread.join();
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -17,6 +18,7 @@
 #include <regex>
 #include <stdexcept>
 #include <string>
+#include <thread>
 
 #include "zan/zan.h"
 
@@ -113,6 +115,25 @@ Case const CASES[] = {
          pause();
      },
      SIGBUS, "C0000006", "", 0},
+    // A report each would be the ruin of all.
+    {"many",
+     [] {
+         std::atomic<int> ready{0};
+         for (int i = 0; i < 4; ++i)
+             std::thread([&ready] {
+                 for (++ready; ready != 4;) {
+                 }
+                 writeNowhere(1);
+             }).detach();
+         pause();
+     },
+     SIGSEGV, "C0000005", "app::writeNowhere", WRITE_LINE},
+    {"children",
+     [] {
+         signal(SIGCHLD, SIG_IGN);
+         writeNowhere(1);
+     },
+     SIGSEGV, "C0000005", "app::writeNowhere", WRITE_LINE},
     {"files",
      [] {
          while (dup(0) >= 0) {
