@@ -96,8 +96,11 @@ public:
         DumpEntry& operator=(DumpEntry const&) = delete;
     };
 
-    // Makes a new, empty, stopped book where there is none.
+    // Makes a new, empty, stopped book where there is none. The reference turns null with the book,
+    // so it is for the thread that begins and ends it; others use always().
     static MemLeakChecker*& instance();
+    // The object behind it, book or no book.
+    static MemLeakChecker& always() { return book_; }
     // Drops the book and what stands in it, without a report.
     static void destroy();
     // Guards the beginning and the end of the book.
@@ -126,8 +129,7 @@ private:
     void dumpOff() { echo_.store(false, std::memory_order_relaxed); }
     void end();
 
-    // The one object, and the pointer to it while there is a book. The object itself never goes, so
-    // that a thread which has just taken the pointer is not left with a dead one.
+    // The one object, which never goes, and the pointer to it while there is a book.
     static MemLeakChecker book_;
     static MemLeakChecker* pointer_;
     static std::atomic<bool> running_;
@@ -150,11 +152,11 @@ void* wholeObject(T* p) {
 // Kept out of the code of those who allocate.
 template <class T>
 [[gnu::noinline]] void bookIn(T* p, char const* file, unsigned int line, char const* func) {
-    if (p != nullptr) MemLeakChecker::instance()->push(wholeObject(p), file, line, func);
+    if (p != nullptr) MemLeakChecker::always().push(wholeObject(p), file, line, func);
 }
 template <class T>
 [[gnu::noinline]] void bookOut(T* p, char const* file, unsigned int line, char const* func) {
-    if (p != nullptr) MemLeakChecker::instance()->pop(wholeObject(p), file, line, func);
+    if (p != nullptr) MemLeakChecker::always().pop(wholeObject(p), file, line, func);
 }
 
 }  // namespace detail

@@ -17,6 +17,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdint>
+#include <cstdlib>
 #include <mutex>
 #include <new>
 
@@ -236,9 +237,10 @@ bool installCrashReport(void (*report)(Crash const&)) {
     prepareThreadForCrash();
     struct sigaction action = {};
     action.sa_sigaction = &onCrash;
-    // Not SA_RESETHAND: a fault in the handler is to come back to it.
+    // A fault in the handler is to come back to it; all else has to wait for the report.
     action.sa_flags = SA_SIGINFO | SA_ONSTACK | SA_NODEFER;
-    sigemptyset(&action.sa_mask);
+    sigfillset(&action.sa_mask);
+    for (int const number : SIGNALS) sigdelset(&action.sa_mask, number);
     for (unsigned long i = 0; i < SIGNAL_COUNT; ++i) sigaction(SIGNALS[i], &action, &before[i]);
     return true;
 }
@@ -330,6 +332,7 @@ bool runApart(bool (*work)(int), int file, unsigned int seconds) {
         // The process may have no descriptor left.
         if (file > 3) close_range(3, static_cast<unsigned int>(file - 1), 0);
         close_range(static_cast<unsigned int>(file < 3 ? 3 : file + 1), ~0u, 0);
+        unsetenv("DEBUGINFOD_URLS");  // a report does not wait for the network
         if (work(file)) apartDone->store(1);
         _exit(0);
     }

@@ -96,6 +96,7 @@ Case const CASES[] = {
     {"write", [] { writeNowhere(1); }, SIGSEGV,
      "C0000005.*code_desc=\"ACCESS VIOLATION\" more_desc=\" write attempt to address 0x00000000 \"",
      "app::writeNowhere", WRITE_LINE},
+    {"inlined", [] { outer(); }, SIGSEGV, "C0000005", "app::inner", INNER_LINE},
     {"worker", [] { inWorker([] { std::printf("%d", readNowhere()); }); }, SIGSEGV,
      "C0000005.*\" read attempt to address 0x00000000 \"", "app::readNowhere", READ_LINE},
     {"overflow", [] { std::printf("%d", deeper(0)); }, SIGSEGV, "C00000FD.*STACK OVERFLOW.*\"\"",
