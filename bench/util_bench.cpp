@@ -1,4 +1,4 @@
-// Digest and text encoders, on random bytes.
+// Digest and text encoders, on random bytes; filling placeholders.
 #include <benchmark/benchmark.h>
 
 #include <random>
@@ -15,6 +15,9 @@
 #endif
 #ifdef ZAN_PEER_GLIB
 #include <glib.h>
+#endif
+#ifdef ZAN_PEER_FMT
+#include <fmt/format.h>
 #endif
 
 namespace {
@@ -214,6 +217,43 @@ void base64DecodeGlib(State& state) {
     }
 }
 BENCHMARK(base64DecodeGlib)->Name("base64_decode/glib");
+#endif
+
+// --- Eight placeholders, as of a line of a log or of a page
+
+constexpr char const* WORDS[8] = {"GET",   "/index.html", "HTTP/1.1",    "200",
+                                  "51234", "192.168.1.7", "Mozilla/5.0", "0.125"};
+constexpr char const* FILLED =
+    "method=GET path=/index.html version=HTTP/1.1 status=200 bytes=51234 from=192.168.1.7 "
+    "agent=Mozilla/5.0 seconds=0.125\n";
+
+void printfZan(State& state) {
+    zan::Printf line(
+        "method=${m} path=${p} version=${v} status=${s} bytes=${b} from=${f} agent=${a} "
+        "seconds=${t}\n",
+        '$', '{', '}', '\\');
+    for (auto _ : state) {
+        line.reset();
+        for (char const* word : WORDS) line.replaceNext(word);
+        benchmark::DoNotOptimize(line.str().data());
+    }
+    expect(state, line.str(), FILLED);
+}
+BENCHMARK(printfZan)->Name("printf/zan");
+
+#ifdef ZAN_PEER_FMT
+void printfFmt(State& state) {
+    auto const& w = WORDS;
+    std::string out;
+    for (auto _ : state) {
+        out = fmt::format(
+            "method={} path={} version={} status={} bytes={} from={} agent={} seconds={}\n", w[0],
+            w[1], w[2], w[3], w[4], w[5], w[6], w[7]);
+        benchmark::DoNotOptimize(out.data());
+    }
+    expect(state, out, FILLED);
+}
+BENCHMARK(printfFmt)->Name("printf/fmt");
 #endif
 
 }  // namespace

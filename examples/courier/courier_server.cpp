@@ -29,6 +29,7 @@ that are under way are stored; a second one ends it at once.
                  0.0.0.0 for every address of this machine
   --inbox DIR    the folder for the files, made if it is not there; "inbox"
                  unless given
+  --key TEXT     for files that come encrypted, as in courier_send
   --log FILE     the log file; none unless given
   --help         this text
 
@@ -41,7 +42,7 @@ constexpr char CONFIG[] = "courier.pml";
 struct Options {
     std::string config;
     std::optional<unsigned short> port;
-    std::optional<std::string> address, inbox, log;
+    std::optional<std::string> address, inbox, key, log;
     bool help = false;
     std::string error;
 
@@ -64,6 +65,8 @@ struct Options {
                 address = argv[++i];
             } else if (option == "--inbox") {
                 inbox = argv[++i];
+            } else if (option == "--key") {
+                key = argv[++i];
             } else if (option == "--log") {
                 log = argv[++i];
             } else {
@@ -84,7 +87,7 @@ public:
         : UowMain(argc, argv),
           settings_(settings),
           idle_(idle),
-          inbox_(new courier::Inbox(server_, std::string(settings.inbox))) {}
+          inbox_(new courier::Inbox(server_, std::string(settings.inbox), settings.key)) {}
 
     void on_init() override {
         for (zan::String const& problem : settings_.problems()) {
@@ -107,6 +110,7 @@ public:
     // All work is done on the threads of the connections; what is left is to obey.
     void on_loop() override {
         if (signals_ != 0) return stop(0);
+        inbox_->saveIndex();
         std::wstring line;
         if (commands_.get(line, zan::Time::seconds(1))) obey(zan::String(line));
     }
@@ -118,6 +122,7 @@ public:
         // A sender that has fallen silent does not hold up the end for ever.
         if (!inbox_->waitIdle(30)) ZAN_WARNING(log(), "stopping with files under way");
         server_.close();
+        inbox_->saveIndex();
     }
 
     // On the thread of the quit handler.
@@ -163,6 +168,7 @@ courier::Settings settingsOf(Options const& options) {
     if (options.port) settings.port = *options.port;
     if (options.address) settings.address = *options.address;
     if (options.inbox) settings.inbox = *options.inbox;
+    if (options.key) settings.key = *options.key;
     return settings;
 }
 

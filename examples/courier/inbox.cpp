@@ -11,6 +11,7 @@ namespace {
 // How long an answer may take to leave, in seconds. A sender that reads none is given up.
 constexpr int SEND_TIMEOUT = 30;
 char const INCOMING[] = ".incoming";
+char const INDEX[] = "index.xml";
 
 zan::logger& log() {
     return zan::logger_factory::instance(zan::LOGGER_ID);
@@ -27,10 +28,19 @@ fs::file_time_type toFileTime(zan::Time const& time) {
 
 }  // namespace
 
-Inbox::Inbox(zan::TcpServer& server, fs::path const& folder)
-    : server_(server), folder_(folder), incoming_(folder / INCOMING) {
+Inbox::Inbox(zan::TcpServer& server, fs::path const& folder, zan::istr const& key)
+    : server_(server), folder_(folder), incoming_(folder / INCOMING), key_(key) {
     fs::create_directories(incoming_);
-    for (auto const& left : fs::directory_iterator(incoming_)) fs::remove(left);
+    Records known;
+    fs::path const index = incoming_ / INDEX;
+    if (!known.load(index) && fs::exists(index))
+        ZAN_WARNING(log(), "the index does not parse, a new one is begun");
+    for (Record& file : known.files) {
+        std::error_code none;
+        if (fs::exists(folder_ / std::string(file.name), none)) index_[file.name] = file;
+    }
+    for (auto const& left : fs::directory_iterator(incoming_))
+        if (left.path() != index) fs::remove(left);
 }
 
 // --- Messages
@@ -40,7 +50,7 @@ void Inbox::onRecv(zan::TcpAddr const& peer, zan::istr const& data) {
     {
         std::lock_guard<std::mutex> const guard(mutex_);
         SessionPtr& entry = sessions_[peer];
-        if (!entry) entry = std::make_shared<Session>();
+        if (!entry) entry = std::make_shared<Session>(key_);
         session = entry;
         session->lastHeard = zan::Time::now(zan::Time::Monotonic);
         ++steps_;
@@ -54,6 +64,7 @@ void Inbox::onRecv(zan::TcpAddr const& peer, zan::istr const& data) {
         if (session->begun()) fail(*session, peer, "another file began before its end");
         session->transfer = message.transfer;
         session->name = message.name;
+        session->coder.begin(message.salt);
         zan::String const reason = begin(*session, peer, message);
         if (!reason.empty()) fail(*session, peer, reason);
     } else if (kind == CHUNK) {
@@ -81,6 +92,16 @@ void Inbox::onRecv(zan::TcpAddr const& peer, zan::istr const& data) {
         close(*session);
         send(*session, peer, receipt);
         left(true);
+    } else if (kind == FOLDER) {
+        Folder message;
+        message.fromFrame(data);
+        Receipt receipt;
+        receipt.transfer = message.transfer;
+        receipt.text = makeFolder(message.name);
+        receipt.stored = receipt.text.empty();
+        ZAN_INFO(log(), (receipt.stored ? "made folder " : "not made folder ")
+                            << shown(message.name) << " from " << peer << receipt.text);
+        send(*session, peer, receipt);
     } else {
         ZAN_USER_THROW_MSG(log(), zan::InvalidDataException,
                            "unexpected message " << static_cast<int>(kind));
@@ -120,6 +141,7 @@ zan::String Inbox::begin(Session& session, zan::TcpAddr const& peer, Begin const
     session.modified = message.modified;
     session.received = 0;
     session.crc = 0;
+    session.md5.emplace();
     if (!session.file.open(zan::libraryName(session.temporary.native())))
         return "cannot write: " + zan::getLastErrorMsg();
     return zan::String();
@@ -152,10 +174,14 @@ zan::String Inbox::add(Session& session, Chunk const& message) {
     if (message.offset != session.received)
         return zan::String() << "chunk at " << message.offset.value() << " where "
                              << session.received << " was due";
-    if (message.bytes.size() > session.size - session.received) return "more bytes than announced";
-    if (!session.file.write(message.bytes)) return "cannot write: " + zan::getLastErrorMsg();
-    session.crc = addCrc(session.crc, message.bytes);
-    session.received += message.bytes.size();
+    zan::istr bytes;
+    zan::String const reason = session.coder.decode(message, bytes);
+    if (!reason.empty()) return reason;
+    if (bytes.size() > session.size - session.received) return "more bytes than announced";
+    if (!session.file.write(bytes)) return "cannot write: " + zan::getLastErrorMsg();
+    session.crc = addCrc(session.crc, bytes);
+    session.md5->update(bytes);
+    session.received += bytes.size();
     ZAN_APP_INFO(log(), "COURIER.CHUNK",
                  shown(session.name) << ", " << session.received << " of " << session.size);
     std::lock_guard<std::mutex> const guard(mutex_);
@@ -167,14 +193,57 @@ zan::String Inbox::finish(Session& session, End const& message) {
     if (session.received != session.size)
         return zan::String() << session.received << " bytes where " << session.size
                              << " were announced";
+    zan::String digest;
+    session.md5->update(zan::istr());  // an empty file has a digest, too
+    session.md5->finish();
+    session.md5->getDigest(digest);
     if (message.crc != session.crc) return "the CRC differs";
+    if (!message.md5.empty() && message.md5 != zan::istr(digest)) return "the MD5 differs";
     session.file.close();
     fs::path const place = folder_ / std::string(session.name);
     std::error_code error;
     fs::last_write_time(session.temporary, toFileTime(session.modified), error);
     fs::create_directories(place.parent_path(), error);
     if (!error) fs::rename(session.temporary, place, error);
+    if (error) return "cannot store: " + zan::String(error.message());
+    remember(session, digest);
+    return zan::String();
+}
+
+zan::String Inbox::makeFolder(zan::istr const& name) {
+    zan::String const reason = checkName(name);
+    if (!reason.empty()) return reason;
+    fs::path const place = folder_ / std::string(name);
+    std::error_code error;
+    fs::create_directories(place, error);
+    if (!error && fs::is_symlink(place)) return "the name leads through a link";
     return error ? "cannot store: " + zan::String(error.message()) : zan::String();
+}
+
+// --- The index
+
+void Inbox::remember(Session const& session, zan::istr const& digest) {
+    Record file;
+    file.name = session.name;
+    file.size = session.size;
+    file.stored = true;
+    zan::Hex16::encode(digest, file.md5);
+    file.time = zan::Time::now();
+    std::lock_guard<std::mutex> const guard(mutex_);
+    index_[file.name] = file;
+    indexChanged_ = true;
+}
+
+void Inbox::saveIndex() {
+    Records records;
+    {
+        std::lock_guard<std::mutex> const guard(mutex_);
+        if (!indexChanged_) return;
+        indexChanged_ = false;
+        for (auto const& file : index_) records.files.push_back(file.second);
+    }
+    zan::String const reason = records.save(incoming_ / INDEX);
+    if (!reason.empty()) ZAN_WARNING(log(), "the index: " << reason);
 }
 
 // Whatever has become of the file: what is left of its writing goes.

@@ -39,15 +39,23 @@ void Begin::fields(zan::nbr::CodecStream& s) {
     field(s, 2, name);
     field(s, 3, size);
     field(s, 4, modified);
+    field(s, 5, salt);
 }
 
 void Chunk::fields(zan::nbr::CodecStream& s) {
     field(s, 2, offset);
     field(s, 3, bytes);
+    field(s, 4, coding);
+    field(s, 5, packed);
 }
 
 void End::fields(zan::nbr::CodecStream& s) {
     field(s, 2, crc);
+    field(s, 3, md5);
+}
+
+void Folder::fields(zan::nbr::CodecStream& s) {
+    field(s, 2, name);
 }
 
 void Receipt::fields(zan::nbr::CodecStream& s) {

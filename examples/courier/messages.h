@@ -11,11 +11,12 @@
 //
 // The server answers a Chunk with a Progress once it is on its disk, so the sender knows how much
 // is under way, and ends each file with a Receipt, which may come at any time if something is
-// wrong. What still arrives of that file is then ignored.
+// wrong. What still arrives of that file is then ignored. A Folder stands alone and has a Receipt,
+// too.
 
 namespace courier {
 
-enum Kind : unsigned char { BEGIN = 1, CHUNK = 2, END = 3, RECEIPT = 4, PROGRESS = 5 };
+enum Kind : unsigned char { BEGIN = 1, CHUNK = 2, END = 3, RECEIPT = 4, PROGRESS = 5, FOLDER = 6 };
 
 // How many bytes of a file go into one Chunk, and how many of these may be under way.
 constexpr unsigned long CHUNK_SIZE = 256 * 1024;
@@ -62,15 +63,20 @@ struct Begin : Message {
     zan::istr name;  // relative, with '/'; bytes, since a file's name need not be text
     zan::Ulonglong size;
     zan::Time modified;
+    zan::istr salt;  // of the encryption, empty without; see Coder
 
 protected:
     void fields(zan::nbr::CodecStream& s) override;
 };
 
 struct Chunk : Message {
+    enum : unsigned int { GZIPPED = 1, ENCRYPTED = 2 };
+
     Chunk() : Message(CHUNK) {}
-    zan::Ulonglong offset;
+    zan::Ulonglong offset;  // in the file, as it is before any coding
     zan::istr bytes;
+    zan::Ulong coding;  // how the bytes were made, in the order of the bits
+    zan::Ulong packed;  // their number ahead of the encryption, which fills up
 
 protected:
     void fields(zan::nbr::CodecStream& s) override;
@@ -79,6 +85,16 @@ protected:
 struct End : Message {
     End() : Message(END) {}
     zan::Ulong crc;  // of the whole content, as zlib has it
+    zan::istr md5;   // the same, 16 bytes
+
+protected:
+    void fields(zan::nbr::CodecStream& s) override;
+};
+
+// A folder without files, which no name of a file tells of.
+struct Folder : Message {
+    Folder() : Message(FOLDER) {}
+    zan::istr name;
 
 protected:
     void fields(zan::nbr::CodecStream& s) override;

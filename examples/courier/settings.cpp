@@ -16,6 +16,7 @@ void Settings::codec(zan::pml::stream& s) {
     s& zan::pml::field("address", address);
     s& zan::pml::field("port", port);
     s& zan::pml::field("inbox", inbox);
+    s& zan::pml::field("key", key);
     s& zan::pml::field("idleTimeout", idleTimeout);
 }
 
@@ -25,16 +26,16 @@ void Settings::check(Unit const& file) {
     zan::pml::stream known;
     codec(known);
     if (file.listValue() == nullptr) return;
-    for (Unit const* const key : *file.listValue()) {
-        zan::String const path = zan::String() << file.name() << '/' << key->name();
-        if (key->name() == "log")
-            checkLog(*key, path);
-        else if (key->name() == "port")
-            checkValue(*key, path, "no port", port);
-        else if (key->name() == "idleTimeout")
-            checkValue(*key, path, "no number", idleTimeout);
-        else if (key->name() == "enable" || key->name() == "codepage" ||
-                 key->name() == "numofTimers" || known.has(key->name()))
+    for (Unit const* const entry : *file.listValue()) {
+        zan::String const path = zan::String() << file.name() << '/' << entry->name();
+        if (entry->name() == "log")
+            checkLog(*entry, path);
+        else if (entry->name() == "port")
+            checkValue(*entry, path, "no port", port);
+        else if (entry->name() == "idleTimeout")
+            checkValue(*entry, path, "no number", idleTimeout);
+        else if (entry->name() == "enable" || entry->name() == "codepage" ||
+                 entry->name() == "numofTimers" || known.has(entry->name()))
             continue;
         else
             report(path, "unknown, ignored");
@@ -46,24 +47,24 @@ void Settings::checkLog(Unit const& section, zan::istr const& path) {
     zan::pml::stream known;
     zan::logger_factory::instance(zan::LOGGER_ID).codec(known);
     if (section.listValue() == nullptr) return;
-    for (Unit const* const key : *section.listValue()) {
-        zan::String const keyPath = zan::String() << path << '/' << key->name();
-        Unit const* const standing = known.unit().find(key->name());
+    for (Unit const* const entry : *section.listValue()) {
+        zan::String const keyPath = zan::String() << path << '/' << entry->name();
+        Unit const* const standing = known.unit().find(entry->name());
         if (standing == nullptr) {
             report(keyPath, "unknown, ignored");
-        } else if (key->name().find("max") == 0 || key->name() == "waitSeconds") {
+        } else if (entry->name().find("max") == 0 || entry->name() == "waitSeconds") {
             unsigned long number = 0;
             *standing >> number;
-            checkValue(*key, keyPath, "no number", number);
-        } else if (key->name() == "appLogs" || key->name() == "msgLogs") {
-            if (key->listValue() == nullptr) continue;
-            for (Unit const* const category : *key->listValue())
+            checkValue(*entry, keyPath, "no number", number);
+        } else if (entry->name() == "appLogs" || entry->name() == "msgLogs") {
+            if (entry->listValue() == nullptr) continue;
+            for (Unit const* const category : *entry->listValue())
                 checkValue(*category, zan::String() << keyPath << '/' << category->name(),
                            "neither true nor false", false);
-        } else if (key->name() != "filename" && key->name() != "filenameDebug") {
+        } else if (entry->name() != "filename" && entry->name() != "filenameDebug") {
             bool flag = false;
             *standing >> flag;
-            checkValue(*key, keyPath, "neither true nor false", flag);
+            checkValue(*entry, keyPath, "neither true nor false", flag);
         }
     }
 }

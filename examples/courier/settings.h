@@ -13,6 +13,7 @@ public:
     zan::String address = "127.0.0.1";
     unsigned short port = 0;
     zan::String inbox = "inbox";
+    zan::String key;                 // of files that come encrypted
     unsigned long idleTimeout = 60;  // seconds; 0 is never
 
     // Loads the file into the library's configuration, the logger's section with it, and takes the

@@ -107,11 +107,12 @@ public:
         process_->signal(SIGTERM);
         return process_->wait();
     }
-    // Names, with their content.
+    std::string index() const { return slurp(inbox() / ".incoming" / "index.xml"); }
+    // Names, with their content, but for the index.
     std::map<std::string, std::string> stored() const {
         std::map<std::string, std::string> all;
         for (auto const& item : fs::recursive_directory_iterator(inbox()))
-            if (!item.is_directory())
+            if (!item.is_directory() && item.path().filename() != "index.xml")
                 all[item.path().lexically_relative(inbox())] = slurp(item.path());
         return all;
     }
@@ -237,6 +238,75 @@ TEST(CourierDelivery, WhatCannotBeSentIsNamedAndTheRestArrives) {
         EXPECT_EQ(0, help.wait());
         EXPECT_EQ("usage: "s + name, help.out().substr(0, 7 + std::strlen(name)));
     }
+}
+
+TEST(CourierDelivery, FoldersCompressedAndEncryptedWithAReport) {
+    TempDir source;
+    std::string noise(700000, 0);
+    auto random = makeRandom();
+    for (char& c : noise) c = static_cast<char>(random());
+    std::map<std::string, std::string> const files{{"tree/a/noise", noise},
+                                                   {"tree/a/lines", std::string(600000, 'x')},
+                                                   {"tree/in/noise", noise},
+                                                   {"tree/\xff", "no text"},
+                                                   {"tree/none", ""}};
+    for (auto const& file : files)
+        if (file.first != "tree/in/noise") spill(source.path() / file.first, file.second);
+    fs::create_directories(source.path() / "tree/empty/deeper");
+    fs::create_directory(source.path() / "tree/b");
+    fs::create_directory_symlink("/", source.path() / "tree/b/out");
+    fs::create_directory_symlink("../b", source.path() / "tree/b/up");
+    fs::create_directory_symlink("nowhere", source.path() / "tree/dangling");
+    fs::create_directory(source.path() / "tree/in");
+    fs::create_symlink("../a/noise", source.path() / "tree/in/noise");
+
+    Server server({}, {"--key", "a secret"});
+    auto const send = [&](std::vector<std::string> args, std::vector<std::string> const& paths) {
+        args.insert(args.begin(), program("courier_send"));
+        args.insert(args.end(), {"127.0.0.1", std::to_string(server.port())});
+        args.insert(args.end(), paths.begin(), paths.end());
+        return std::make_unique<Process>(source.path(), args);
+    };
+    auto sender = send({"--gzip", "--key", "a secret", "--report", "report.xml"}, {"tree"});
+    EXPECT_EQ(0, sender->wait()) << sender->err();
+    EXPECT_EQ(files, server.stored());
+    EXPECT_TRUE(fs::is_directory(server.inbox() / "tree/empty/deeper"));
+    EXPECT_TRUE(fs::is_directory(server.inbox() / "tree/b"));
+    for (char const* const text :
+         {"tree/b/out: a link to a folder", "tree/b/up: a link to a folder",
+          "tree/dangling: a link to a folder, out of the tree or to nowhere",
+          "tree/in/noise: a link, sent as what it leads to"})
+        EXPECT_NE(std::string::npos, sender->err().find(text)) << sender->err();
+    EXPECT_NE(std::string::npos, sender->out().find("report: 7 entries in report.xml"))
+        << sender->out();
+
+    // Another key, and none, are receipts.
+    spill(source.path() / "lines", std::string(1000, 'y'));
+    for (char const* const mode : {"--gzip", "--ping"}) {
+        sender = send({mode, "--key", "another"}, {"lines"});
+        EXPECT_EQ(1, sender->wait());
+        EXPECT_NE(std::string::npos,
+                  sender->err().find(mode == "--gzip"s ? "damaged chunk, or another key"
+                                                       : "the CRC differs"));
+    }
+    EXPECT_EQ(0, server.stop());
+    EXPECT_EQ(files, server.stored());
+    std::string const index = server.index();
+    EXPECT_NE(std::string::npos, index.find("<file name=\"tree/a/lines\">\n"
+                                            "        <size>600000</size>\n"
+                                            "        <stored>1</stored>\n"
+                                            "        <md5>"))
+        << index;
+    // The sender's report has the same digest.
+    auto const digest = [](std::string const& xml) {
+        return xml.substr(xml.find("<md5>", xml.find("tree/a/noise")), 40);
+    };
+    EXPECT_EQ(digest(index), digest(slurp(source.file("report.xml"))));
+    Server plain;
+    Process without(source.path(), {program("courier_send"), "--key", "k", "127.0.0.1",
+                                    std::to_string(plain.port()), "lines"});
+    EXPECT_EQ(1, without.wait());
+    EXPECT_NE(std::string::npos, without.err().find("the server has no key"));
 }
 
 TEST(CourierRefusal, NamesThatLeaveTheInbox) {

@@ -23,8 +23,8 @@ struct CreateByAllocate {
     static void destroy(T*& p) {
         if (p == nullptr) return;
         T* const dying = p;
+        __atomic_store_n(&p, nullptr, __ATOMIC_RELEASE);
         trackDelete(dying, "util/singleton_t.h", __LINE__, detail::destroyName(typeid(T).name()));
-        p = nullptr;
     }
 };
 

@@ -16,6 +16,8 @@
 #include "zan/mlc/mlc.h"
 #include "zan/mt/thread.h"
 #include "zan/timer/timermanager.h"
+#include "zan/xml/xmlattr.h"
+#include "zan/xml/xmlnode.h"
 
 namespace zan {
 
@@ -78,6 +80,8 @@ void fini() {
     console::destroy();
     ConfigFile::destroy();
     pml::ntv::Unit::destroy_null();
+    XMLAttr::destroy_null();
+    XMLNode::destroy_null();
     MemLeakChecker::destroy();
     MLC_Entry::leave();
     ACE::fini();

@@ -45,6 +45,16 @@ struct ConfigFile::Policy : CreateByAllocate<ConfigFile> {
         detail::publishCodepage(static_cast<long>(made->codepage_.value()));
         return made;
     }
+
+    // A thread that logs beside the end of the library may be reading it. So it goes at the next
+    // end, if there is one.
+    static void destroy(ConfigFile*& p) {
+        if (p == nullptr) return;
+        static ConfigFile* retired = nullptr;
+        CreateByAllocate<ConfigFile>::destroy(retired);
+        retired = p;
+        __atomic_store_n(&p, nullptr, __ATOMIC_RELEASE);
+    }
 };
 
 ConfigFile& ConfigFile::instance() {

@@ -269,7 +269,10 @@ void loggerImpl::load(istr const& configFile) {
 void loggerImpl::load() {
     ConfigFile const& config = ConfigFile::instance();
     if (config.empty()) return;
-    pml::stream section(config.mps()["log"]);
+    // Not by the operator, whose null unit is taken down at the end: loggers may come after that.
+    pml::ntv::Unit const* const unit = config.mps().unit().at("log");
+    if (unit == nullptr) return;
+    pml::stream section(*unit);
     NameGuard const names(*this);
     codec(section);
 }

@@ -3,7 +3,8 @@
 #include <array>
 #include <cstdint>
 #include <cstring>
-#include <functional>
+
+#include "zan/util/overlap.h"
 
 namespace zan {
 
@@ -67,14 +68,6 @@ char* encodeRun(char const* bytes, unsigned long n, char* out) {
     return out;
 }
 
-// Whether the view lies in memory that is about to be written.
-bool within(istr const& in, void const* p, unsigned long n) {
-    auto const* const begin = static_cast<char const*>(p);
-    std::less<char const*> const before;
-    return !in.empty() && begin != nullptr && before(in.data(), begin + n) &&
-           before(begin, in.end());
-}
-
 // Room for what a text of `n` characters can give.
 constexpr unsigned long decodedRoom(unsigned long n) {
     return n / 4 * 3 + 3;
@@ -84,7 +77,7 @@ constexpr unsigned long decodedRoom(unsigned long n) {
 
 void Base64::encode(istr in, String& out, bool lineBreaks) {
     if (in.empty()) return;
-    if (within(in, out.data(), out.capacity())) {
+    if (detail::within(in, out.data(), out.capacity())) {
         String text;
         encode(in, text, lineBreaks);
         out = std::move(text);
@@ -153,7 +146,7 @@ unsigned long Base64::decodeTo(istr in, unsigned char* out) {
 }
 
 void Base64::decode(istr in, Bytes& out) {
-    if (within(in, out.buffer(), out.max_size())) {
+    if (detail::within(in, out.buffer(), out.max_size())) {
         Bytes bytes;
         decode(in, bytes);
         out.swap(bytes);
@@ -168,7 +161,7 @@ void Base64::decode(istr in, std::vector<unsigned char>& out) {
     while (first != in.end() && !isBase64(*first)) ++first;
     if (first == in.end()) return;
     std::vector<unsigned char> bytes;
-    bool const inside = within(in, out.data(), out.capacity());
+    bool const inside = detail::within(in, out.data(), out.capacity());
     std::vector<unsigned char>& to = inside ? bytes : out;
     to.resize(decodedRoom(in.size()));
     to.resize(decodeTo(istr(first, in.end()), to.data()));

@@ -70,6 +70,10 @@ void trees() {
     out.write(1, 42);
     out.write(2, zan::String("text"));
     zan::nbr::InputStream const in(out.str());
+    zan::XMLParser const parser(zan::istr("<a x=\"1\"><b>text</b><b/></a>"));
+    zan::XMLNode copy(*parser.rootNode());
+    copy.addChildNode("c");
+    copy.str(true, 0);
 }
 
 void echo() {

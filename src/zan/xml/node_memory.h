@@ -1,0 +1,103 @@
+#pragma once
+
+#include <cstddef>
+#include <new>
+
+#include "zan/base/mlcheck.h"
+
+namespace zan::detail {
+
+// The memory of elements on the heap. Those that the parser and copying make lie side by side in
+// blocks; a block goes with the last element in it. All others are allocated one by one. In front
+// of each element stands the address of its block, null for one by itself.
+//
+// A block holds elements of one tree only, so its count needs no more protection than the tree.
+class XMLBlock {
+public:
+    static void* alone(std::size_t size) { return placed(::operator new(sizeof(Origin) + size)); }
+    static void* alone(std::size_t size, char const* file, unsigned int line, char const* func) {
+        return placed(::operator new(sizeof(Origin) + size, file, line, func));
+    }
+    static void free(void* p) noexcept {
+        if (p == nullptr) return;
+        auto* const origin = static_cast<Origin*>(p) - 1;
+        if (origin->block == nullptr)
+            ::operator delete(origin);
+        else
+            origin->block->leave(1);
+    }
+
+private:
+    friend class XMLArena;
+
+    struct Origin {
+        XMLBlock* block;
+    };
+
+    // What an arena that is still at work counts for.
+    static constexpr unsigned long ARENA = 1ul << 48;
+
+    static void* placed(void* memory) {
+        auto* const origin = static_cast<Origin*>(memory);
+        origin->block = nullptr;
+        return origin + 1;
+    }
+    void leave(unsigned long n) {
+        live_ -= n;
+        if (live_ == 0) ::operator delete(this);
+    }
+
+    unsigned long live_ = ARENA;
+};
+
+// Hands out memory for the elements of one tree, from blocks that grow with what is taken.
+class XMLArena {
+public:
+    XMLArena() = default;
+    ~XMLArena() { close(); }
+    XMLArena(XMLArena const&) = delete;
+    XMLArena& operator=(XMLArena const&) = delete;
+
+    // REQUIRES: a multiple of eight bytes.
+    void* take(std::size_t size) {
+        std::size_t const need = sizeof(XMLBlock::Origin) + size;
+        if (need > static_cast<std::size_t>(end_ - at_)) open(need);
+        auto* const origin = reinterpret_cast<XMLBlock::Origin*>(at_);
+        at_ += need;
+        ++taken_;
+        origin->block = block_;
+        return origin + 1;
+    }
+
+    // What is taken next belongs to another tree.
+    void close() {
+        if (block_ != nullptr) block_->leave(XMLBlock::ARENA - taken_);
+        block_ = nullptr;
+        at_ = end_ = nullptr;
+        taken_ = 0;
+        next_ = FIRST;
+    }
+
+private:
+    static constexpr std::size_t FIRST = 512;
+    static constexpr std::size_t LARGEST = 16384;
+
+    void open(std::size_t need) {
+        std::size_t const grown = next_ < LARGEST ? next_ * 2 : next_;
+        std::size_t const size = next_ < need + sizeof(XMLBlock) ? need + sizeof(XMLBlock) : next_;
+        char* const memory = static_cast<char*>(::operator new(size));
+        close();
+        next_ = grown;
+        block_ = new (memory) XMLBlock;
+        at_ = memory + sizeof(XMLBlock);
+        end_ = memory + size;
+    }
+
+    XMLBlock* block_ = nullptr;
+    char* at_ = nullptr;
+    char* end_ = nullptr;
+    unsigned long taken_ = 0;
+    std::size_t next_ = FIRST;
+};
+
+}  // namespace zan::detail

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <memory>
+
+#include "zan/base/mlcheck.h"
+#include "zan/base/source_place.h"
+#include "zan/xml/attr_list.h"
+#include "zan/xml/node_memory.h"
+#include "zan/xml/xmlnode.h"
+
+namespace zan::detail {
+
+struct XMLNodeDelete {
+    void operator()(XMLNode* p) const { ZAN_DELETE(p); }
+};
+
+// Owns an element until it has found its place.
+using XMLNodeOwner = std::unique_ptr<XMLNode, XMLNodeDelete>;
+
+// What the parser and the writer do with elements beyond their public operations.
+class XMLTree {
+public:
+    // An element with room for `attrs` attributes, as the last child of the parent, if there is
+    // one.
+    static XMLNode* make(XMLArena& arena, istr const& name, XMLNode* parent, unsigned long attrs) {
+        std::size_t const list = attrs == 0 ? 0 : XMLAttrList::bytesFor(attrs);
+        void* const memory = arena.take(sizeof(XMLNode) + list);
+        XMLNodeOwner node(trackNew(new (memory) XMLNode, ZAN_HERE));
+        if (list != 0)
+            node->attrs_.store(
+                XMLAttrList::place(static_cast<char*>(memory) + sizeof(XMLNode), attrs),
+                std::memory_order_relaxed);
+        node->name_.assign(name.data(), name.size());
+        if (parent != nullptr) parent->take(node.get());
+        return node.release();
+    }
+
+    // Null for an element that never had an attribute.
+    static XMLAttrList* attrs(XMLNode const& node) {
+        return node.attrs_.load(std::memory_order_acquire);
+    }
+    static XMLAttrList& attrList(XMLNode& node) { return node.attrList(); }
+    static String& cdata(XMLNode& node) { return node.cdata_; }
+};
+
+}  // namespace zan::detail
