@@ -107,3 +107,6 @@
 #include "zan/tcp/tcp_server.h"
 
 #include "zan/icmp/icmp_ping.h"
+
+#include "zan/mlc/mlc.h"
+#include "zan/mlc/stackwalker.h"

@@ -6,12 +6,14 @@
 #include <exception>
 #include <ostream>
 
+#include "zan/base/mlcheck.h"
 #include "zan/base/version.h"
 #include "zan/cfg/config_file.h"
 #include "zan/log/console.h"
 #include "zan/log/log_entry.h"
 #include "zan/log/log_factory.h"
 #include "zan/log/log_tracer.h"
+#include "zan/mlc/mlc.h"
 #include "zan/mt/thread.h"
 #include "zan/timer/timermanager.h"
 #include "zan/xml/xmlattr.h"
@@ -38,6 +40,8 @@ void init(char const*, bool, int) {
     logMessage("zan compiled at " __DATE__ " " __TIME__);
     std::srand(static_cast<unsigned int>(Time::now().toMicroSeconds()));
     ACE::init();
+    MLC_Entry::enter();
+    MemLeakChecker::instance();
     console::create();
     logger_factory::create();
     SimpleThread::current();
@@ -78,6 +82,8 @@ void fini() {
     pml::ntv::Unit::destroy_null();
     XMLAttr::destroy_null();
     XMLNode::destroy_null();
+    MemLeakChecker::destroy();
+    MLC_Entry::leave();
     ACE::fini();
 }
 

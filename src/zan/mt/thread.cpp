@@ -6,6 +6,8 @@
 #include <sstream>
 
 #include "zan/base/date_text.h"
+#include "zan/base/mlcheck.h"
+#include "zan/base/source_place.h"
 #include "zan/log/log_tracer.h"
 #include "zan/mt/thread_record.h"
 #include "zan/mt/threadexception.h"
@@ -42,7 +44,7 @@ WinHandleWrapper::~WinHandleWrapper() {
 }
 
 ThreadControl::ThreadControl()
-    : handle_(new WinHandleWrapper(platform::ThreadHandle::current(), false)),
+    : handle_(ZAN_NEW(WinHandleWrapper(platform::ThreadHandle::current(), false))),
       id_(platform::threadId()) {}
 
 ThreadControl::ThreadControl(Handle<WinHandleWrapper> const& handle, ThreadId id)
@@ -87,7 +89,7 @@ void sleep(unsigned long milliseconds) {
 
 // --- Thread
 
-Thread::Thread() : handle_(new WinHandleWrapper) {}
+Thread::Thread() : handle_(ZAN_NEW(WinHandleWrapper)) {}
 
 Thread::~Thread() = default;
 
@@ -109,7 +111,7 @@ ThreadControl Thread::start(unsigned int stackSize) {
         ZAN_THROW_SYSCALL(error);
     }
     id_ = ThreadId(handle.id());
-    handle_ = new WinHandleWrapper(std::move(handle), true);
+    handle_ = ZAN_NEW(WinHandleWrapper(std::move(handle), true));
     started_ = true;
     return ThreadControl(handle_, id_);
 }

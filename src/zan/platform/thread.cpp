@@ -12,6 +12,8 @@
 #include <mutex>
 #include <new>
 
+#include "zan/platform/crash.h"
+
 namespace zan::platform {
 
 // The record of a thread. It stays in memory as long as the thread runs or a handle refers to it.
@@ -120,6 +122,7 @@ void* entry(void* arg) {
         state->id.store(threadId(), std::memory_order_release);
         state->changed.notify_all();
     }
+    prepareThreadForCrash();
     if (armEnd() == 0) {
         state->run(state->arg);
     } else {

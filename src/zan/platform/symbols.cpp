@@ -1,0 +1,166 @@
+#include "zan/platform/symbols.h"
+
+#include <dlfcn.h>
+#include <dwarf.h>
+#include <elfutils/libdwfl.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdlib>
+
+namespace zan::platform {
+
+namespace {
+
+// The functions of elfutils under their own names.
+struct Library {
+    template <class F>
+    bool find(void* handle, char const* name, F*& function) {
+        function = reinterpret_cast<F*>(dlsym(handle, name));
+        return function != nullptr;
+    }
+#define ZAN_FUNCTIONS(each)                                                                    \
+    each(dwfl_begin) each(dwfl_end) each(dwfl_linux_proc_find_elf)                             \
+        each(dwfl_standard_find_debuginfo) each(dwfl_linux_proc_report) each(dwfl_report_end)  \
+            each(dwfl_addrmodule) each(dwfl_module_info) each(dwfl_module_addrinfo)            \
+                each(dwfl_module_getsrc) each(dwfl_lineinfo) each(dwfl_module_addrdie)         \
+                    each(dwarf_getscopes) each(dwarf_getscopes_die) each(dwarf_tag)            \
+                        each(dwarf_attr_integrate) each(dwarf_attr) each(dwarf_formudata)      \
+                            each(dwarf_formstring) each(dwarf_diename) each(dwarf_getsrcfiles) \
+                                each(dwarf_filesrc)
+#define ZAN_DECLARE(name) decltype(&::name) name = nullptr;
+#define ZAN_FIND(name) &&find(handle, #name, name)
+    ZAN_FUNCTIONS(ZAN_DECLARE)
+    bool load(void* handle) {
+        return handle != nullptr ZAN_FUNCTIONS(ZAN_FIND);
+    }
+#undef ZAN_FIND
+#undef ZAN_DECLARE
+#undef ZAN_FUNCTIONS
+};
+
+Library library;
+bool loaded = false;
+
+std::string inlinedName(Dwarf_Die& function) {
+    Dwarf_Attribute attribute;
+    if (library.dwarf_attr_integrate(&function, DW_AT_linkage_name, &attribute) != nullptr)
+        if (char const* const name = library.dwarf_formstring(&attribute)) return name;
+    char const* const name = library.dwarf_diename(&function);
+    return name != nullptr ? name : "";
+}
+
+// Adds the functions that stand inlined at `pc`. The place of `outer` becomes that of the call
+// which the outermost of them has taken the place of.
+void addInlined(std::vector<Symbol>& all, Dwarf_Die& unit, Dwarf_Addr pc, Symbol& outer) {
+    Dwarf_Die* innermost = nullptr;
+    if (library.dwarf_getscopes(&unit, pc, &innermost) > 0) {
+        Dwarf_Die* scopes = nullptr;
+        int const n = library.dwarf_getscopes_die(innermost, &scopes);
+        for (int i = 0; i < n && library.dwarf_tag(&scopes[i]) != DW_TAG_subprogram; ++i) {
+            if (library.dwarf_tag(&scopes[i]) != DW_TAG_inlined_subroutine) continue;
+            Symbol inlined = outer;
+            inlined.raw = inlinedName(scopes[i]);
+            inlined.offset = 0;
+            all.push_back(inlined);
+            outer.lineOffset = 0;
+            Dwarf_Attribute attribute;
+            Dwarf_Word file = 0;
+            Dwarf_Word line = 0;
+            Dwarf_Files* files = nullptr;
+            if (library.dwarf_formudata(library.dwarf_attr(&scopes[i], DW_AT_call_line, &attribute),
+                                        &line) == 0)
+                outer.line = line;
+            if (library.dwarf_formudata(library.dwarf_attr(&scopes[i], DW_AT_call_file, &attribute),
+                                        &file) == 0 &&
+                library.dwarf_getsrcfiles(&unit, &files, nullptr) == 0)
+                if (char const* const name = library.dwarf_filesrc(files, file, nullptr, nullptr))
+                    outer.file = name;
+        }
+        std::free(scopes);
+    }
+    std::free(innermost);
+}
+
+}  // namespace
+
+bool loadSymbolLibrary(std::string& error) {
+    // Never unloaded: a report may be due at any time.
+    if (!loaded) loaded = library.load(dlopen("libdw.so.1", RTLD_NOW | RTLD_LOCAL));
+    if (!loaded)
+        if (char const* const why = dlerror()) error = why;
+    return loaded;
+}
+
+struct Symbols::State {
+    ~State() {
+        if (dwfl != nullptr) library.dwfl_end(dwfl);
+    }
+    char* debugPath = nullptr;
+    Dwfl_Callbacks callbacks = {};
+    Dwfl* dwfl = nullptr;
+};
+
+Symbols::Symbols() : state_(std::make_unique<State>()) {
+    if (!loaded) {
+        state_.reset();
+        return;
+    }
+    State& s = *state_;
+    s.callbacks.find_elf = library.dwfl_linux_proc_find_elf;
+    s.callbacks.find_debuginfo = library.dwfl_standard_find_debuginfo;
+    s.callbacks.debuginfo_path = &s.debugPath;
+    s.dwfl = library.dwfl_begin(&s.callbacks);
+    if (s.dwfl == nullptr || library.dwfl_linux_proc_report(s.dwfl, getpid()) != 0 ||
+        library.dwfl_report_end(s.dwfl, nullptr, nullptr) != 0)
+        state_.reset();
+}
+
+Symbols::~Symbols() = default;
+
+std::vector<Symbol> Symbols::find(void const* address, bool isReturn) {
+    Symbol symbol;
+    if (!state_) return {symbol};
+    auto const at = reinterpret_cast<std::uintptr_t>(address);
+    // The return address of a call at the very end of a function belongs to the next one.
+    Dwarf_Addr const asked = isReturn && at != 0 ? at - 1 : at;
+    Dwfl_Module* const module = library.dwfl_addrmodule(state_->dwfl, asked);
+    if (module == nullptr) return {symbol};
+    char const* path = nullptr;
+    Dwarf_Addr start = 0;
+    char const* const name = library.dwfl_module_info(module, nullptr, &start, nullptr, nullptr,
+                                                      nullptr, &path, nullptr);
+    symbol.module = path != nullptr ? path : name != nullptr ? name : "";
+    symbol.base = start;
+    GElf_Off offset = 0;
+    GElf_Sym entry;
+    char const* const raw =
+        library.dwfl_module_addrinfo(module, asked, &offset, &entry, nullptr, nullptr, nullptr);
+    if (raw != nullptr) {
+        symbol.raw = raw;
+        auto const version = symbol.raw.find('@');  // "exit@@GLIBC_2.2.5"
+        if (version != std::string::npos) symbol.raw.resize(version);
+        symbol.offset = offset + (at - asked);
+        symbol.source = Symbol::Source::Table;
+    }
+    if (Dwfl_Line* const line = library.dwfl_module_getsrc(module, asked)) {
+        int number = 0;
+        Dwarf_Addr begin = at;
+        char const* const file =
+            library.dwfl_lineinfo(line, &begin, &number, nullptr, nullptr, nullptr);
+        if (file != nullptr) {
+            symbol.file = file;
+            symbol.line = static_cast<unsigned long>(number);
+            symbol.lineOffset = at - begin;
+            symbol.source = Symbol::Source::Debug;
+        }
+    }
+    std::vector<Symbol> all;
+    Dwarf_Addr bias = 0;
+    Dwarf_Die* const unit = library.dwfl_module_addrdie(module, asked, &bias);
+    if (unit != nullptr) addInlined(all, *unit, asked - bias, symbol);
+    all.push_back(symbol);
+    return all;
+}
+
+}  // namespace zan::platform
