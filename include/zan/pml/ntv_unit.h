@@ -124,7 +124,10 @@ public:
                    : nullptr;
     }
     ListValue const* listValue() const { return list(); }
-    istr getStringValue() const;
+    istr getStringValue() const {
+        StringValue const* const text = stringValue();
+        return text == nullptr ? istr() : istr(text->data());
+    }
     unsigned long numofChildren() const;
     // The unit is a leaf, or the head of a chain of only children that ends in one.
     bool childWasSingle() const;
@@ -322,9 +325,10 @@ private:
     void clearChildrenMap();
     void copyIntoMap(Unit* child);
     void renaming();
-    Unit* lookup(istr const& key) const;
-    static Unit* lookupPlace(std::vector<Unit*> const& all, istr const& key);
-    Unit const* step(istr const& name) const;
+    Unit* lookup(istr key) const;
+    Unit* lookupFurther(istr key) const;
+    Unit* lookupPlace(istr key) const;
+    Unit const* step(istr name) const;
     void indexChildren();
     bool addMade(Unit* child);
     void append(ListValue& units, Unit* child);
