@@ -124,10 +124,7 @@ public:
                    : nullptr;
     }
     ListValue const* listValue() const { return list(); }
-    istr getStringValue() const {
-        StringValue const* const text = stringValue();
-        return text == nullptr ? istr() : istr(text->data());
-    }
+    istr getStringValue() const;
     unsigned long numofChildren() const;
     // The unit is a leaf, or the head of a chain of only children that ends in one.
     bool childWasSingle() const;

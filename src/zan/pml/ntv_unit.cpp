@@ -353,6 +353,11 @@ bool Unit::getValue(ListValue*& out) const {
     return out != nullptr;
 }
 
+istr Unit::getStringValue() const {
+    StringValue const* const text = stringValue();
+    return text == nullptr ? istr() : istr(text->data());
+}
+
 unsigned long Unit::numofChildren() const {
     ListValue const* const units = list();
     return units == nullptr ? 0 : units->size();
