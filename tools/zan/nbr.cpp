@@ -146,9 +146,11 @@ struct Dump {
                 tree->dump(d);
             else if (!walk.fault())
                 d << zan::rawstring("null");
+            else
+                return;
             zan::String text = d.str();
             if (!text.empty() && text.front() == '\n') text.erase(0, 1);
-            if (!text.empty()) write(text << "\n");
+            write(text << "\n");
         } catch (nbr::DecodeException const& e) {
             // The walk has found the place, unless it errs.
             if (!walk.fault()) throw Trouble(name + ": " + e.msg(), WRONG);
