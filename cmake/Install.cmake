@@ -7,6 +7,16 @@ install(DIRECTORY "${PROJECT_SOURCE_DIR}/include/zan" DESTINATION "${CMAKE_INSTA
         FILES_MATCHING PATTERN "*.h")
 install(EXPORT zanTargets NAMESPACE zan:: DESTINATION "${zan_package}")
 
+# The folder where gdb looks for printers is named after that of the library, which is known when it
+# is installed.
+if(NOT IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}" AND NOT IS_ABSOLUTE "${CMAKE_INSTALL_DATADIR}")
+    install(CODE "
+        get_filename_component(prefix \"\${CMAKE_INSTALL_PREFIX}\" ABSOLUTE)
+        file(INSTALL \"$<TARGET_FILE:zan>-gdb.py\"
+             DESTINATION \"\${prefix}/${CMAKE_INSTALL_DATADIR}/gdb/auto-load\${prefix}/${CMAKE_INSTALL_LIBDIR}\")"
+        COMPONENT dev)
+endif()
+
 configure_package_config_file("${PROJECT_SOURCE_DIR}/cmake/zanConfig.cmake.in"
     "${PROJECT_BINARY_DIR}/zanConfig.cmake" INSTALL_DESTINATION "${zan_package}")
 write_basic_package_version_file("${PROJECT_BINARY_DIR}/zanConfigVersion.cmake"
