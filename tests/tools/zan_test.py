@@ -3,11 +3,13 @@
 import hashlib
 import os
 import pty
+import random
 import re
 import select
 import shutil
 import struct
 import subprocess
+import sys
 import tempfile
 import unittest
 from pathlib import Path
@@ -128,17 +130,76 @@ class Pml(InTempDir):
             self.assertEqual((0, compact, ""), zan("pml", "format", "-l", "compact", data=out))
             self.assertEqual(0, zan("pml", "format", "--check", "-l", layout, data=out)[0])
         self.assertIn(b"(* /log/infoOn *) infoOn(true)",
-                      zan("pml", "format", "--paths", "--drop-comments", COURIER)[1])
+                      zan("pml", "format", "-l", "formatted", "--paths", "--drop-comments", COURIER)[1])
         self.assertEqual(1, zan("pml", "format", "--check", COURIER)[0])
+
+    def test_tidy_changes_white_space_only(self):
+        seed = int(os.environ.get("ZAN_TEST_SEED", random.SystemRandom().getrandbits(32)))
+        print(f"ZAN_TEST_SEED={seed}", file=sys.stderr)
+        rng = random.Random(seed)
+        words = ["port", ":int", "(", ")", "(", ")", " ", "\n", "\n\n  ", "(* x ' *)", "(*\n  (* y *)\n   ^ *)",
+                 "'q(:'", '"d^"\n  e"', "^(", "^\n", "80", "\u00e9", "b\n  c", "\t"]
+        texts = [COURIER.read_bytes()] + [f.read_bytes() for f in (ROOT / "fuzz/corpus").glob("pml_parser_fuzz/*")]
+        for _ in range(4000):
+            pieces, depth = ["u("], 1
+            while depth and len(pieces) < 25:
+                pieces.append(f"n{len(pieces)}(" if rng.random() < 0.25 else rng.choice(words))
+                depth += pieces[-1].endswith("(") - (pieces[-1] == ")")
+            texts.append("".join(pieces + [")"] * depth).encode())
+        files = [self.put(f"{n:05}.pml", text) for n, text in enumerate(texts)]
+        _, _, err = zan("pml", "check", *files)
+        wrong = {line.split(":")[0] for line in err.splitlines()}
+        files = [(f, text) for f, text in zip(files, texts) if str(f) not in wrong]
+        self.assertGreater(len(files), 500)
+        names = [f for f, _ in files]
+        before = zan("pml", "format", "-l", "compact", "--drop-comments", *names)[1]
+        self.assertEqual((0, b"", ""), zan("pml", "format", "--in-place", *names))
+        self.assertEqual(before, zan("pml", "format", "-l", "compact", "--drop-comments", *names)[1])
+        for file, text in files:
+            self.assertEqual(b"".join(text.split()), b"".join(file.read_bytes().split()), text)
+        self.assertEqual((0, b"", ""), zan("pml", "format", "--check", *names))
+
+    def test_tidy_puts_comments_beside_what_they_are_about(self):
+        text = b"""(* head *)
+
+a( (* why *)
+  port(80) (* one *)
+  p(8)  (* two *)
+
+
+     (* three
+        four *)
+ x:t( "^"" ) y(z(1))
+  (* last *)
+)"""
+        self.assertEqual(b"""(* head *)
+
+a(  (* why *)
+    port(80)  (* one *)
+    p(8)      (* two *)
+
+    (* three
+       four *)
+    x:t("^"")
+    y(z(1))
+    (* last *)
+)
+""", zan("pml", "format", data=text)[1])
+
+    def test_a_layout_that_reads_back_differently_is_refused(self):
+        code, out, err = zan("pml", "format", "-l", "simple", data=b"a(b^(c(1))")
+        self.assertEqual((1, b""), (code, out))
+        self.assertIn("would read back differently", err)
+        self.assertEqual((0, b"a(b^(c(1))\n"), zan("pml", "format", data=b"a(b^(c(1))")[:2])
 
     def test_in_place_keeps_comments_and_links_and_permissions(self):
         file = self.put("c.pml", "a( (* why *) b(1))")
-        self.assertEqual(1, zan("pml", "format", "-i", file)[0])
+        self.assertEqual(1, zan("pml", "format", "-i", "-l", "simple", file)[0])
         self.assertEqual(b"a( (* why *) b(1))", file.read_bytes())
         file.chmod(0o640)
         link = self.dir / "link"
         link.symlink_to(file)
-        self.assertEqual((0, b"", ""), zan("pml", "format", "-i", "--drop-comments", link))
+        self.assertEqual((0, b"", ""), zan("pml", "format", "-i", "-l", "simple", "--drop-comments", link))
         self.assertEqual(b"a(b(1))\n", file.read_bytes())
         self.assertTrue(link.is_symlink())
         self.assertEqual(0o640, file.stat().st_mode & 0o777)

@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "pml_lint.h"
+#include "pml_tidy.h"
 #include "tool.h"
 
 namespace tool {
@@ -26,7 +27,7 @@ bool parse(std::string const& name, zan::String const& text, pml::ntv::Unit& uni
 
 struct Format {
     std::vector<std::string> files;
-    std::string layout = "formatted";
+    std::string layout = "tidy";
     bool paths = false;
     bool check = false;
     bool inPlace = false;
@@ -36,30 +37,28 @@ struct Format {
         return forEach(files, [this](Input& input) { return one(input); });
     }
     int one(Input& input) const {
-        static std::map<std::string, pml::ShowMode::Mode> const MODES = {
-            {"compact", pml::ShowMode::COMPACT},
-            {"simple", pml::ShowMode::SIMPLE},
-            {"mixed", pml::ShowMode::MIXED},
-            {"formatted", pml::ShowMode::FORMATTED}};
         if (inPlace && input.standardInput())
             throw Trouble("standard input is no place to write to");
         zan::String const text = input.readAll();
         pml::ntv::Unit unit;
         if (!parse(input.name(), text, unit)) return WRONG;
-        zan::String out = unit.str(MODES.at(layout), paths ? 15 : 7);
-        out += "\n";
+        zan::String const out = formatted(text, unit);
         if (check) {
             if (out == text) return OK;
             complain(input.name() + ": would be formatted differently");
             return WRONG;
         }
+        // A name with marks of PML in it is written without quotes, and read as something else.
+        pml::ntv::Unit again;
+        pml::ntvFromPml(again, zan::istr(out));
+        if (again.str() != unit.str())
+            throw Trouble(input.name() + ": in this layout it would read back differently", WRONG);
         PmlLint const lint(text);
-        if (lint.comments != 0 && !dropComments) {
-            report(
-                input.name(), text,
-                {{lint.firstComment, std::to_string(lint.comments) +
-                                         (lint.comments == 1 ? " comment is" : " comments are") +
-                                         " left out" + (inPlace ? ": see --drop-comments" : "")}});
+        if (layout != "tidy" && lint.comments != 0 && !dropComments) {
+            std::string note = std::to_string(lint.comments);
+            note += lint.comments == 1 ? " comment is left out" : " comments are left out";
+            if (inPlace) note += ": see --drop-comments";
+            report(input.name(), text, {{lint.firstComment, note}});
             if (inPlace) return WRONG;
         }
         if (!inPlace)
@@ -67,6 +66,16 @@ struct Format {
         else if (out != text)
             replaceFile(input.name(), out);
         return OK;
+    }
+    zan::String formatted(zan::String const& text, pml::ntv::Unit const& unit) const {
+        static std::map<std::string, pml::ShowMode::Mode> const MODES = {
+            {"compact", pml::ShowMode::COMPACT},
+            {"simple", pml::ShowMode::SIMPLE},
+            {"mixed", pml::ShowMode::MIXED},
+            {"formatted", pml::ShowMode::FORMATTED}};
+        if (layout == "tidy") return tidyPml(text);
+        pml::ShowPattern const parts(paths ? 15 : 7);
+        return unit.str(MODES.at(layout), parts) << "\n";
     }
 };
 
@@ -123,17 +132,19 @@ void addPml(CLI::App& app) {
 
     auto const format = std::make_shared<Format>();
     CLI::App* command = addCommand(
-        *group, "format", "Print PML in one of its layouts. Comments are left out, with a message.",
-        "zan pml format --layout simple courier.pml", [format] { return (*format)(); });
-    command->add_option("-l,--layout", format->layout, "The layout; formatted unless given")
-        ->check(CLI::IsMember({"compact", "simple", "mixed", "formatted"}));
+        *group, "format",
+        "Print PML in a layout. The layout tidy keeps comments and empty lines, and each name and "
+        "value as it is written; the others are those of the library, and have no comments.",
+        "zan pml format --in-place courier.pml", [format] { return (*format)(); });
+    command->add_option("-l,--layout", format->layout, "The layout; tidy unless given")
+        ->check(CLI::IsMember({"tidy", "compact", "simple", "mixed", "formatted"}));
     command->add_flag("--paths", format->paths,
-                      "Put the path of each unit ahead of it, as a comment; needs formatted");
+                      "In formatted, put the path of each unit ahead of it, as a comment");
     CLI::Option* const check =
         command->add_flag("--check", format->check, "Print nothing; exit with 1 if it differs");
     command
         ->add_flag("-i,--in-place", format->inPlace,
-                   "Rewrite the files; one with comments is left as it is")
+                   "Rewrite the files; one whose comments would be lost is left as it is")
         ->excludes(check);
     command->add_flag("--drop-comments", format->dropComments, "Leave comments out without a word");
     addFiles(*command, format->files);

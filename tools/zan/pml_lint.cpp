@@ -41,6 +41,7 @@ private:
         unsigned long offset;  // of its first character, or of what ended it
         char end;              // ':', '(' or ')'; 0 for the end of the input
         bool quoted;
+        bool escaped;
     };
     struct Unit {
         std::string name;
@@ -109,7 +110,7 @@ private:
     }
 
     Token token() {
-        Token t{"", at_, 0, false};
+        Token t{"", at_, 0, false, false};
         char c = 0;
         bool more = nextNonBlank(c);
         t.offset = more ? at_ - 1 : text_.size();
@@ -135,7 +136,10 @@ private:
                 more = quotedRun(t.text, c);
                 continue;
             }
-            if (c == '^' && !ended()) c = text_[at_++];
+            if (c == '^' && !ended()) {
+                t.escaped = true;
+                c = text_[at_++];
+            }
             t.text += c;
             more = next(c);
         }
@@ -184,6 +188,8 @@ private:
         }
         if (unit.hasChildren && !t.text.empty())
             find(t.offset, inQuotes(t.text) + " has no value: '(' is missing");
+        else if (unit.hasChildren && t.escaped)
+            find(t.offset, "an escaped blank that stands for nothing");
         units_.pop_back();
         return true;
     }
