@@ -274,6 +274,7 @@ class Xml(InTempDir):
                 ("<a x='1' x='2'/>", "1:10", "a second attribute 'x'"),
                 ("<a x='1'y='2'/>", "1:9", "a blank is missing"), ("<a", "1:1", "does not end"),
                 ("<a><!-- </a>", "1:4", "this comment does not end"),
+                ("<a>\0</a>", "1:4", "a NUL"),
                 ("<!DOCTYPE a [<!ENTITY b '>'> ]><a>\n<</a>", "2:1", "< alone")):
             code, out, err = zan("xml", "check", data=text.encode())
             self.assertEqual((1, b""), (code, out), text)
@@ -288,6 +289,11 @@ class Xml(InTempDir):
         self.assertEqual({f"{f}" for f in files}, {line.split(":")[0] for line in err.splitlines()})
         for file in sorted((ROOT / "fuzz/corpus").glob("xml_*_fuzz/*")):
             self.assertIn(zan("xml", "check", file)[0], (0, 1))
+
+    def test_what_the_library_reads_otherwise_is_found(self):
+        code, _, err = zan("xml", "check", data=b"<!DOCTYPE a [<!ENTITY b '<c>x</c>'> ]><a><d/></a>")
+        self.assertEqual(1, code)
+        self.assertRegex(err, "reads [01] of 2 elements")
 
     def test_cost_is_linear(self):
         for kind, data in (("xml", b"<a>" * 200000 + b"</b>" * 200000), ("pml", b"a(" + b"b(1)" * 300000),
@@ -309,6 +315,12 @@ class Xml(InTempDir):
 class Digest(InTempDir):
     def test_lists_are_those_of_md5sum(self):
         files = [self.put(f"{n}", os.urandom(n)) for n in (0, 1, 64, 70000)]
+        odd = self.put("a\nb\\c", b"abc")
+        code, out, _ = zan("digest", odd)
+        self.assertEqual((0, b"\\900150983cd24fb0d6963f7d28e17f72  "), (code, out[:35]))
+        self.assertEqual((0, b"", ""), zan("digest", "-c", "-q", data=out))
+        if shutil.which("md5sum"):
+            self.assertEqual(out, subprocess.run(["md5sum", odd], capture_output=True).stdout)
         code, out, _ = zan("digest", *files)
         wanted = "".join(f"{hashlib.md5(f.read_bytes()).hexdigest()}  {f}\n" for f in files)
         self.assertEqual((0, wanted.encode()), (code, out))
@@ -502,6 +514,21 @@ class Follow(InTempDir):
         log.write_bytes(b"")
         self.append(log, line("10:00:00.000", "<1.2>", "[INFO]f() no") + lost)
         self.assertEqual((error + lost).encode(), follower.until(lost.encode()))
+
+
+    @unittest.skipUnless((ZAN.parent / "courier_server").exists(), "without examples")
+    def test_the_log_of_a_server_as_it_is_written(self):
+        log = self.dir / "server.log"
+        follower = self.follow("--last", "1000", log)
+        server = subprocess.Popen([ZAN.parent / "courier_server", "--port", "0", "--log", log], cwd=self.dir,
+                                  stdin=subprocess.DEVNULL, stdout=subprocess.PIPE)
+        self.assertRegex(server.stdout.readline(), rb"listening on \d+\n")
+        server.terminate()
+        server.communicate()
+        data = log.read_bytes()
+        self.assertEqual(data, follower.until(data[-200:]))
+        prefix = rb"^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3}[<{] *\d+\. *\d+[>}]\[\w+\]"
+        self.assertEqual(b"%d\n" % len(re.findall(prefix, data, re.MULTILINE)), zan("log", "filter", "-c", log)[1])
 
 
 class Pages(InTempDir):

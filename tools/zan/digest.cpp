@@ -22,6 +22,24 @@ std::string digestOf(Input& input) {
     return text;
 }
 
+// As md5sum writes a name that has a line feed or a backslash: escaped, with a backslash ahead of
+// the line.
+std::string escaped(std::string const& name) {
+    std::string out;
+    for (char const c : name) out += c == '\\' ? "\\\\" : c == '\n' ? "\\n" : std::string(1, c);
+    return out;
+}
+
+std::string unescaped(std::string const& name) {
+    std::string out;
+    for (unsigned long i = 0; i != name.size(); ++i) {
+        bool const escape = name[i] == '\\' && i + 1 != name.size();
+        if (escape) ++i;
+        out += escape && name[i] == 'n' ? '\n' : name[i];
+    }
+    return out;
+}
+
 struct Digest {
     std::vector<std::string> files;
     bool check = false;
@@ -31,7 +49,9 @@ struct Digest {
         return forEach(files, [this](Input& input) {
             if (check) return checkList(input);
             std::string const name = input.standardInput() ? "-" : input.name();
-            write(zan::String(digestOf(input)) << "  " << name << "\n");
+            std::string const shown = escaped(name);
+            write(zan::String(shown == name ? "" : "\\")
+                  << digestOf(input) << "  " << shown << "\n");
             return int(OK);
         });
     }
@@ -45,7 +65,8 @@ struct Digest {
         unsigned long line = 0;
         for (unsigned long at = 0; at < text.size();) {
             unsigned long const end = std::min(text.find('\n', at), text.size());
-            std::string const row = text.substr(at, end - at);
+            bool const escapes = text[at] == '\\';
+            std::string const row = text.substr(at + escapes, end - at - escapes);
             at = end + 1;
             ++line;
             bool const fits = row.size() > DIGITS + 2 && row[DIGITS] == ' ' &&
@@ -60,11 +81,12 @@ struct Digest {
             std::transform(wanted.begin(), wanted.end(), wanted.begin(), [](char c) {
                 return c >= 'A' && c <= 'F' ? static_cast<char>(c - 'A' + 'a') : c;
             });
-            worst = std::max(worst, forEach({row.substr(DIGITS + 2)}, [&](Input& input) {
+            std::string const shown = row.substr(DIGITS + 2);
+            std::string const name = escapes ? unescaped(shown) : shown;
+            worst = std::max(worst, forEach({name}, [&](Input& input) {
                                  bool const same = digestOf(input) == wanted;
                                  if (!same || !quiet)
-                                     write(zan::String(row.substr(DIGITS + 2))
-                                           << (same ? ": OK\n" : ": differs\n"));
+                                     write(zan::String(shown) << (same ? ": OK\n" : ": differs\n"));
                                  return int(same ? OK : WRONG);
                              }));
         }

@@ -128,7 +128,8 @@ void LogAssembler::line(zan::istr const& text) {
         }
         return;
     }
-    if (blank_ && !head.framed) {
+    bool const nothingBefore = record_.headless && record_.text.empty();
+    if (blank_ && !head.framed && !nothingBefore) {
         record_.text += "\n";
         blank_ = false;
     }

@@ -96,6 +96,7 @@ void replaceFile(std::string const& name, zan::istr const& text) {
     struct stat was {};
     if (error == 0 && ::stat(target.c_str(), &was) == 0 && ::fchmod(file, was.st_mode) != 0)
         error = errno;
+    if (error == 0 && ::fsync(file) != 0) error = errno;
     if (::close(file) != 0 && error == 0) error = errno;
     if (error == 0 && std::rename(fresh.c_str(), target.c_str()) != 0) error = errno;
     if (error == 0) return;

@@ -8,13 +8,30 @@ namespace tool {
 
 namespace {
 
+unsigned long elementsIn(zan::XMLNode const* root) {
+    unsigned long n = 0;
+    std::vector<zan::XMLNode const*> todo;
+    if (root != nullptr) todo.push_back(root);
+    while (!todo.empty()) {
+        zan::XMLNode const* const node = todo.back();
+        todo.pop_back();
+        ++n;
+        for (zan::XMLNode const* const child : node->getChildNodes()) todo.push_back(child);
+    }
+    return n;
+}
+
 // Whether the text is well-formed and the library takes it; what speaks against it is reported.
 bool parse(std::string const& name, zan::String const& text, XmlLint const& lint,
            zan::XMLParser& parser) {
     if (report(name, text, lint.findings) != OK) return false;
     try {
         parser.parse(text);
-        return parser.rootNode() != nullptr;
+        unsigned long const elements = elementsIn(parser.rootNode());
+        if (elements == lint.elements) return true;
+        complain(name + ": the library reads " + std::to_string(elements) + " of " +
+                 std::to_string(lint.elements) + " elements, because of what is declared");
+        return false;
     } catch (zan::XMLRuntimeException const& e) {
         complain(name + ": " + e.message());
         return false;

@@ -21,6 +21,8 @@ public:
     Scanner(zan::istr const& text, XmlLint& lint) : text_(text.data(), text.size()), lint_(lint) {}
 
     void document() {
+        unsigned long const nul = text_.find('\0');
+        if (nul != std::string_view::npos) return find(nul, "a NUL is no character");
         if (text_.substr(0, 3) == "\xEF\xBB\xBF") at_ = 3;
         while (at_ < text_.size() && item()) continue;
         if (at_ < text_.size()) return;  // given up
@@ -196,6 +198,7 @@ private:
         unsigned long const start = at_++;
         std::string_view const tag = name();
         if (tag.empty()) return giveUp(start, "< alone: &lt; is meant");
+        ++lint_.elements;
         if (open_.empty()) {
             if (root_) find(start, "a second root element");
             root_ = true;

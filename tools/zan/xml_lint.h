@@ -13,6 +13,7 @@ struct XmlLint {
     explicit XmlLint(zan::istr const& text);
 
     Findings findings;
+    unsigned long elements = 0;
     // What a tree does not hold: comments, instructions, declarations.
     unsigned long lost = 0;
     unsigned long firstLost = 0;  // its offset
