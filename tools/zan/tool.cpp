@@ -145,9 +145,9 @@ int report(std::string const& name, zan::istr const& text, Findings findings) {
     return findings.empty() ? OK : WRONG;
 }
 
-std::string inQuotes(zan::istr const& text) {
+std::string shown(zan::istr const& text) {
     constexpr unsigned long SHOWN = 60;
-    std::string out = "'";
+    std::string out;
     for (char const c : text.leftstr(SHOWN)) {
         auto const byte = static_cast<unsigned char>(c);
         if (byte >= ' ' && byte != 127) {
@@ -158,7 +158,11 @@ std::string inQuotes(zan::istr const& text) {
             out += hex;
         }
     }
-    return out + (text.size() > SHOWN ? "'..." : "'");
+    return out + (text.size() > SHOWN ? "..." : "");
+}
+
+std::string inQuotes(zan::istr const& text) {
+    return "'" + shown(text) + "'";
 }
 
 int forEach(std::vector<std::string> const& names, std::function<int(Input&)> const& work) {

@@ -78,7 +78,8 @@ void addFinding(Findings& findings, unsigned long offset, std::string text);
 // "NAME:LINE:COLUMN: TEXT" for each, in order of the places. WRONG where there is one.
 int report(std::string const& name, zan::istr const& text, Findings findings);
 
-// "text" with control characters as \xHH, cut at some length: fit for a message.
+// Fit for a message: control characters as \xHH, cut at some length.
+std::string shown(zan::istr const& text);
 std::string inQuotes(zan::istr const& text);
 
 // Does the work on each input, or on standard input where no file is given. One that is in trouble

@@ -16,6 +16,10 @@ bool endsName(char c) {
     return isBlank(c) || c == '>' || c == '/' || c == '=' || c == '<' || c == '"' || c == '\'';
 }
 
+std::string inMessage(std::string_view text) {
+    return shown(zan::istr(text.data(), text.size()));
+}
+
 class Scanner {
 public:
     Scanner(zan::istr const& text, XmlLint& lint) : text_(text.data(), text.size()), lint_(lint) {}
@@ -28,7 +32,7 @@ public:
         if (at_ < text_.size()) return;  // given up
         if (!open_.empty()) {
             Place const place(zan::istr(text_.data(), text_.size()), open_.back().offset);
-            find(at_, "the input ends in <" + std::string(open_.back().name) + "> of line " +
+            find(at_, "the input ends in <" + inMessage(open_.back().name) + "> of line " +
                           std::to_string(place.line));
         } else if (!root_) {
             find(at_, "no element here");
@@ -172,17 +176,17 @@ private:
         std::string_view name = text_.substr(at_ + 2, close - at_ - 2);
         while (!name.empty() && isBlank(name.back())) name.remove_suffix(1);
         at_ = close + 1;
-        std::string const shown = "</" + std::string(name.substr(0, 40)) + ">";
+        std::string const tag = "</" + inMessage(name) + ">";
         auto const match = std::find_if(open_.rbegin(), open_.rend(),
                                         [&](Element const& e) { return e.name == name; });
         if (match == open_.rend()) {
-            find(start, shown + " ends no element");
+            find(start, tag + " ends no element");
             return true;
         }
         if (match != open_.rbegin()) {
             Place const place(zan::istr(text_.data(), text_.size()), open_.back().offset);
-            find(start, shown + " stands where </" + std::string(open_.back().name.substr(0, 40)) +
-                            "> of line " + std::to_string(place.line) + " is due");
+            find(start, tag + " stands where </" + inMessage(open_.back().name) + "> of line " +
+                            std::to_string(place.line) + " is due");
         }
         open_.erase(match.base() - 1, open_.end());
         return true;
