@@ -104,6 +104,7 @@ class SecondOpinion(unittest.TestCase):
                 data += rng.choice(pieces[2:7]) if rng.random() < 0.7 else b""
             yield data
 
+    @unittest.skipUnless((BIN / "zan").exists(), "without tools")
     def test_of_random_bytes(self):
         wire, wanted, number = b"", b"", 0
         for data in self.values():
@@ -147,6 +148,7 @@ class Server:
         return self._process.returncode
 
 
+@unittest.skipUnless((BIN / "courier_server").exists(), "without examples")
 class CourierOverASocket(unittest.TestCase):
     def setUp(self):
         self.dir = Path(tempfile.mkdtemp())

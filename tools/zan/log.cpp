@@ -96,7 +96,6 @@ struct Filter {
             std::string const error = word->empty() ? "" : bound->set(*word);
             if (!error.empty()) throw Trouble(error);
         }
-        // Most lines are refused by the fields, so that the text is searched last.
         byFields_ = !level.empty() || !loggers.empty() || !threads.empty() || !tags.empty() ||
                     !since.empty() || !until.empty();
         static std::map<std::string, LogHead::Level> const LEVELS = {
@@ -105,6 +104,7 @@ struct Filter {
         if (!level.empty()) lowest_ = LEVELS.at(level);
     }
 
+    // What has no fields fits none. The text is searched last, since the fields refuse most.
     bool takes(LogRecord const& record) const {
         if (record.headless) {
             if (byFields_) return false;
