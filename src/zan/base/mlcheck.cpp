@@ -13,6 +13,7 @@
 #include "zan/log/log_dumper.h"
 #include "zan/log/log_factory.h"
 #include "zan/mt/mutex.h"
+#include "zan/platform/debug_heap.h"
 #include "zan/platform/fork.h"
 
 namespace zan {
@@ -153,6 +154,13 @@ bool wanted() {
 
 }  // namespace
 
+UncheckedBlocks::UncheckedBlocks() {
+    platform::beginUnchecked();
+}
+UncheckedBlocks::~UncheckedBlocks() {
+    platform::endUnchecked();
+}
+
 MemLeakChecker MemLeakChecker::book_;
 MemLeakChecker* MemLeakChecker::pointer_ = nullptr;
 std::atomic<bool> MemLeakChecker::running_{false};
@@ -166,7 +174,7 @@ MemLeakChecker*& MemLeakChecker::instance() {
 }
 
 Mutex& MemLeakChecker::mtxInstance() {
-    static Mutex& mutex = *new Mutex;  // never destroyed
+    static Mutex& mutex = detail::lifelong([] { return new Mutex; });  // never destroyed
     return mutex;
 }
 

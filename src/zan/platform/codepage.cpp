@@ -11,6 +11,7 @@
 #include <mutex>
 #include <vector>
 
+#include "zan/platform/debug_heap.h"
 #include "zan/platform/thread.h"
 #include "zan/platform/utf8.h"
 
@@ -270,6 +271,7 @@ Table const* tableOf(Page const& page) {
     std::atomic<Table const*>& slot = tables[&page - PAGES];
     Table const* table = slot.load(std::memory_order_acquire);
     if (table != nullptr) return table;
+    UncheckedBlocks const lifelong;
     static std::mutex& building = *new std::mutex;
     std::lock_guard<std::mutex> lock(building);
     table = slot.load(std::memory_order_relaxed);

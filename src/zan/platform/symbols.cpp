@@ -3,10 +3,14 @@
 #include <dlfcn.h>
 #include <dwarf.h>
 #include <elfutils/libdwfl.h>
+#include <link.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdint>
 #include <cstdlib>
+
+#include "zan/platform/saved_frame.h"
 
 namespace zan::platform {
 
@@ -27,7 +31,10 @@ struct Library {
                     each(dwarf_getscopes) each(dwarf_getscopes_die) each(dwarf_tag)            \
                         each(dwarf_attr_integrate) each(dwarf_attr) each(dwarf_formudata)      \
                             each(dwarf_formstring) each(dwarf_diename) each(dwarf_getsrcfiles) \
-                                each(dwarf_filesrc)
+                                each(dwarf_filesrc) each(dwfl_attach_state)                    \
+                                    each(dwfl_getthread_frames) each(dwfl_frame_pc)            \
+                                        each(dwfl_thread_state_registers)                      \
+                                            each(dwfl_thread_state_register_pc)
 #define ZAN_DECLARE(name) decltype(&::name) name = nullptr;
 #define ZAN_FIND(name) &&find(handle, #name, name)
     ZAN_FUNCTIONS(ZAN_DECLARE)
@@ -82,6 +89,82 @@ void addInlined(std::vector<Symbol>& all, Dwarf_Die& unit, Dwarf_Addr pc, Symbol
     std::free(innermost);
 }
 
+// Counts the modules that have come and gone.
+unsigned long long moduleChanges() {
+    unsigned long long changes = 0;
+    dl_iterate_phdr(
+        [](dl_phdr_info* info, std::size_t, void* out) {
+            *static_cast<unsigned long long*>(out) = info->dlpi_adds + info->dlpi_subs;
+            return 1;
+        },
+        &changes);
+    return changes;
+}
+
+// A walk up a stack, for the functions that elfutils calls.
+struct Walk {
+    SavedFrame saved;
+    unsigned long frame;
+    ReadStack read;
+    void* process;
+    TakeFrame take;
+    void* taker;
+    bool failed = false;
+};
+Walk*& walkOf(void* argument) {
+    return *static_cast<Walk**>(argument);
+}
+
+bool readWord(Dwfl*, Dwarf_Addr address, Dwarf_Word* word, void* argument) {
+    Walk& walk = *walkOf(argument);
+    if (walk.read(walk.process, address, word, sizeof *word)) return true;
+    walk.failed = true;
+    return false;
+}
+pid_t oneThread(Dwfl*, void* argument, void** threadArgument) {
+    bool const first = *threadArgument == nullptr;
+    *threadArgument = argument;
+    return first ? getpid() : 0;
+}
+bool theThread(Dwfl*, pid_t, void* argument, void** threadArgument) {
+    *threadArgument = argument;
+    return true;
+}
+#if defined(__x86_64__)
+// In the numbers of the unwind tables.
+bool setRegisters(Dwfl_Thread* thread, void* argument) {
+    Walk const& walk = *walkOf(argument);
+    auto const& saved = walk.saved.registers;
+    Dwarf_Word all[17] = {};
+    all[3] = saved[4];
+    all[6] = saved[5];
+    all[7] = walk.frame + sizeof(SavedFrame);
+    for (int i = 0; i < 4; ++i) all[15 - i] = saved[i];
+    all[16] = walk.saved.returnAddress;
+    return library.dwfl_thread_state_registers(thread, 0, 17, all);
+}
+#elif defined(__aarch64__)
+bool setRegisters(Dwfl_Thread* thread, void* argument) {
+    Walk const& walk = *walkOf(argument);
+    Dwarf_Word all[32] = {};
+    for (unsigned long i = 0; i < SavedFrame::REGISTERS; ++i) all[19 + i] = walk.saved.registers[i];
+    all[29] = walk.saved.framePointer;
+    all[30] = walk.saved.returnAddress;
+    all[31] = walk.frame + sizeof(SavedFrame);
+    library.dwfl_thread_state_register_pc(thread, walk.saved.returnAddress);
+    return library.dwfl_thread_state_registers(thread, 0, 32, all);
+}
+#endif
+int takeFrame(Dwfl_Frame* frame, void* argument) {
+    Walk& walk = *static_cast<Walk*>(argument);
+    Dwarf_Addr pc = 0;
+    if (!library.dwfl_frame_pc(frame, &pc, nullptr) || pc == 0) return DWARF_CB_ABORT;
+    walk.take(walk.taker, reinterpret_cast<void*>(pc));
+    return DWARF_CB_OK;
+}
+constexpr Dwfl_Thread_Callbacks THREADS = {&oneThread,    &theThread, &readWord,
+                                           &setRegisters, nullptr,    nullptr};
+
 }  // namespace
 
 bool loadSymbolLibrary(std::string& error) {
@@ -99,6 +182,9 @@ struct Symbols::State {
     char* debugPath = nullptr;
     Dwfl_Callbacks callbacks = {};
     Dwfl* dwfl = nullptr;
+    Walk* walk = nullptr;  // the one that is under way
+    bool walks = false;
+    unsigned long long modules = moduleChanges();
 };
 
 Symbols::Symbols() : state_(std::make_unique<State>()) {
@@ -114,9 +200,28 @@ Symbols::Symbols() : state_(std::make_unique<State>()) {
     if (s.dwfl == nullptr || library.dwfl_linux_proc_report(s.dwfl, getpid()) != 0 ||
         library.dwfl_report_end(s.dwfl, nullptr, nullptr) != 0)
         state_.reset();
+    else
+        s.walks = library.dwfl_attach_state(s.dwfl, nullptr, getpid(), &THREADS, &s.walk);
 }
 
 Symbols::~Symbols() = default;
+
+bool Symbols::current() const {
+    return state_ != nullptr && state_->modules == moduleChanges();
+}
+
+int Symbols::walk(unsigned long frame, ReadStack read, void* process, TakeFrame take, void* taker) {
+    Walk walk = {{}, frame, read, process, take, taker};
+    if (!read(process, frame, &walk.saved, sizeof walk.saved)) return EFAULT;
+    if (!state_ || !state_->walks) {
+        take(taker, reinterpret_cast<void*>(walk.saved.returnAddress));
+        return ENOEXEC;
+    }
+    state_->walk = &walk;
+    int const result = library.dwfl_getthread_frames(state_->dwfl, getpid(), &takeFrame, &walk);
+    state_->walk = nullptr;
+    return result < 0 && walk.failed ? EFAULT : 0;
+}
 
 std::vector<Symbol> Symbols::find(void const* address, bool isReturn) {
     Symbol symbol;

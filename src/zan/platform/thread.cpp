@@ -13,6 +13,7 @@
 #include <new>
 
 #include "zan/platform/crash.h"
+#include "zan/platform/debug_heap.h"
 
 namespace zan::platform {
 
@@ -244,6 +245,7 @@ int ThreadHandle::start(void (*run)(void*), void* arg, unsigned long stackSize, 
 
 ThreadHandle ThreadHandle::current() {
     if (ownState == nullptr) {
+        UncheckedBlocks const lifelong;  // in the main thread
         auto* const state = new ThreadState(System::Foreign, 1);
         state->id.store(threadId(), std::memory_order_relaxed);
         ownState = state;
