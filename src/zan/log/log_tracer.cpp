@@ -43,7 +43,8 @@ tracer*& tracer::instance() {
 }
 
 void tracer::destroy() {
-    destroy_current_stack();
+    UncheckedBlocks const lifelong;  // in the main thread
+    if (CallStack* const calls = detail::threadCallStack) *calls = CallStack();
 }
 
 void tracer::destroy_current_stack() {

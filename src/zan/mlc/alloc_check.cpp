@@ -44,8 +44,8 @@ struct State {
     std::mutex opening;
     platform::AllocHook before = nullptr;
     CMallocSpy* spy = nullptr;
-    AllocTable crtTable;
-    AllocTable comTable;
+    AllocTable crtTable{true};
+    AllocTable comTable{false};
 
     // A walk at a time.
     std::mutex walking;
@@ -257,7 +257,7 @@ void operate(AllocCall& call) {
     State& s = state();
     bool const isFree = call.operation == AllocOperation::Free;
     bool const isRealloc = call.operation == AllocOperation::Reallocate;
-    auto* const record = static_cast<AllocRecord*>(call.record);
+    auto* const record = static_cast<AllocTable::Saved*>(call.record);
     call.record = nullptr;
     if (isFree && call.type == BlockType::Ignore) return;
     bool removed = false;
@@ -301,7 +301,7 @@ void heapHook(AllocCall& call) {
     } else if (call.record != nullptr) {
         // A block of the program's that this thread gives up inside the hook.
         bool const isFree = call.operation == AllocOperation::Free;
-        state().crtTable.remove(static_cast<AllocRecord*>(call.record),
+        state().crtTable.remove(static_cast<AllocTable::Saved*>(call.record),
                                 isFree ? call.request : call.oldRequest);
         call.record = nullptr;
     }
@@ -338,18 +338,19 @@ private:
     unsigned long table(AllocTable& table, bool ofTask, char const* line) {
         unsigned long leaks = 0;
         unsigned long sum = 0;
-        for (AllocRecord const* const record : table.all()) {
-            if (record->removed == 1) continue;
-            int const failed = walk(*record);
+        for (AllocTable::Saved const* const saved : table.all()) {
+            AllocRecord const record = AllocTable::record(*saved);
+            if (record.removed == 1) continue;
+            int const failed = walk(record);
             if (own_.isOne(walker_.addresses().data(), walker_.addresses().size())) continue;
             ++leaks;
-            sum += record->size != 0 ? record->size : 1;
+            sum += record.size != 0 ? record.size : 1;
             if (form_ == XML)
-                put(formatted("<LEAK requestID=\"%lu\" size=\"%lu\">\n", record->requestId,
-                              record->size));
+                put(formatted("<LEAK requestID=\"%lu\" size=\"%lu\">\n", record.requestId,
+                              record.size));
             else
-                put(detail::formatted(line, record->requestId, static_cast<int>(record->removed),
-                                      record->size));
+                put(detail::formatted(line, record.requestId, static_cast<int>(record.removed),
+                                      record.size));
             put(stackText(form_, ++state().walkNumber, walker_.frames(ofTask), failed));
             if (form_ == XML) put("</LEAK>\n");
         }

@@ -1,9 +1,9 @@
 #pragma once
 
 #include <atomic>
-#include <mutex>
 #include <vector>
 
+#include "zan/platform/brief_lock.h"
 #include "zan/platform/stack_memory.h"
 
 namespace zan {
@@ -12,17 +12,16 @@ constexpr unsigned long ALLOC_HASH_ENTRIES = 1023;
 
 // A live block, with what its stack was when it was allocated.
 struct AllocRecord {
-    unsigned long requestId;  // 0 in a record that is free
+    unsigned long requestId;
     unsigned long size;
     unsigned char removed;
-    AllocRecord* next;  // of the records that are free
+    AllocRecord* next;
     unsigned long codeAddress;
     unsigned long codeRead;
     unsigned char codeBytes[4];
     unsigned long stackAddress;
     unsigned long stackRead;
-    unsigned long order;  // counts the inserts
-    alignas(16) unsigned char stackBytes[1280];
+    unsigned char stackBytes[1280];
 };
 
 struct AllocCounters {
@@ -35,16 +34,26 @@ struct AllocCounters {
     unsigned long maxChained = 0;
 };
 
-// The live blocks, in ALLOC_HASH_ENTRIES buckets by their request number. A chain is as long as
-// there are blocks, so none is ever walked: who has a block has its record, a bucket is a number,
-// and the order of buckets and chains is made when it is asked for.
+// The live blocks, in ALLOC_HASH_ENTRIES buckets by their request number.
 //
-// Threads: any; a lock for each 32nd of the buckets, which neighbouring numbers don't share. The
-//   snapshot is taken inside it, so that a report, and the child of a fork, sees whole records.
-// Memory: 1.4 KB to a block. Records are used again; their address stays theirs for ever, so that a
-//   late release does no harm.
+// What the hook of a heap can afford is far from what a record says it holds, so neither the chains
+// nor the stacks are kept in that form:
+//
+// - A chain is as long as there are blocks, and is never walked: who has a block has its record. A
+//   bucket is a number, and the order of buckets and chains is made when it is asked for.
+// - Most of a stack is what it was at the thread's last allocation. Each thread has a picture of
+//   its stack, shared by its records, and a record holds the lines of 64 bytes that were different.
+//
+// Threads: any; a lock for each 32nd of the buckets, which neighbouring numbers don't share, held
+//   for the time of a copy. A report, and the child of a fork, sees whole records.
+// Memory: of a record, 72 bytes and the lines, at most 1416 bytes; of a picture, 3 KB.
 class AllocTable {
 public:
+    struct Saved;
+
+    // One table of a process can have pictures; without, a record holds all lines.
+    explicit AllocTable(bool withPictures) : withPictures_(withPictures) {}
+
     // Drops the records, and takes new ones from now on.
     void open();
     // Takes no more, and no release either: the report has all for itself.
@@ -52,14 +61,16 @@ public:
     // Drops the records. REQUIRES: closed.
     void drop();
 
-    // A record with the snapshot of the frame, or null where there is no memory for it.
-    AllocRecord* insert(unsigned long requestId, unsigned long size, void const* code,
-                        void const* frame);
+    // A record with the stack of the calling thread from the frame upwards, or null where there is
+    // no memory for it, or the table is closed. REQUIRES: no other thread works on the request.
+    Saved* insert(unsigned long requestId, unsigned long size, void const* code, void const* frame);
     // False where the record isn't that of the request any more.
-    bool remove(AllocRecord* record, unsigned long requestId);
+    bool remove(Saved* saved, unsigned long requestId);
+    static unsigned long sizeOf(Saved const& saved);
 
     // In the order of buckets, and in a bucket in that of the inserts. REQUIRES: closed.
-    std::vector<AllocRecord const*> all() const;
+    std::vector<Saved const*> all() const;
+    static AllocRecord record(Saved const& saved);
     AllocCounters counters() const;
 
     // For a fork.
@@ -68,35 +79,58 @@ public:
 
 private:
     static constexpr unsigned long SHARDS = 32;
-    static constexpr unsigned long CHUNK = 96;  // records
+    static constexpr unsigned long LINE = 64;
+    // Those that 1280 bytes touch.
+    static constexpr unsigned long MOST_LINES = 1280 / LINE + 1;
+    static constexpr unsigned long PICTURE_LINES = 48;
+    static constexpr unsigned long CHUNK = 64 * 1024;
+    static constexpr unsigned long PICTURES = 64;  // in a chunk
+
+    struct Picture;
+    struct Snapshot;
+    class Guard;
+    using Chunks = std::vector<unsigned char*, platform::PageAllocator<unsigned char*>>;
 
     struct alignas(64) Shard {
-        std::mutex mutex;
+        platform::BriefLock mutex;
         bool open = false;
-        AllocRecord* free = nullptr;  // have been in use
-        unsigned long fresh = 0;      // the number of those that have ever been
-        std::vector<AllocRecord*, platform::PageAllocator<AllocRecord*>> chunks;
+        Saved* free[MOST_LINES + 1] = {};  // have been in use, by the number of lines
+        Chunks chunks;
+        unsigned long current = 0;                                 // the chunk that is being filled
+        unsigned long filled = 0;                                  // bytes of it
         unsigned long used[ALLOC_HASH_ENTRIES / SHARDS + 1] = {};  // by bucket
         unsigned long inserts = 0;
         unsigned long collisions = 0;
         unsigned long freed = 0;
 
-        AllocRecord* takeFree();
+        Saved* take(unsigned long lines);
         void reset();
     };
-    class Guard;
 
     static unsigned long bucketOf(unsigned long requestId) {
         return requestId % ALLOC_HASH_ENTRIES;
     }
     Shard& shardOf(unsigned long requestId) { return shards_[bucketOf(requestId) % SHARDS]; }
 
+    // What one thread knows of its stack.
+    struct Own;
+    static Own& own();
+    static void endOfThread(void* table);
+    Picture* newPicture();
+    void release(Picture* picture);
+    Picture* pictureFor(unsigned long frame, unsigned long end, Snapshot& snapshot);
+
+    bool const withPictures_;
     Shard shards_[SHARDS];
+    platform::BriefLock pictureLock_;
+    Chunks pictureChunks_;
+    unsigned long picturesMade_ = 0;  // of the room in the chunks
+    Picture* freePictures_ = nullptr;
+    std::atomic<unsigned long> generation_{0};  // of the pictures
     alignas(64) std::atomic<unsigned long> used_{0};
     std::atomic<unsigned long> maxUsed_{0};
-    std::atomic<unsigned long> chained_{0};
+    std::atomic<unsigned long> buckets_{0};  // that are in use
     std::atomic<unsigned long> maxChained_{0};
-    std::atomic<unsigned long> order_{0};
 };
 
 }  // namespace zan

@@ -54,7 +54,7 @@ void* CMallocSpy::PostRealloc(void* p, bool spied) {
 void* CMallocSpy::insertFrame(unsigned long self, unsigned long p, unsigned long size,
                               platform::SavedFrame const* frame) {
     auto& spy = *reinterpret_cast<CMallocSpy*>(self);
-    AllocRecord* const record =
+    AllocTable::Saved* const record =
         spy.table_.insert(p, size, reinterpret_cast<void*>(frame->returnAddress), frame);
     if (record != nullptr) spy.records_.put(reinterpret_cast<void*>(p), record, false);
     return nullptr;
@@ -67,9 +67,9 @@ void CMallocSpy::insert(void* p, unsigned long size) {
 
 // Returns the size that the block had.
 unsigned long CMallocSpy::remove(void* p) {
-    AllocRecord* record = nullptr;
+    AllocTable::Saved* record = nullptr;
     if (!records_.take(p, record, false)) return 0;
-    unsigned long const size = record->size;
+    unsigned long const size = AllocTable::sizeOf(*record);
     table_.remove(record, reinterpret_cast<unsigned long>(p));
     return size;
 }

@@ -5,6 +5,7 @@
 #include <new>
 #include <vector>
 
+#include "zan/platform/brief_lock.h"
 #include "zan/platform/stack_memory.h"
 
 namespace zan::platform {
@@ -37,7 +38,7 @@ public:
     }
     void clear() {
         for (Shard& shard : shards_) {
-            std::lock_guard<std::mutex> const guard(shard.mutex);
+            std::lock_guard<BriefLock> const guard(shard.mutex);
             Slots().swap(shard.slots);
             shard.used = 0;
         }
@@ -94,7 +95,7 @@ private:
             return true;
         }
 
-        std::mutex mutex;
+        BriefLock mutex;
         Slots slots;  // none, or a power of two
         unsigned long used = 0;
     };

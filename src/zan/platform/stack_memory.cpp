@@ -7,11 +7,6 @@
 #include <unistd.h>
 
 #include <cstdint>
-#include <cstring>
-
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
 
 // Where the main thread's stack began.
 extern "C" void* __libc_stack_end;
@@ -51,19 +46,6 @@ void findBounds() {
     pthread_attr_destroy(&attributes);
 }
 
-// It is read again, if ever, at the end of the program: it does not go through the cache.
-void copyPast(char const* from, char* to, unsigned long size) {
-#if defined(__SSE2__)
-    for (unsigned long i = 0; i + 16 <= size; i += 16)
-        _mm_stream_si128(reinterpret_cast<__m128i*>(to + i),
-                         _mm_loadu_si128(reinterpret_cast<__m128i const*>(from + i)));
-    unsigned long const done = size & ~15ul;
-    std::memcpy(to + done, from + done, size - done);
-#else
-    std::memcpy(to, from, size);
-#endif
-}
-
 }  // namespace
 
 void* mapPages(unsigned long size) {
@@ -95,15 +77,10 @@ unsigned long readMemory(void const* from, void* to, unsigned long size) {
     return done;
 }
 
-__attribute__((no_sanitize("address"))) unsigned long readStack(void const* from, void* to,
-                                                                unsigned long size) {
-    auto const at = reinterpret_cast<std::uintptr_t>(from);
+unsigned long endOfStack(void const* frame) {
+    auto const at = reinterpret_cast<std::uintptr_t>(frame);
     if (bounds.low > bounds.high) findBounds();
-    if (at < bounds.low || at >= bounds.high) return readMemory(from, to, size);
-    unsigned long const there = bounds.high - at;
-    unsigned long const n = there < size ? there : size;
-    copyPast(static_cast<char const*>(from), static_cast<char*>(to), n);
-    return n;
+    return at >= bounds.low && at < bounds.high ? bounds.high : 0;
 }
 
 }  // namespace zan::platform

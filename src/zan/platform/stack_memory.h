@@ -31,9 +31,9 @@ struct PageAllocator {
 // number of bytes copied.
 unsigned long readMemory(void const* from, void* to, unsigned long size);
 
-// The same for the stack of the calling thread, from a frame upwards, and much faster where the
-// frame is on the stack that the thread began with. `to` is aligned to 16 bytes, `size` a multiple
-// of it; what isn't copied is undefined. Async-signal-safe but for the first call in a thread.
-unsigned long readStack(void const* from, void* to, unsigned long size);
+// The end of the stack that the calling thread began with, up to which all is there from the frame
+// on. 0 where the frame is not on it: a handler's or a fiber's. The first call in a thread may
+// allocate.
+unsigned long endOfStack(void const* frame);
 
 }  // namespace zan::platform
