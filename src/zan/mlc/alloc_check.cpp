@@ -246,65 +246,73 @@ char const* nameOf(BlockType type) {
     return NAMES[static_cast<int>(type)];
 }
 
-std::FILE* trace() {
+std::FILE* traceStream() {
     State& s = state();
     std::lock_guard<std::mutex> const lock(s.opening);
     if (s.stream == nullptr) s.stream = platform::openReportStream(s.leakFile.c_str(), true);
     return s.stream != nullptr ? s.stream : stdout;
 }
 
+void traceCall(AllocCall const& call, unsigned long old, bool removed) {
+    State& s = state();
+    bool const isFree = call.operation == AllocOperation::Free;
+    std::FILE* const out = traceStream();
+    std::string line =
+        formatted("##### Memory operation: %s a %lu-byte '%s' block (# %lu)",
+                  nameOf(call.operation), call.size, nameOf(call.type), call.request);
+    auto const address = reinterpret_cast<unsigned long>(call.pointer);
+    if (address != 0) line += formatted(" at 0x%lX", address);
+    line += "\n";
+    if (isFree && old == 0)
+        line += formatted("###### No valid RequestID for FREEING! (0x%lX)\n", address);
+    else if (isFree && !removed)
+        line += formatted("###### RequestID not found in hash table for FREEING (%lu)!\n", old);
+    else if (call.operation == AllocOperation::Reallocate && !removed)
+        line +=
+            formatted("###### RequestID not found in hash table for RE-ALLOCATING (%lu)!\n", old);
+    else if (call.operation == AllocOperation::Reallocate)
+        line +=
+            formatted("##### Implicit freeing because of re-allocation (# old: %lu, new: %lu)\n",
+                      old, call.request);
+    std::fwrite(line.data(), 1, line.size(), out);
+    if (s.traceLevel > (isFree ? 2 : 1))
+        writeStackFrom(reinterpret_cast<unsigned long>(call.frame), out, nullptr, 0);
+}
+
+// The numbers of the old block, which is not of interest to who comes behind.
+AllocTable::Block removeOld(AllocCall& call, bool& removed) {
+    auto const handle = static_cast<AllocTable::Handle>(call.record);
+    call.record = 0;
+    AllocTable::Block const old = AllocTable::blockOf(handle);
+    removed = state().crtTable.remove(handle);
+    if (call.operation == AllocOperation::Free) {
+        call.request = old.requestId;
+        call.size = old.size;
+    }
+    return old;
+}
+
 void operate(AllocCall& call) {
     State& s = state();
     bool const isFree = call.operation == AllocOperation::Free;
-    bool const isRealloc = call.operation == AllocOperation::Reallocate;
-    auto* const record = static_cast<AllocTable::Saved*>(call.record);
-    call.record = nullptr;
-    if (isFree && call.type == BlockType::Ignore) return;
     bool removed = false;
-    unsigned long const old = isFree ? call.request : call.oldRequest;
-    if (record != nullptr) removed = s.crtTable.remove(record, old);
+    AllocTable::Block const old = removeOld(call, removed);
     if (call.type == BlockType::Ignore) return;
-    std::FILE* const out = s.traceLevel > 0 ? trace() : nullptr;
-    if (out != nullptr) {
-        std::string line =
-            formatted("##### Memory operation: %s a %lu-byte '%s' block (# %lu)",
-                      nameOf(call.operation), call.size, nameOf(call.type), call.request);
-        auto const address = reinterpret_cast<unsigned long>(call.pointer);
-        if (address != 0) line += formatted(" at 0x%lX", address);
-        line += "\n";
-        if (isFree && old == 0)
-            line += formatted("###### No valid RequestID for FREEING! (0x%lX)\n", address);
-        else if (isFree && !removed)
-            line += formatted("###### RequestID not found in hash table for FREEING (%lu)!\n", old);
-        else if (isRealloc && !removed)
-            line += formatted("###### RequestID not found in hash table for RE-ALLOCATING (%lu)!\n",
-                              old);
-        else if (isRealloc)
-            line += formatted(
-                "##### Implicit freeing because of re-allocation (# old: %lu, new: %lu)\n", old,
-                call.request);
-        std::fwrite(line.data(), 1, line.size(), out);
-        if (s.traceLevel > (isFree ? 2 : 1))
-            writeStackFrom(reinterpret_cast<unsigned long>(call.frame), out, nullptr, 0);
-    }
+    if (s.traceLevel > 0) traceCall(call, old.requestId, removed);
     if (!isFree && call.request != 0)
-        call.record =
-            s.crtTable.insert(call.request, call.size,
-                              reinterpret_cast<void const*>(call.frame->returnAddress), call.frame);
+        call.record = static_cast<unsigned long>(s.crtTable.insert(
+            call.request, call.size, reinterpret_cast<void const*>(call.frame->returnAddress),
+            call.frame));
 }
 
 void heapHook(AllocCall& call) {
     if (call.type == BlockType::Crt) return;
     Busy const busy;
-    if (busy.isFirst()) {
+    bool removed = false;
+    if (busy.isFirst())
         operate(call);
-    } else if (call.record != nullptr) {
-        // A block of the program's that this thread gives up inside the hook.
-        bool const isFree = call.operation == AllocOperation::Free;
-        state().crtTable.remove(static_cast<AllocTable::Saved*>(call.record),
-                                isFree ? call.request : call.oldRequest);
-        call.record = nullptr;
-    }
+    else
+        removeOld(call, removed);  // a block of the program's that is given up inside the hook
     if (platform::AllocHook const before = state().before) before(call);
 }
 

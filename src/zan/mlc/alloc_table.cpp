@@ -17,6 +17,33 @@
 
 namespace zan {
 
+namespace {
+
+// A set of the pieces of a snapshot.
+struct Pieces {
+    unsigned long word[2] = {0, 0};
+
+    void addLine(unsigned long line, unsigned long four) {
+        word[line / 16] |= four << (line % 16 * 4);
+    }
+    // Takes away those outside of [from, to).
+    void limit(unsigned long from, unsigned long to) {
+        for (unsigned long i = 0; i < 2; ++i) word[i] &= upTo(to, i) & ~upTo(from, i);
+    }
+    bool has(unsigned long piece) const { return (word[piece / 64] >> piece % 64 & 1) != 0; }
+    unsigned long count() const {
+        return static_cast<unsigned long>(__builtin_popcountl(word[0]) +
+                                          __builtin_popcountl(word[1]));
+    }
+
+private:
+    static unsigned long upTo(unsigned long n, unsigned long i) {
+        return n >= (i + 1) * 64 ? ~0ul : n <= i * 64 ? 0 : (1ul << n % 64) - 1;
+    }
+};
+
+}  // namespace
+
 struct AllocTable::Picture {
     std::atomic<unsigned long> references;
     Picture* next;
@@ -25,81 +52,93 @@ struct AllocTable::Picture {
     alignas(64) unsigned char bytes[PICTURE_LINES * LINE];
 };
 
-// The record as it is kept; its own lines stand behind it. A free one has no request.
+// Its own pieces stand behind it.
 struct AllocTable::Saved {
-    unsigned long requestId;
+    unsigned long requestId;  // 0 in one that is free
     unsigned long size;
     unsigned long codeAddress;
     unsigned long stackAddress;
-    unsigned long order;
     Picture* picture;
+    Pieces different;
     union {
-        Saved* next;             // of one that is free
-        unsigned int different;  // bit i: line i is not as in the picture
+        Saved* next;          // of one that is free
+        unsigned long order;  // in a chain
     };
     unsigned short stackRead;
-    unsigned char lines;  // behind it
+    unsigned char pieces;  // behind it
+    unsigned char shard;
     unsigned char codeRead;
+    unsigned char made;  // there is one here
     unsigned char codeBytes[4];
 
-    unsigned char* line(unsigned long i) {
-        return reinterpret_cast<unsigned char*>(this + 1) + i * LINE;
+    unsigned char* piece(unsigned long i) {
+        return reinterpret_cast<unsigned char*>(this + 1) + i * PIECE;
     }
-    unsigned char const* line(unsigned long i) const { return const_cast<Saved*>(this)->line(i); }
-    static unsigned long sizeWith(unsigned long lines) { return sizeof(Saved) + lines * LINE; }
+    unsigned char const* piece(unsigned long i) const { return const_cast<Saved*>(this)->piece(i); }
+    static unsigned long sizeWith(unsigned long pieces) { return sizeof(Saved) + pieces * PIECE; }
 };
 
 // A stack that is about to be saved.
 struct AllocTable::Snapshot {
-    unsigned long generation = 0;
-    unsigned long first = 0;     // the address of the first line
-    unsigned long read = 0;      // bytes from the frame on
-    unsigned long lines = 0;     // touched by these
-    unsigned int different = 0;  // lines that have to be kept
+    unsigned long life = 0;
+    unsigned long first = 0;  // the address of the first line
+    unsigned long read = 0;   // bytes from the frame on
+    unsigned long lines = 0;  // touched by these
+    Pieces different;         // what has to be kept
     Picture* picture = nullptr;
     unsigned char const* from = nullptr;  // what stands at `first`
 };
 
 struct AllocTable::Own {
-    Picture* picture = nullptr;
-    unsigned long generation = 0;
-    // Since the last look at how well it does.
-    unsigned int snapshots = 0;
-    unsigned int different = 0;
-    unsigned int poor = 0;  // in a row
-    bool ends = false;      // the thread has no more
-    bool armed = false;
+    static constexpr unsigned long SITES = 16;
+    struct Site {
+        Picture* picture;
+        // Since the last look at how well it does.
+        unsigned short different;
+        unsigned char snapshots;
+        unsigned char poor;  // in a row
+    };
+    Site sites[SITES];
+    unsigned long life;
+    unsigned char shard;
+    bool ends;  // the thread has no more pictures
+    bool armed;
 };
 
 namespace {
 
-// Whether 64 bytes are the same; `b` is aligned.
+// Of four pieces each, those that differ.
 #if defined(__SSE2__)
-ZAN_WHOLE_STACK inline bool sameLine(void const* a, void const* b) {
+ZAN_WHOLE_STACK inline unsigned long differences(void const* a, void const* b) {
     auto const* const x = static_cast<__m128i const*>(a);
     auto const* const y = static_cast<__m128i const*>(b);
-    __m128i const p = _mm_and_si128(_mm_cmpeq_epi8(_mm_load_si128(x), _mm_load_si128(y)),
-                                    _mm_cmpeq_epi8(_mm_load_si128(x + 1), _mm_load_si128(y + 1)));
-    __m128i const q = _mm_and_si128(_mm_cmpeq_epi8(_mm_load_si128(x + 2), _mm_load_si128(y + 2)),
-                                    _mm_cmpeq_epi8(_mm_load_si128(x + 3), _mm_load_si128(y + 3)));
-    return _mm_movemask_epi8(_mm_and_si128(p, q)) == 0xFFFF;
+    __m128i const e0 = _mm_cmpeq_epi8(_mm_load_si128(x), _mm_load_si128(y));
+    __m128i const e1 = _mm_cmpeq_epi8(_mm_load_si128(x + 1), _mm_load_si128(y + 1));
+    __m128i const e2 = _mm_cmpeq_epi8(_mm_load_si128(x + 2), _mm_load_si128(y + 2));
+    __m128i const e3 = _mm_cmpeq_epi8(_mm_load_si128(x + 3), _mm_load_si128(y + 3));
+    __m128i const all = _mm_and_si128(_mm_and_si128(e0, e1), _mm_and_si128(e2, e3));
+    if (_mm_movemask_epi8(all) == 0xFFFF) return 0;
+    return (_mm_movemask_epi8(e0) != 0xFFFF ? 1u : 0u) |
+           (_mm_movemask_epi8(e1) != 0xFFFF ? 2u : 0u) |
+           (_mm_movemask_epi8(e2) != 0xFFFF ? 4u : 0u) |
+           (_mm_movemask_epi8(e3) != 0xFFFF ? 8u : 0u);
+}
+ZAN_WHOLE_STACK inline void copyPiece(void* to, void const* from) {
+    _mm_store_si128(static_cast<__m128i*>(to), _mm_load_si128(static_cast<__m128i const*>(from)));
 }
 #else
-bool sameLine(void const* a, void const* b) {
-    return std::memcmp(a, b, 64) == 0;
+inline unsigned long differences(void const* a, void const* b) {
+    unsigned long four = 0;
+    for (unsigned long i = 0; i < 4; ++i)
+        if (std::memcmp(static_cast<char const*>(a) + i * 16, static_cast<char const*>(b) + i * 16,
+                        16) != 0)
+            four |= 1ul << i;
+    return four;
+}
+inline void copyPiece(void* to, void const* from) {
+    std::memcpy(to, from, 16);
 }
 #endif
-
-// Of whole lines.
-ZAN_WHOLE_STACK void copyLines(void* to, void const* from, unsigned long lines) {
-#if defined(__SSE2__)
-    auto* const t = static_cast<__m128i*>(to);
-    auto const* const f = static_cast<__m128i const*>(from);
-    for (unsigned long i = 0; i < lines * 4; ++i) _mm_storeu_si128(t + i, _mm_load_si128(f + i));
-#else
-    std::memcpy(to, from, lines * 64);
-#endif
-}
 
 void raise(std::atomic<unsigned long>& most, unsigned long n) {
     unsigned long before = most.load(std::memory_order_relaxed);
@@ -136,10 +175,9 @@ AllocTable::Own& AllocTable::own() {
 void AllocTable::endOfThread(void* table) {
     Own& mine = own();
     mine.ends = true;
-    Picture* const picture = mine.picture;
-    mine.picture = nullptr;
     auto& self = *static_cast<AllocTable*>(table);
-    if (picture != nullptr && mine.generation == self.generation_) self.release(picture);
+    for (Own::Site& site : mine.sites)
+        if (site.picture != nullptr && mine.life == self.life_) self.release(site.picture);
 }
 
 AllocTable::Picture* AllocTable::newPicture() {
@@ -173,69 +211,74 @@ void AllocTable::release(Picture* picture) {
     freePictures_ = picture;
 }
 
-// The thread's picture, after a look at which lines it doesn't serve for. A new one is taken where
+// Finds the thread's picture for the place, and what it doesn't serve for. A new one is taken where
 // the old one serves badly; that is a matter of averages, as a picture is large.
-AllocTable::Picture* AllocTable::pictureFor(unsigned long frame, unsigned long end,
-                                            Snapshot& snapshot) {
+ZAN_WHOLE_STACK void AllocTable::compare(unsigned long code, unsigned long end,
+                                         Snapshot& snapshot) {
     constexpr unsigned int LOOK_EVERY = 64;
-    constexpr unsigned int GOOD = 3;  // lines that differ
-    constexpr unsigned int POOR = 12;
+    constexpr unsigned int GOOD = 12;  // pieces that differ
+    constexpr unsigned int POOR = 40;
     constexpr unsigned int POOR_IN_A_ROW = 4;
     Own& mine = own();
-    unsigned long const generation = generation_.load(std::memory_order_relaxed);
-    if (mine.generation != generation) {
-        mine.picture = nullptr;
-        mine.generation = generation;
-        mine.poor = POOR_IN_A_ROW;
+    snapshot.life = life_.load(std::memory_order_relaxed);
+    if (mine.life != snapshot.life) {
+        for (Own::Site& site : mine.sites) site = {nullptr, 0, 0, POOR_IN_A_ROW - 1};
+        mine.life = snapshot.life;
+        mine.shard = static_cast<unsigned char>(threads_++ % SHARDS);
     }
-    if (mine.ends) return nullptr;
-    Picture* const picture = mine.picture;
-    unsigned int different = (1u << snapshot.lines) - 1;
+    if (mine.ends) return;
+    Own::Site& site = mine.sites[((code ^ snapshot.first) * 0x9E3779B97F4A7C15ul) >> 60];
+    static_assert(Own::SITES == 1ul << (64 - 60));
+    Picture* const picture = site.picture;
+    unsigned long const first = snapshot.first;
     if (picture != nullptr) {
-        // A frame below the picture makes this larger than any number of lines.
-        unsigned long const from = (snapshot.first - picture->begin) / LINE;
-        if (from < picture->lines) {
-            unsigned long const shared = std::min(picture->lines - from, snapshot.lines);
-            unsigned char const* const saved = picture->bytes + from * LINE;
-            for (unsigned long i = 0; i < shared; ++i)
-                if (sameLine(snapshot.from + i * LINE, saved + i * LINE)) different &= ~(1u << i);
+        unsigned long const pictureEnd = picture->begin + picture->lines * LINE;
+        Pieces different;
+        for (unsigned long i = 0; i < snapshot.lines; ++i) {
+            unsigned long const at = first + i * LINE;
+            bool const shown = at >= picture->begin && at < pictureEnd;
+            different.addLine(i, shown ? differences(snapshot.from + i * LINE,
+                                                     picture->bytes + (at - picture->begin))
+                                       : 15);
         }
+        snapshot.different = different;
     }
-    auto const count = static_cast<unsigned int>(__builtin_popcount(different));
-    mine.different += count;
-    mine.poor = count > POOR ? mine.poor + 1 : 0;
-    bool renew = mine.poor >= POOR_IN_A_ROW;
-    if (++mine.snapshots == LOOK_EVERY) {
-        renew = renew || mine.different > GOOD * LOOK_EVERY;
-        mine.snapshots = mine.different = 0;
+    unsigned long const count = snapshot.different.count();
+    site.different = static_cast<unsigned short>(site.different + count);
+    site.poor = count > POOR ? static_cast<unsigned char>(site.poor + 1) : 0;
+    bool renew = site.poor >= POOR_IN_A_ROW;
+    if (++site.snapshots == LOOK_EVERY) {
+        renew = renew || site.different > GOOD * LOOK_EVERY;
+        site.snapshots = 0;
+        site.different = 0;
     }
-    snapshot.different = different;
-    snapshot.generation = generation;
-    if (!renew) return picture;
+    snapshot.picture = picture;
+    if (!renew) return;
     Picture* const made = newPicture();
-    if (made == nullptr) return picture;
-    if (picture != nullptr)
-        release(picture);
-    else if (!mine.armed)
-        mine.armed = platform::atThreadExit(&endOfThread, this);
-    made->begin = frame & ~(LINE - 1);
-    made->lines = std::min((end - made->begin) / LINE, PICTURE_LINES);
-    copyLines(made->bytes, snapshot.from, made->lines);
-    mine.picture = made;
-    mine.poor = 0;
-    // All that the picture has, and the last line of a stack that ends within one.
-    snapshot.different &= made->lines < snapshot.lines ? ~0u << made->lines : 0;
-    return made;
+    if (made == nullptr) return;
+    if (picture != nullptr) release(picture);
+    if (!mine.armed) mine.armed = platform::atThreadExit(&endOfThread, this);
+    made->begin = first;
+    made->lines = std::min((end - first) / LINE, PICTURE_LINES);
+    for (unsigned long i = 0; i < made->lines * LINE; i += PIECE)
+        copyPiece(made->bytes + i, snapshot.from + i);
+    site.picture = made;
+    site.poor = 0;
+    snapshot.picture = made;
+    // All but the last line of a stack that ends within it.
+    snapshot.different = Pieces();
+    for (unsigned long i = made->lines; i < snapshot.lines; ++i) snapshot.different.addLine(i, 15);
 }
 
 // --- Records
 
-AllocTable::Saved* AllocTable::Shard::take(unsigned long lines) {
-    if (Saved* const saved = free[lines]) {
-        free[lines] = saved->next;
+AllocTable::Saved* AllocTable::Shard::take(unsigned long pieces) {
+    if (Saved* const saved = free[pieces]) {
+        free[pieces] = saved->next;
+        __builtin_prefetch(free[pieces], 1);
         return saved;
     }
-    unsigned long const size = Saved::sizeWith(lines);
+    unsigned long const size = Saved::sizeWith(pieces);
     if (chunks.empty() || filled + size > CHUNK) {
         if (!chunks.empty() && current + 1 < chunks.size()) {
             ++current;
@@ -253,7 +296,8 @@ AllocTable::Saved* AllocTable::Shard::take(unsigned long lines) {
         filled = 0;
     }
     auto* const saved = reinterpret_cast<Saved*>(chunks[current] + filled);
-    saved->lines = static_cast<unsigned char>(lines);
+    saved->made = 1;
+    saved->pieces = static_cast<unsigned char>(pieces);
     filled += size;
     return saved;
 }
@@ -261,49 +305,58 @@ AllocTable::Saved* AllocTable::Shard::take(unsigned long lines) {
 void AllocTable::Shard::reset() {
     for (unsigned char* const chunk : chunks) platform::dropPages(chunk, CHUNK);
     std::fill(std::begin(free), std::end(free), nullptr);
-    std::fill(std::begin(used), std::end(used), 0);
     current = filled = inserts = collisions = freed = 0;
 }
 
-AllocTable::Saved* AllocTable::insert(unsigned long requestId, unsigned long size, void const* code,
-                                      void const* frame) {
+// The four lowest bits of an address are free for the count of lives.
+AllocTable::Saved* AllocTable::savedOf(Handle handle) {
+    return reinterpret_cast<Saved*>(static_cast<unsigned long>(handle) & ~15ul);
+}
+
+ZAN_WHOLE_STACK AllocTable::Handle AllocTable::insert(unsigned long requestId, unsigned long size,
+                                                      void const* code, void const* frame) {
     auto const at = reinterpret_cast<unsigned long>(frame);
     Snapshot snapshot;
+    snapshot.life = life_.load(std::memory_order_relaxed);
     snapshot.first = at & ~(LINE - 1);
     alignas(64) unsigned char copied[MOST_LINES * LINE];
     unsigned long const end = platform::endOfStack(frame);
-    snapshot.read = std::min(end - at, sizeof AllocRecord::stackBytes);
-    if (end == 0) {
-        std::memset(copied, 0, sizeof copied);
-        snapshot.read =
-            platform::readMemory(frame, copied + at % LINE, sizeof AllocRecord::stackBytes);
-        snapshot.from = copied;
-    } else {
+    if (end != 0) {
+        snapshot.read = std::min(end - at, SNAPSHOT);
         snapshot.from = reinterpret_cast<unsigned char const*>(snapshot.first);
+    } else {
+        snapshot.read = platform::readMemory(frame, copied + at % LINE, SNAPSHOT);
+        snapshot.from = copied;
     }
     snapshot.lines = (at % LINE + snapshot.read + LINE - 1) / LINE;
-    snapshot.different = (1u << snapshot.lines) - 1;
-    if (end != 0 && withPictures_) snapshot.picture = pictureFor(at, end, snapshot);
+    for (unsigned long i = 0; i < snapshot.lines; ++i) snapshot.different.addLine(i, 15);
+    if (end != 0 && withPictures_) compare(reinterpret_cast<unsigned long>(code), end, snapshot);
+    // What stands in the first line and in the last one, but not in the snapshot.
+    snapshot.different.limit(at % LINE / PIECE, (at % LINE + snapshot.read + PIECE - 1) / PIECE);
+    unsigned long const pieces = snapshot.different.count();
 
-    Shard& shard = shardOf(requestId);
+    unsigned char const shardNumber = withPictures_ ? own().shard : 0;
+    Shard& shard = shards_[shardNumber];
     Guard const guard(shard.mutex);
-    if (!shard.open) return nullptr;
-    if (snapshot.picture != nullptr && snapshot.generation != generation_) return nullptr;
-    unsigned long& inBucket = shard.used[bucketOf(requestId) / SHARDS];
+    if (!shard.open || snapshot.life != life_.load(std::memory_order_relaxed)) return Handle::None;
+    Saved* const saved = shard.take(pieces);
     ++shard.inserts;
-    if (inBucket != 0) ++shard.collisions;
-    auto const lines = static_cast<unsigned long>(__builtin_popcount(snapshot.different));
-    Saved* const saved = shard.take(lines);
-    if (saved == nullptr) return nullptr;  // counted, but lost
-    unsigned long const buckets = inBucket++ == 0
-                                      ? buckets_.fetch_add(1, std::memory_order_relaxed) + 1
-                                      : buckets_.load(std::memory_order_relaxed);
+    std::atomic<unsigned int>& bucket = usedOf_[bucketOf(requestId)];
+    if (saved == nullptr) {  // counted, but lost
+        if (bucket.load(std::memory_order_relaxed) != 0) ++shard.collisions;
+        return Handle::None;
+    }
+    bool const isHead = bucket.fetch_add(1, std::memory_order_relaxed) == 0;
+    if (!isHead) ++shard.collisions;
+    unsigned long const heads = isHead ? heads_.fetch_add(1, std::memory_order_relaxed) + 1
+                                       : heads_.load(std::memory_order_relaxed);
     unsigned long const used = used_.fetch_add(1, std::memory_order_relaxed) + 1;
     raise(maxUsed_, used);
-    if (used > buckets) raise(maxChained_, used - buckets);
+    if (used > heads) raise(maxChained_, used - heads);
     saved->requestId = requestId;
     saved->size = size;
-    saved->order = shard.inserts;
+    saved->order = withPictures_ ? requestId : shard.inserts;
+    saved->shard = shardNumber;
     saved->codeAddress = reinterpret_cast<unsigned long>(code);
     constexpr unsigned long PAGE = 4096;
     constexpr unsigned long CODE = sizeof saved->codeBytes;
@@ -318,32 +371,37 @@ AllocTable::Saved* AllocTable::insert(unsigned long requestId, unsigned long siz
     saved->stackAddress = at;
     saved->stackRead = static_cast<unsigned short>(snapshot.read);
     saved->picture = snapshot.picture;
+    if (saved->picture != nullptr)
+        saved->picture->references.fetch_add(1, std::memory_order_relaxed);
     saved->different = snapshot.different;
-    if (snapshot.picture != nullptr)
-        snapshot.picture->references.fetch_add(1, std::memory_order_relaxed);
-    unsigned char* to = saved->line(0);
-    for (unsigned int left = snapshot.different; left != 0; left &= left - 1, to += LINE)
-        copyLines(to, snapshot.from + static_cast<unsigned long>(__builtin_ctz(left)) * LINE, 1);
-    return saved;
+    unsigned char* to = saved->piece(0);
+    for (unsigned long w = 0; w < 2; ++w)
+        for (unsigned long set = snapshot.different.word[w]; set != 0; set &= set - 1, to += PIECE)
+            copyPiece(to, snapshot.from +
+                              (w * 64 + static_cast<unsigned long>(__builtin_ctzl(set))) * PIECE);
+    return static_cast<Handle>(reinterpret_cast<unsigned long>(saved) | (snapshot.life & 15));
 }
 
-bool AllocTable::remove(Saved* saved, unsigned long requestId) {
-    Shard& shard = shardOf(requestId);
+bool AllocTable::remove(Handle handle) {
+    if (handle == Handle::None) return false;
+    Saved* const saved = savedOf(handle);
+    Shard& shard = shards_[saved->shard % SHARDS];
     Guard const guard(shard.mutex);
-    if (!shard.open || saved->requestId != requestId) return false;
+    if (!shard.open || ((static_cast<unsigned long>(handle) ^ life_) & 15) != 0) return false;
     ++shard.freed;
     used_.fetch_sub(1, std::memory_order_relaxed);
-    if (--shard.used[bucketOf(requestId) / SHARDS] == 0)
-        buckets_.fetch_sub(1, std::memory_order_relaxed);
+    if (usedOf_[bucketOf(saved->requestId)].fetch_sub(1, std::memory_order_relaxed) == 1)
+        heads_.fetch_sub(1, std::memory_order_relaxed);
     if (saved->picture != nullptr) release(saved->picture);
     saved->requestId = 0;
-    saved->next = shard.free[saved->lines];
-    shard.free[saved->lines] = saved;
+    saved->next = shard.free[saved->pieces];
+    shard.free[saved->pieces] = saved;
     return true;
 }
 
-unsigned long AllocTable::sizeOf(Saved const& saved) {
-    return saved.size;
+AllocTable::Block AllocTable::blockOf(Handle handle) {
+    if (handle == Handle::None) return {};
+    return {savedOf(handle)->requestId, savedOf(handle)->size};
 }
 
 void AllocTable::open() {
@@ -362,17 +420,19 @@ void AllocTable::close() {
 }
 
 void AllocTable::drop() {
+    // From here on no thread uses what it knows: it looks at the life inside a lock.
+    ++life_;
     for (Shard& shard : shards_) {
         Guard const guard(shard.mutex);
         shard.reset();
     }
     Guard const guard(pictureLock_);
-    ++generation_;
     for (unsigned char* const chunk : pictureChunks_)
         platform::dropPages(chunk, PICTURES * sizeof(Picture));
     picturesMade_ = 0;
     freePictures_ = nullptr;
-    used_ = maxUsed_ = buckets_ = maxChained_ = 0;
+    for (auto& bucket : usedOf_) bucket = 0;
+    used_ = maxUsed_ = heads_ = maxChained_ = 0;
 }
 
 // --- The report
@@ -380,18 +440,13 @@ void AllocTable::drop() {
 std::vector<AllocTable::Saved const*> AllocTable::all() const {
     std::vector<Saved const*> live;
     for (Shard const& shard : shards_)
-        for (unsigned long i = 0; i < shard.chunks.size() && i <= shard.current; ++i) {
-            unsigned char const* const chunk = shard.chunks[i];
-            unsigned long const end = i == shard.current ? shard.filled : CHUNK;
-            for (unsigned long at = 0; at + sizeof(Saved) <= end;) {
-                auto const* const saved = reinterpret_cast<Saved const*>(chunk + at);
+        for (unsigned long i = 0; i < shard.chunks.size() && i <= shard.current; ++i)
+            for (unsigned long at = 0; at + sizeof(Saved) <= CHUNK;) {
+                auto const* const saved = reinterpret_cast<Saved const*>(shard.chunks[i] + at);
+                if (saved->made == 0) break;
                 if (saved->requestId != 0) live.push_back(saved);
-                unsigned long const size = Saved::sizeWith(saved->lines);
-                // The rest of a chunk was too small, and is zero.
-                if (saved->order == 0) break;
-                at += size;
+                at += Saved::sizeWith(saved->pieces);
             }
-        }
     std::sort(live.begin(), live.end(), [](Saved const* a, Saved const* b) {
         unsigned long const left = bucketOf(a->requestId);
         unsigned long const right = bucketOf(b->requestId);
@@ -414,16 +469,16 @@ AllocRecord AllocTable::record(Saved const& saved) {
     out.stackAddress = saved.stackAddress;
     unsigned long const into = saved.stackAddress % LINE;
     unsigned long const first = saved.stackAddress - into;
+    unsigned char lines[MOST_LINES * LINE] = {};
     unsigned long kept = 0;
-    for (unsigned long i = 0; i * LINE < into + saved.stackRead; ++i) {
-        unsigned char const* const line =
-            (saved.different >> i & 1) != 0
-                ? saved.line(kept++)
-                : saved.picture->bytes + (first + i * LINE - saved.picture->begin);
-        unsigned long const skip = i == 0 ? into : 0;
-        unsigned long const at = i * LINE + skip - into;
-        std::memcpy(out.stackBytes + at, line + skip, std::min(LINE - skip, saved.stackRead - at));
+    for (unsigned long i = into / PIECE; i * PIECE < into + saved.stackRead; ++i) {
+        unsigned char const* const piece =
+            saved.different.has(i)
+                ? saved.piece(kept++)
+                : saved.picture->bytes + (first + i * PIECE - saved.picture->begin);
+        std::memcpy(lines + i * PIECE, piece, PIECE);
     }
+    std::memcpy(out.stackBytes, lines + into, saved.stackRead);
     return out;
 }
 
@@ -436,7 +491,7 @@ AllocCounters AllocTable::counters() const {
     }
     sum.used = used_;
     sum.maxUsed = maxUsed_;
-    sum.chained = used_ - buckets_;
+    sum.chained = used_ - heads_;
     sum.maxChained = maxChained_;
     return sum;
 }

@@ -41,17 +41,22 @@ struct AllocCounters {
 //
 // - A chain is as long as there are blocks, and is never walked: who has a block has its record. A
 //   bucket is a number, and the order of buckets and chains is made when it is asked for.
-// - Most of a stack is what it was at the thread's last allocation. Each thread has a picture of
-//   its stack, shared by its records, and a record holds the lines of 64 bytes that were different.
+// - Most of a stack is what it was when the place in the code last allocated. Each thread has a few
+//   pictures of its stack, by such places, which its records share, and a record holds the pieces
+//   of 16 bytes that were different.
 //
-// Threads: any; a lock for each 32nd of the buckets, which neighbouring numbers don't share, held
-//   for the time of a copy. A report, and the child of a fork, sees whole records.
-// Memory: of a record, 72 bytes and the lines, at most 1416 bytes; of a picture, 3 KB.
+// Threads: any. The records of a thread's blocks lie together, under one of 32 locks, held for the
+//   time of a copy. A report, and the child of a fork, sees whole records.
+// Memory: of a record, 80 bytes and the pieces, at most 1376 bytes; of a picture, 1.6 KB.
 class AllocTable {
 public:
+    // A record as it is kept. Its address is a multiple of 16.
     struct Saved;
+    // What a block has to keep of it: no number of it comes back in another life of the table.
+    enum class Handle : unsigned long { None = 0 };
 
-    // One table of a process can have pictures; without, a record holds all lines.
+    // One table of a process can have pictures; without, a record holds all of its stack, and the
+    // order of the inserts is that of the calls.
     explicit AllocTable(bool withPictures) : withPictures_(withPictures) {}
 
     // Drops the records, and takes new ones from now on.
@@ -61,12 +66,17 @@ public:
     // Drops the records. REQUIRES: closed.
     void drop();
 
-    // A record with the stack of the calling thread from the frame upwards, or null where there is
-    // no memory for it, or the table is closed. REQUIRES: no other thread works on the request.
-    Saved* insert(unsigned long requestId, unsigned long size, void const* code, void const* frame);
-    // False where the record isn't that of the request any more.
-    bool remove(Saved* saved, unsigned long requestId);
-    static unsigned long sizeOf(Saved const& saved);
+    // Makes a record with the stack of the calling thread from the frame upwards. None where there
+    // is no memory for it, or the table is closed.
+    Handle insert(unsigned long requestId, unsigned long size, void const* code, void const* frame);
+    // False where there is no such record any more.
+    bool remove(Handle handle);
+    struct Block {
+        unsigned long requestId = 0;
+        unsigned long size = 0;
+    };
+    // Of a record that is not yet removed.
+    static Block blockOf(Handle handle);
 
     // In the order of buckets, and in a bucket in that of the inserts. REQUIRES: closed.
     std::vector<Saved const*> all() const;
@@ -79,10 +89,12 @@ public:
 
 private:
     static constexpr unsigned long SHARDS = 32;
+    static constexpr unsigned long PIECE = 16;
     static constexpr unsigned long LINE = 64;
-    // Those that 1280 bytes touch.
-    static constexpr unsigned long MOST_LINES = 1280 / LINE + 1;
-    static constexpr unsigned long PICTURE_LINES = 48;
+    static constexpr unsigned long SNAPSHOT = sizeof AllocRecord::stackBytes;
+    static constexpr unsigned long MOST_LINES = SNAPSHOT / LINE + 1;
+    static constexpr unsigned long MOST_PIECES = SNAPSHOT / PIECE + 1;
+    static constexpr unsigned long PICTURE_LINES = 24;
     static constexpr unsigned long CHUNK = 64 * 1024;
     static constexpr unsigned long PICTURES = 64;  // in a chunk
 
@@ -94,23 +106,22 @@ private:
     struct alignas(64) Shard {
         platform::BriefLock mutex;
         bool open = false;
-        Saved* free[MOST_LINES + 1] = {};  // have been in use, by the number of lines
+        Saved* free[MOST_PIECES + 1] = {};  // have been in use, by the number of pieces
         Chunks chunks;
-        unsigned long current = 0;                                 // the chunk that is being filled
-        unsigned long filled = 0;                                  // bytes of it
-        unsigned long used[ALLOC_HASH_ENTRIES / SHARDS + 1] = {};  // by bucket
+        unsigned long current = 0;  // the chunk that is being filled
+        unsigned long filled = 0;   // bytes of it
         unsigned long inserts = 0;
         unsigned long collisions = 0;
         unsigned long freed = 0;
 
-        Saved* take(unsigned long lines);
+        Saved* take(unsigned long pieces);
         void reset();
     };
 
     static unsigned long bucketOf(unsigned long requestId) {
         return requestId % ALLOC_HASH_ENTRIES;
     }
-    Shard& shardOf(unsigned long requestId) { return shards_[bucketOf(requestId) % SHARDS]; }
+    static Saved* savedOf(Handle handle);
 
     // What one thread knows of its stack.
     struct Own;
@@ -118,19 +129,21 @@ private:
     static void endOfThread(void* table);
     Picture* newPicture();
     void release(Picture* picture);
-    Picture* pictureFor(unsigned long frame, unsigned long end, Snapshot& snapshot);
+    void compare(unsigned long code, unsigned long end, Snapshot& snapshot);
 
     bool const withPictures_;
     Shard shards_[SHARDS];
+    std::atomic<unsigned long> threads_{0};
     platform::BriefLock pictureLock_;
     Chunks pictureChunks_;
     unsigned long picturesMade_ = 0;  // of the room in the chunks
     Picture* freePictures_ = nullptr;
-    std::atomic<unsigned long> generation_{0};  // of the pictures
+    std::atomic<unsigned long> life_{0};  // counts the times of opening
     alignas(64) std::atomic<unsigned long> used_{0};
     std::atomic<unsigned long> maxUsed_{0};
-    std::atomic<unsigned long> buckets_{0};  // that are in use
+    std::atomic<unsigned long> heads_{0};  // buckets that are in use
     std::atomic<unsigned long> maxChained_{0};
+    std::atomic<unsigned int> usedOf_[ALLOC_HASH_ENTRIES] = {};
 };
 
 }  // namespace zan

@@ -54,9 +54,10 @@ void* CMallocSpy::PostRealloc(void* p, bool spied) {
 void* CMallocSpy::insertFrame(unsigned long self, unsigned long p, unsigned long size,
                               platform::SavedFrame const* frame) {
     auto& spy = *reinterpret_cast<CMallocSpy*>(self);
-    AllocTable::Saved* const record =
+    AllocTable::Handle const record =
         spy.table_.insert(p, size, reinterpret_cast<void*>(frame->returnAddress), frame);
-    if (record != nullptr) spy.records_.put(reinterpret_cast<void*>(p), record, false);
+    if (record != AllocTable::Handle::None)
+        spy.records_.put(reinterpret_cast<void*>(p), record, false);
     return nullptr;
 }
 
@@ -67,10 +68,10 @@ void CMallocSpy::insert(void* p, unsigned long size) {
 
 // Returns the size that the block had.
 unsigned long CMallocSpy::remove(void* p) {
-    AllocTable::Saved* record = nullptr;
+    AllocTable::Handle record = AllocTable::Handle::None;
     if (!records_.take(p, record, false)) return 0;
-    unsigned long const size = AllocTable::sizeOf(*record);
-    table_.remove(record, reinterpret_cast<unsigned long>(p));
+    unsigned long const size = AllocTable::blockOf(record).size;
+    table_.remove(record);
     return size;
 }
 

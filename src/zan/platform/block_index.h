@@ -12,7 +12,8 @@ namespace zan::platform {
 
 // What is known of each live block, by its address: open hash tables with linear probing, 64 of
 // them, each with a lock. Taking an entry out moves back those behind it that it kept from their
-// place, so a table never fills with the dead.
+// place, so a table never fills with the dead. Blocks that are neighbours in memory are so in the
+// table, and programs work on neighbours.
 //
 // The memory comes from the system in whole pages: the heap looks as it does without an index.
 template <class Entry>
@@ -53,14 +54,16 @@ private:
 
     struct alignas(64) Shard {
         // The uppermost six bits have chosen the shard.
-        unsigned long home(void const* p) const { return (mixed(p) >> 20) & (slots.size() - 1); }
+        unsigned long home(void const* p) const {
+            return ((mixed(p) >> 32) + (numberOf(p) >> 4) % (REGION / 16)) & (slots.size() - 1);
+        }
         unsigned long find(void const* p) const {
             unsigned long i = home(p);
             while (slots[i].p != nullptr && slots[i].p != p) i = (i + 1) & (slots.size() - 1);
             return i;
         }
         bool put(void const* p, Entry const& entry) {
-            if (used * 4 >= slots.size() * 3 && !grow()) return false;
+            if (used * 2 >= slots.size() && !grow()) return false;
             Slot& slot = slots[find(p)];
             if (slot.p == nullptr) ++used;
             slot = Slot{p, entry};
@@ -85,7 +88,7 @@ private:
         bool grow() {
             Slots old;
             try {
-                old.resize(slots.empty() ? 128 : slots.size() * 2);
+                old.resize(slots.empty() ? 256 : slots.size() * 2);
             } catch (std::bad_alloc const&) {
                 return false;
             }
@@ -113,8 +116,11 @@ private:
         bool locked;
     };
 
+    static constexpr unsigned long REGION = 1 << 16;
+
+    static unsigned long numberOf(void const* p) { return reinterpret_cast<unsigned long>(p); }
     static unsigned long mixed(void const* p) {
-        return reinterpret_cast<unsigned long>(p) * 0x9E3779B97F4A7C15ul;
+        return numberOf(p) / REGION * 0x9E3779B97F4A7C15ul;
     }
     Shard& shardOf(void const* p) { return shards_[mixed(p) >> 58]; }
 

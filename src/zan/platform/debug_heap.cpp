@@ -14,17 +14,14 @@ namespace zan::platform {
 
 namespace {
 
-struct Block {
-    unsigned long request;
-    unsigned long size;
-    void* record;
-};
+// What the hook keeps with a block.
+using Record = unsigned long;
 
 // Never destroyed: blocks are freed up to the last moment of the process.
 union Blocks {
     Blocks() : index() {}
     ~Blocks() {}
-    BlockIndex<Block> index;
+    BlockIndex<Record> index;
 };
 Blocks& blocks() {
     static Blocks all;
@@ -32,6 +29,7 @@ Blocks& blocks() {
 }
 
 std::atomic<AllocHook> installed{nullptr};
+std::atomic<unsigned long> sessions{0};  // of a hook or more
 std::atomic<unsigned long> requests{0};
 void (*lockHook)() = nullptr;
 void (*unlockHook)() = nullptr;
@@ -51,81 +49,76 @@ struct KeepErrno {
     int saved;
 };
 
+unsigned long nextRequest() {
+    return requests.fetch_add(1, std::memory_order_relaxed) + 1;
+}
+
 bool isChecked(SavedFrame const* frame) {
     return state.unchecked == 0 && !isLoader(frame->returnAddress);
 }
 
+// A block that is entered after the hook has ended is no matter of the next one.
+void enter(void const* p, Record record, unsigned long session) {
+    if (record == 0) return;
+    blocks().index.put(p, record, state.holdsLocks);
+    if (sessions.load() != session) blocks().index.take(p, record, state.holdsLocks);
+}
+
 void allocated(void* p, unsigned long size, SavedFrame const* frame) {
     if (!isChecked(frame)) return;
+    KeepErrno const keep;
+    unsigned long const session = sessions.load();
     AllocHook const hook = installed.load(std::memory_order_acquire);
     if (hook == nullptr) return;
-    KeepErrno const keep;
-    unsigned long const request = requests.fetch_add(1, std::memory_order_relaxed) + 1;
-    AllocCall call = {AllocOperation::Allocate,
-                      p,
-                      size,
-                      BlockType::Normal,
-                      request,
-                      nullptr,
-                      0,
-                      0,
-                      nullptr,
-                      frame};
+    AllocCall call = {
+        AllocOperation::Allocate, p, size, BlockType::Normal, nextRequest(), nullptr, 0, 0, frame};
     hook(call);
-    blocks().index.put(p, Block{request, size, call.record}, state.holdsLocks);
+    enter(p, call.record, session);
 }
 
 void freeing(void* p, SavedFrame const* frame) {
     AllocHook const hook = installed.load(std::memory_order_acquire);
     if (hook == nullptr) return;
     KeepErrno const keep;
-    Block block = {0, 0, nullptr};
-    blocks().index.take(p, block, state.holdsLocks);
-    AllocCall call = {
-        AllocOperation::Free,
-        p,
-        block.size,
-        isChecked(frame) || block.request != 0 ? BlockType::Normal : BlockType::Ignore,
-        block.request,
-        nullptr,
-        0,
-        0,
-        block.record,
-        frame};
+    Record record = 0;
+    blocks().index.take(p, record, state.holdsLocks);
+    bool const checked = record != 0 || isChecked(frame);
+    AllocCall call = {AllocOperation::Free,
+                      p,
+                      0,
+                      checked ? BlockType::Normal : BlockType::Ignore,
+                      0,
+                      nullptr,
+                      0,
+                      record,
+                      frame};
     hook(call);
 }
 
 HeapWatch::Moved moving(void* p) {
-    Block block = {0, 0, nullptr};
-    blocks().index.take(p, block, state.holdsLocks);
-    return {block.record, block.request, block.size};
+    HeapWatch::Moved moved = {0, sessions.load()};
+    blocks().index.take(p, moved.record, state.holdsLocks);
+    return moved;
 }
 
 void moved(HeapWatch::Moved const& block, void* old, void* now, unsigned long size,
            SavedFrame const* frame) {
     KeepErrno const keep;
-    if (now == nullptr) {
-        if (block.number != 0)
-            blocks().index.put(old, Block{block.number, block.size, block.what}, state.holdsLocks);
-        return;
-    }
+    if (now == nullptr) return enter(old, block.record, block.session);
     AllocHook const hook = installed.load(std::memory_order_acquire);
-    if (hook == nullptr) return;
     bool const checked = isChecked(frame);
-    if (!checked && block.number == 0) return;
-    unsigned long const request = requests.fetch_add(1, std::memory_order_relaxed) + 1;
+    if (hook == nullptr || (!checked && block.record == 0)) return;
     AllocCall call = {AllocOperation::Reallocate,
                       now,
                       size,
                       checked ? BlockType::Normal : BlockType::Ignore,
-                      request,
+                      nextRequest(),
                       nullptr,
                       0,
-                      block.number,
-                      block.what,
+                      block.record,
                       frame};
     hook(call);
-    if (checked) blocks().index.put(now, Block{request, size, call.record}, state.holdsLocks);
+    enter(now, call.record, block.session);
 }
 
 constexpr HeapWatch WATCH = {&allocated, &freeing, &moving, &moved};
@@ -157,8 +150,11 @@ AllocHook setAllocHook(AllocHook hook, std::string& error) {
     else if (dlsym(RTLD_DEFAULT, "malloc") != dlsym(RTLD_DEFAULT, "zanmlc_malloc_1"))
         error = "the program has a malloc of its own";
     findLoader();
+    if (installed.load() == nullptr) {
+        ++sessions;
+        blocks().index.clear();
+    }
     AllocHook const before = installed.exchange(hook);
-    if (before == nullptr) blocks().index.clear();
     if (watch != nullptr) watch(hook == nullptr ? nullptr : &WATCH);
     return before;
 }

@@ -20,12 +20,14 @@ struct AllocCall {
     void* pointer;
     unsigned long size;
     BlockType type;
-    unsigned long request;  // 0 for a block from before the hook
-    char const* file;       // null: no allocator here is told
+    // The number of the allocation. Of a release and of the old block of a re-allocation the hook
+    // has it in its record.
+    unsigned long request;
+    char const* file;  // null: no allocator here is told
     int line;
-    unsigned long oldRequest;  // of a re-allocation
-    // What the hook keeps with a block. A re-allocation brings that of the old one.
-    void* record;
+    // What the hook keeps with a block: it sets it for a new one, and finds that of the block that
+    // is freed or re-allocated; 0 for none, as of a block from before the hook.
+    unsigned long record;
     SavedFrame const* frame;
 };
 

@@ -10,9 +10,8 @@ namespace zan::platform {
 struct HeapWatch {
     // A re-allocation, between `moving` and `moved`.
     struct Moved {
-        void* what;
-        unsigned long number;
-        unsigned long size;
+        unsigned long record;
+        unsigned long session;
     };
 
     // Has been allocated.

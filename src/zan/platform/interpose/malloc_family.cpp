@@ -164,7 +164,7 @@ void* watchedRealloc(size_t p, size_t size, size_t, SavedFrame const* frame) {
     HeapWatch const* const w = watch.load(std::memory_order_acquire);
     if (old == nullptr || w == nullptr) return told(next.realloc(old, size), size, frame);
     if (size == 0) w->freeing(old, frame);  // it frees, or fails in no way that could be told
-    HeapWatch::Moved const moved = size == 0 ? HeapWatch::Moved{nullptr, 0, 0} : w->moving(old);
+    HeapWatch::Moved const moved = size == 0 ? HeapWatch::Moved{0, 0} : w->moving(old);
     void* const now = next.realloc(old, size);
     if (size == 0) return told(now, size, frame);
     w->moved(moved, old, now, size, frame);
