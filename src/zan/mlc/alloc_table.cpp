@@ -19,26 +19,26 @@ namespace zan {
 
 namespace {
 
-// A set of the pieces of a snapshot.
+// A set of the pieces of a snapshot, from its first line on.
 struct Pieces {
-    unsigned long word[2] = {0, 0};
+    unsigned long low = 0;
+    unsigned long high = 0;
 
-    void addLine(unsigned long line, unsigned long four) {
-        word[line / 16] |= four << (line % 16 * 4);
+    // Those in [from, to).
+    static Pieces range(unsigned long from, unsigned long to) {
+        return {upTo(to, 0) & ~upTo(from, 0), upTo(to, 64) & ~upTo(from, 64)};
     }
-    // Takes away those outside of [from, to).
-    void limit(unsigned long from, unsigned long to) {
-        for (unsigned long i = 0; i < 2; ++i) word[i] &= upTo(to, i) & ~upTo(from, i);
+    friend Pieces operator&(Pieces a, Pieces b) { return {a.low & b.low, a.high & b.high}; }
+    bool has(unsigned long piece) const {
+        return ((piece < 64 ? low : high) >> piece % 64 & 1) != 0;
     }
-    bool has(unsigned long piece) const { return (word[piece / 64] >> piece % 64 & 1) != 0; }
     unsigned long count() const {
-        return static_cast<unsigned long>(__builtin_popcountl(word[0]) +
-                                          __builtin_popcountl(word[1]));
+        return static_cast<unsigned long>(__builtin_popcountl(low) + __builtin_popcountl(high));
     }
 
 private:
-    static unsigned long upTo(unsigned long n, unsigned long i) {
-        return n >= (i + 1) * 64 ? ~0ul : n <= i * 64 ? 0 : (1ul << n % 64) - 1;
+    static unsigned long upTo(unsigned long n, unsigned long begin) {
+        return n <= begin ? 0 : n - begin >= 64 ? ~0ul : (1ul << (n - begin)) - 1;
     }
 };
 
@@ -84,7 +84,8 @@ struct AllocTable::Snapshot {
     unsigned long first = 0;  // the address of the first line
     unsigned long read = 0;   // bytes from the frame on
     unsigned long lines = 0;  // touched by these
-    Pieces different;         // what has to be kept
+    Pieces whole;             // what it consists of
+    Pieces different;         // what has to be kept of it
     Picture* picture = nullptr;
     unsigned char const* from = nullptr;  // what stands at `first`
 };
@@ -232,16 +233,23 @@ ZAN_WHOLE_STACK void AllocTable::compare(unsigned long code, unsigned long end,
     Picture* const picture = site.picture;
     unsigned long const first = snapshot.first;
     if (picture != nullptr) {
-        unsigned long const pictureEnd = picture->begin + picture->lines * LINE;
-        Pieces different;
-        for (unsigned long i = 0; i < snapshot.lines; ++i) {
-            unsigned long const at = first + i * LINE;
-            bool const shown = at >= picture->begin && at < pictureEnd;
-            different.addLine(i, shown ? differences(snapshot.from + i * LINE,
-                                                     picture->bytes + (at - picture->begin))
-                                       : 15);
-        }
-        snapshot.different = different;
+        // The lines of the snapshot that the picture has, [i, n).
+        unsigned long const below = picture->begin > first ? (picture->begin - first) / LINE : 0;
+        unsigned long const above = first > picture->begin ? (first - picture->begin) / LINE : 0;
+        unsigned long i = std::min(below, snapshot.lines);
+        unsigned long const n =
+            above < picture->lines ? std::min(snapshot.lines, i + picture->lines - above) : i;
+        Pieces different = Pieces::range(0, i * 4);
+        unsigned char const* shown = picture->bytes + above * LINE;
+        unsigned char const* now = snapshot.from + i * LINE;
+        for (; i < std::min(n, 16ul); ++i, shown += LINE, now += LINE)
+            different.low |= differences(now, shown) << i * 4;
+        for (; i < n; ++i, shown += LINE, now += LINE)
+            different.high |= differences(now, shown) << (i - 16) * 4;
+        Pieces const beyond = Pieces::range(n * 4, snapshot.lines * 4);
+        different.low |= beyond.low;
+        different.high |= beyond.high;
+        snapshot.different = different & snapshot.whole;
     }
     unsigned long const count = snapshot.different.count();
     site.different = static_cast<unsigned short>(site.different + count);
@@ -266,8 +274,7 @@ ZAN_WHOLE_STACK void AllocTable::compare(unsigned long code, unsigned long end,
     site.poor = 0;
     snapshot.picture = made;
     // All but the last line of a stack that ends within it.
-    snapshot.different = Pieces();
-    for (unsigned long i = made->lines; i < snapshot.lines; ++i) snapshot.different.addLine(i, 15);
+    snapshot.different = Pieces::range(made->lines * 4, snapshot.lines * 4) & snapshot.whole;
 }
 
 // --- Records
@@ -329,10 +336,10 @@ ZAN_WHOLE_STACK AllocTable::Handle AllocTable::insert(unsigned long requestId, u
         snapshot.from = copied;
     }
     snapshot.lines = (at % LINE + snapshot.read + LINE - 1) / LINE;
-    for (unsigned long i = 0; i < snapshot.lines; ++i) snapshot.different.addLine(i, 15);
+    snapshot.whole =
+        Pieces::range(at % LINE / PIECE, (at % LINE + snapshot.read + PIECE - 1) / PIECE);
+    snapshot.different = snapshot.whole;
     if (end != 0 && withPictures_) compare(reinterpret_cast<unsigned long>(code), end, snapshot);
-    // What stands in the first line and in the last one, but not in the snapshot.
-    snapshot.different.limit(at % LINE / PIECE, (at % LINE + snapshot.read + PIECE - 1) / PIECE);
     unsigned long const pieces = snapshot.different.count();
 
     unsigned char const shardNumber = withPictures_ ? own().shard : 0;
@@ -375,10 +382,11 @@ ZAN_WHOLE_STACK AllocTable::Handle AllocTable::insert(unsigned long requestId, u
         saved->picture->references.fetch_add(1, std::memory_order_relaxed);
     saved->different = snapshot.different;
     unsigned char* to = saved->piece(0);
-    for (unsigned long w = 0; w < 2; ++w)
-        for (unsigned long set = snapshot.different.word[w]; set != 0; set &= set - 1, to += PIECE)
-            copyPiece(to, snapshot.from +
-                              (w * 64 + static_cast<unsigned long>(__builtin_ctzl(set))) * PIECE);
+    for (unsigned long set = snapshot.different.low; set != 0; set &= set - 1, to += PIECE)
+        copyPiece(to, snapshot.from + static_cast<unsigned long>(__builtin_ctzl(set)) * PIECE);
+    for (unsigned long set = snapshot.different.high; set != 0; set &= set - 1, to += PIECE)
+        copyPiece(to,
+                  snapshot.from + (64 + static_cast<unsigned long>(__builtin_ctzl(set))) * PIECE);
     return static_cast<Handle>(reinterpret_cast<unsigned long>(saved) | (snapshot.life & 15));
 }
 

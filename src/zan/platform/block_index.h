@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <mutex>
 #include <new>
@@ -37,6 +38,13 @@ public:
         Guard const guard(shardOf(p), locked);
         return guard.shard.take(p, entry);
     }
+    // Of the place where a put() will come to.
+    void prefetch(void const* p) {
+        Shard const& shard = shardOf(p);
+        Slot const* const slots = shard.hint.load(std::memory_order_relaxed);
+        unsigned long const mask = shard.hintMask.load(std::memory_order_relaxed);
+        __builtin_prefetch(slots + (Shard::place(p) & mask), 1);
+    }
     void clear() {
         for (Shard& shard : shards_) {
             std::lock_guard<BriefLock> const guard(shard.mutex);
@@ -54,9 +62,10 @@ private:
 
     struct alignas(64) Shard {
         // The uppermost six bits have chosen the shard.
-        unsigned long home(void const* p) const {
-            return ((mixed(p) >> 32) + (numberOf(p) >> 4) % (REGION / 16)) & (slots.size() - 1);
+        static unsigned long place(void const* p) {
+            return (mixed(p) >> 32) + (numberOf(p) >> 4) % (REGION / 16);
         }
+        unsigned long home(void const* p) const { return place(p) & (slots.size() - 1); }
         unsigned long find(void const* p) const {
             unsigned long i = home(p);
             while (slots[i].p != nullptr && slots[i].p != p) i = (i + 1) & (slots.size() - 1);
@@ -95,12 +104,17 @@ private:
             old.swap(slots);
             for (Slot const& slot : old)
                 if (slot.p != nullptr) slots[find(slot.p)] = slot;
+            hint = slots.data();
+            hintMask = slots.size() - 1;
             return true;
         }
 
         BriefLock mutex;
         Slots slots;  // none, or a power of two
         unsigned long used = 0;
+        // The same, for a look without the lock: it may be gone.
+        std::atomic<Slot const*> hint{nullptr};
+        std::atomic<unsigned long> hintMask{0};
     };
 
     struct Guard {

@@ -76,13 +76,19 @@ void allocated(void* p, unsigned long size, SavedFrame const* frame) {
     enter(p, call.record, session);
 }
 
-void freeing(void* p, SavedFrame const* frame) {
+HeapWatch::Moved moving(void* p) {
+    HeapWatch::Moved moved = {0, sessions.load()};
+    blocks().index.take(p, moved.record, state.holdsLocks);
+    // As a rule it is an address, and there is time until it is used.
+    __builtin_prefetch(reinterpret_cast<void const*>(moved.record), 1);
+    return moved;
+}
+
+void freed(HeapWatch::Moved const& block, void* p, SavedFrame const* frame) {
     AllocHook const hook = installed.load(std::memory_order_acquire);
     if (hook == nullptr) return;
     KeepErrno const keep;
-    Record record = 0;
-    blocks().index.take(p, record, state.holdsLocks);
-    bool const checked = record != 0 || isChecked(frame);
+    bool const checked = block.record != 0 || isChecked(frame);
     AllocCall call = {AllocOperation::Free,
                       p,
                       0,
@@ -90,15 +96,9 @@ void freeing(void* p, SavedFrame const* frame) {
                       0,
                       nullptr,
                       0,
-                      record,
+                      block.record,
                       frame};
     hook(call);
-}
-
-HeapWatch::Moved moving(void* p) {
-    HeapWatch::Moved moved = {0, sessions.load()};
-    blocks().index.take(p, moved.record, state.holdsLocks);
-    return moved;
 }
 
 void moved(HeapWatch::Moved const& block, void* old, void* now, unsigned long size,
@@ -121,7 +121,7 @@ void moved(HeapWatch::Moved const& block, void* old, void* now, unsigned long si
     enter(now, call.record, block.session);
 }
 
-constexpr HeapWatch WATCH = {&allocated, &freeing, &moving, &moved};
+constexpr HeapWatch WATCH = {&allocated, &moving, &freed, &moved};
 
 void beforeFork() {
     blocks().index.lock();

@@ -16,7 +16,7 @@ enum class BlockType { Free, Normal, Crt, Ignore, Client };
 
 struct AllocCall {
     AllocOperation operation;
-    // The block as it is now: it has been allocated, and is not yet freed.
+    // The block as it is now, or was: a hook hears of what has happened.
     void* pointer;
     unsigned long size;
     BlockType type;

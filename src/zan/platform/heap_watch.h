@@ -8,7 +8,7 @@ namespace zan::platform {
 // passes each call on to the allocator of the process, and while nobody watches that is all it
 // does. A watcher runs in the thread that allocates; it may allocate itself, and hears of that too.
 struct HeapWatch {
-    // A re-allocation, between `moving` and `moved`.
+    // A block between `moving` and what comes of it.
     struct Moved {
         unsigned long record;
         unsigned long session;
@@ -16,11 +16,12 @@ struct HeapWatch {
 
     // Has been allocated.
     void (*allocated)(void* p, unsigned long size, SavedFrame const* frame);
-    // Is about to be freed. Not null.
-    void (*freeing)(void* p, SavedFrame const* frame);
-    // Is about to be re-allocated: from now on the address may become that of another block.
+    // Is about to be freed or re-allocated, and is not null: from now on the address may become
+    // that of another block.
     Moved (*moving)(void* p);
-    // Null where it has failed, and the block is still what it was.
+    // Behind it: the block is freed.
+    void (*freed)(Moved const& block, void* p, SavedFrame const* frame);
+    // Or it is another one; null where that has failed, and the block is still what it was.
     void (*moved)(Moved const& block, void* old, void* now, unsigned long size,
                   SavedFrame const* frame);
 };

@@ -163,17 +163,25 @@ void* watchedRealloc(size_t p, size_t size, size_t, SavedFrame const* frame) {
     auto* const old = reinterpret_cast<void*>(p);
     HeapWatch const* const w = watch.load(std::memory_order_acquire);
     if (old == nullptr || w == nullptr) return told(next.realloc(old, size), size, frame);
-    if (size == 0) w->freeing(old, frame);  // it frees, or fails in no way that could be told
-    HeapWatch::Moved const moved = size == 0 ? HeapWatch::Moved{0, 0} : w->moving(old);
+    HeapWatch::Moved const moved = w->moving(old);
     void* const now = next.realloc(old, size);
-    if (size == 0) return told(now, size, frame);
+    if (size == 0) {  // it has freed the block, or failed in no way that could be told
+        w->freed(moved, old, frame);
+        return told(now, size, frame);
+    }
     w->moved(moved, old, now, size, frame);
     return now;
 }
 void* watchedFree(size_t p, size_t, size_t, SavedFrame const* frame) {
     auto* const old = reinterpret_cast<void*>(p);
-    if (HeapWatch const* const w = watch.load(std::memory_order_acquire)) w->freeing(old, frame);
+    HeapWatch const* const w = watch.load(std::memory_order_acquire);
+    if (w == nullptr) {
+        next.free(old);
+        return nullptr;
+    }
+    HeapWatch::Moved const moved = w->moving(old);
     next.free(old);
+    w->freed(moved, old, frame);
     return nullptr;
 }
 
