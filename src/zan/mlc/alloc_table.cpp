@@ -22,18 +22,20 @@ namespace {
 // A set of the pieces of a snapshot, from its first line on.
 struct Pieces {
     unsigned long low = 0;
-    unsigned long high = 0;
+    unsigned int high = 0;
 
     // Those in [from, to).
     static Pieces range(unsigned long from, unsigned long to) {
-        return {upTo(to, 0) & ~upTo(from, 0), upTo(to, 64) & ~upTo(from, 64)};
+        return {upTo(to, 0) & ~upTo(from, 0),
+                static_cast<unsigned int>(upTo(to, 64) & ~upTo(from, 64))};
     }
     friend Pieces operator&(Pieces a, Pieces b) { return {a.low & b.low, a.high & b.high}; }
     bool has(unsigned long piece) const {
-        return ((piece < 64 ? low : high) >> piece % 64 & 1) != 0;
+        return ((piece < 64 ? low >> piece : static_cast<unsigned long>(high) >> (piece - 64)) &
+                1) != 0;
     }
     unsigned long count() const {
-        return static_cast<unsigned long>(__builtin_popcountl(low) + __builtin_popcountl(high));
+        return static_cast<unsigned long>(__builtin_popcountl(low) + __builtin_popcount(high));
     }
 
 private:
@@ -52,30 +54,31 @@ struct AllocTable::Picture {
     alignas(64) unsigned char bytes[PICTURE_LINES * LINE];
 };
 
-// Its own pieces stand behind it.
+// A line of the processor's cache; its pieces stand in the lines behind it.
 struct AllocTable::Saved {
     unsigned long requestId;  // 0 in one that is free
-    unsigned long size;
+    union {
+        unsigned long size;
+        Saved* next;  // of one that is free
+    };
     unsigned long codeAddress;
     unsigned long stackAddress;
-    Picture* picture;
-    Pieces different;
     union {
-        Saved* next;          // of one that is free
-        unsigned long order;  // in a chain
+        Picture* picture;
+        unsigned long order;  // in a chain, in a table without pictures
     };
-    unsigned short stackRead;
-    unsigned char pieces;  // behind it
-    unsigned char shard;
-    unsigned char codeRead;
-    unsigned char made;  // there is one here
+    unsigned long differentLow;  // of the pieces
+    unsigned int differentHigh;
     unsigned char codeBytes[4];
+    unsigned short stackRead;
+    unsigned char codeRead;
+    unsigned char lines;  // behind it, and this one; 0 where nothing has ever been
+    unsigned char shard;
 
     unsigned char* piece(unsigned long i) {
         return reinterpret_cast<unsigned char*>(this + 1) + i * PIECE;
     }
     unsigned char const* piece(unsigned long i) const { return const_cast<Saved*>(this)->piece(i); }
-    static unsigned long sizeWith(unsigned long pieces) { return sizeof(Saved) + pieces * PIECE; }
 };
 
 // A stack that is about to be saved.
@@ -245,7 +248,7 @@ ZAN_WHOLE_STACK void AllocTable::compare(unsigned long code, unsigned long end,
         for (; i < std::min(n, 16ul); ++i, shown += LINE, now += LINE)
             different.low |= differences(now, shown) << i * 4;
         for (; i < n; ++i, shown += LINE, now += LINE)
-            different.high |= differences(now, shown) << (i - 16) * 4;
+            different.high |= static_cast<unsigned int>(differences(now, shown) << (i - 16) * 4);
         Pieces const beyond = Pieces::range(n * 4, snapshot.lines * 4);
         different.low |= beyond.low;
         different.high |= beyond.high;
@@ -280,13 +283,16 @@ ZAN_WHOLE_STACK void AllocTable::compare(unsigned long code, unsigned long end,
 // --- Records
 
 AllocTable::Saved* AllocTable::Shard::take(unsigned long pieces) {
-    if (Saved* const saved = free[pieces]) {
-        free[pieces] = saved->next;
-        __builtin_prefetch(free[pieces], 1);
+    static_assert(sizeof(Saved) == LINE);
+    unsigned long const lines = 1 + (pieces * PIECE + LINE - 1) / LINE;
+    if (Saved* const saved = free[lines]) {
+        free[lines] = saved->next;
+        // The next one is written to some time from now.
+        auto const* const next = reinterpret_cast<unsigned char const*>(saved->next);
+        for (unsigned long i = 0; i < lines; ++i) __builtin_prefetch(next + i * LINE, 1);
         return saved;
     }
-    unsigned long const size = Saved::sizeWith(pieces);
-    if (chunks.empty() || filled + size > CHUNK) {
+    if (chunks.empty() || filled + lines * LINE > CHUNK) {
         if (!chunks.empty() && current + 1 < chunks.size()) {
             ++current;
         } else {
@@ -303,9 +309,8 @@ AllocTable::Saved* AllocTable::Shard::take(unsigned long pieces) {
         filled = 0;
     }
     auto* const saved = reinterpret_cast<Saved*>(chunks[current] + filled);
-    saved->made = 1;
-    saved->pieces = static_cast<unsigned char>(pieces);
-    filled += size;
+    saved->lines = static_cast<unsigned char>(lines);
+    filled += lines * LINE;
     return saved;
 }
 
@@ -315,9 +320,9 @@ void AllocTable::Shard::reset() {
     current = filled = inserts = collisions = freed = 0;
 }
 
-// The four lowest bits of an address are free for the count of lives.
+// The lowest bits of an address are free for the count of lives.
 AllocTable::Saved* AllocTable::savedOf(Handle handle) {
-    return reinterpret_cast<Saved*>(static_cast<unsigned long>(handle) & ~15ul);
+    return reinterpret_cast<Saved*>(static_cast<unsigned long>(handle) & ~LIVES);
 }
 
 ZAN_WHOLE_STACK AllocTable::Handle AllocTable::insert(unsigned long requestId, unsigned long size,
@@ -362,7 +367,6 @@ ZAN_WHOLE_STACK AllocTable::Handle AllocTable::insert(unsigned long requestId, u
     if (used > heads) raise(maxChained_, used - heads);
     saved->requestId = requestId;
     saved->size = size;
-    saved->order = withPictures_ ? requestId : shard.inserts;
     saved->shard = shardNumber;
     saved->codeAddress = reinterpret_cast<unsigned long>(code);
     constexpr unsigned long PAGE = 4096;
@@ -377,17 +381,22 @@ ZAN_WHOLE_STACK AllocTable::Handle AllocTable::insert(unsigned long requestId, u
     }
     saved->stackAddress = at;
     saved->stackRead = static_cast<unsigned short>(snapshot.read);
-    saved->picture = snapshot.picture;
-    if (saved->picture != nullptr)
-        saved->picture->references.fetch_add(1, std::memory_order_relaxed);
-    saved->different = snapshot.different;
+    if (!withPictures_) {
+        saved->order = shard.inserts;
+    } else {
+        saved->picture = snapshot.picture;
+        if (saved->picture != nullptr)
+            saved->picture->references.fetch_add(1, std::memory_order_relaxed);
+    }
+    saved->differentLow = snapshot.different.low;
+    saved->differentHigh = snapshot.different.high;
     unsigned char* to = saved->piece(0);
     for (unsigned long set = snapshot.different.low; set != 0; set &= set - 1, to += PIECE)
         copyPiece(to, snapshot.from + static_cast<unsigned long>(__builtin_ctzl(set)) * PIECE);
     for (unsigned long set = snapshot.different.high; set != 0; set &= set - 1, to += PIECE)
         copyPiece(to,
                   snapshot.from + (64 + static_cast<unsigned long>(__builtin_ctzl(set))) * PIECE);
-    return static_cast<Handle>(reinterpret_cast<unsigned long>(saved) | (snapshot.life & 15));
+    return static_cast<Handle>(reinterpret_cast<unsigned long>(saved) | (snapshot.life & LIVES));
 }
 
 bool AllocTable::remove(Handle handle) {
@@ -395,15 +404,15 @@ bool AllocTable::remove(Handle handle) {
     Saved* const saved = savedOf(handle);
     Shard& shard = shards_[saved->shard % SHARDS];
     Guard const guard(shard.mutex);
-    if (!shard.open || ((static_cast<unsigned long>(handle) ^ life_) & 15) != 0) return false;
+    if (!shard.open || ((static_cast<unsigned long>(handle) ^ life_) & LIVES) != 0) return false;
     ++shard.freed;
     used_.fetch_sub(1, std::memory_order_relaxed);
     if (usedOf_[bucketOf(saved->requestId)].fetch_sub(1, std::memory_order_relaxed) == 1)
         heads_.fetch_sub(1, std::memory_order_relaxed);
-    if (saved->picture != nullptr) release(saved->picture);
+    if (withPictures_ && saved->picture != nullptr) release(saved->picture);
     saved->requestId = 0;
-    saved->next = shard.free[saved->pieces];
-    shard.free[saved->pieces] = saved;
+    saved->next = shard.free[saved->lines];
+    shard.free[saved->lines] = saved;
     return true;
 }
 
@@ -451,14 +460,16 @@ std::vector<AllocTable::Saved const*> AllocTable::all() const {
         for (unsigned long i = 0; i < shard.chunks.size() && i <= shard.current; ++i)
             for (unsigned long at = 0; at + sizeof(Saved) <= CHUNK;) {
                 auto const* const saved = reinterpret_cast<Saved const*>(shard.chunks[i] + at);
-                if (saved->made == 0) break;
+                if (saved->lines == 0) break;
                 if (saved->requestId != 0) live.push_back(saved);
-                at += Saved::sizeWith(saved->pieces);
+                at += saved->lines * LINE;
             }
-    std::sort(live.begin(), live.end(), [](Saved const* a, Saved const* b) {
+    bool const numbered = withPictures_;
+    std::sort(live.begin(), live.end(), [numbered](Saved const* a, Saved const* b) {
         unsigned long const left = bucketOf(a->requestId);
         unsigned long const right = bucketOf(b->requestId);
-        return left != right ? left < right : a->order < b->order;
+        if (left != right) return left < right;
+        return numbered ? a->requestId < b->requestId : a->order < b->order;
     });
     return live;
 }
@@ -478,12 +489,12 @@ AllocRecord AllocTable::record(Saved const& saved) {
     unsigned long const into = saved.stackAddress % LINE;
     unsigned long const first = saved.stackAddress - into;
     unsigned char lines[MOST_LINES * LINE] = {};
+    Pieces const different = {saved.differentLow, saved.differentHigh};
     unsigned long kept = 0;
     for (unsigned long i = into / PIECE; i * PIECE < into + saved.stackRead; ++i) {
         unsigned char const* const piece =
-            saved.different.has(i)
-                ? saved.piece(kept++)
-                : saved.picture->bytes + (first + i * PIECE - saved.picture->begin);
+            different.has(i) ? saved.piece(kept++)
+                             : saved.picture->bytes + (first + i * PIECE - saved.picture->begin);
         std::memcpy(lines + i * PIECE, piece, PIECE);
     }
     std::memcpy(out.stackBytes, lines + into, saved.stackRead);

@@ -47,10 +47,10 @@ struct AllocCounters {
 //
 // Threads: any. The records of a thread's blocks lie together, under one of 32 locks, held for the
 //   time of a copy. A report, and the child of a fork, sees whole records.
-// Memory: of a record, 80 bytes and the pieces, at most 1376 bytes; of a picture, 1.6 KB.
+// Memory: of a record, 64 bytes and the pieces, at most 1408 bytes; of a picture, 1.6 KB.
 class AllocTable {
 public:
-    // A record as it is kept. Its address is a multiple of 16.
+    // A record as it is kept.
     struct Saved;
     // What a block has to keep of it: no number of it comes back in another life of the table.
     enum class Handle : unsigned long { None = 0 };
@@ -93,7 +93,7 @@ private:
     static constexpr unsigned long LINE = 64;
     static constexpr unsigned long SNAPSHOT = sizeof AllocRecord::stackBytes;
     static constexpr unsigned long MOST_LINES = SNAPSHOT / LINE + 1;
-    static constexpr unsigned long MOST_PIECES = SNAPSHOT / PIECE + 1;
+    static constexpr unsigned long LIVES = LINE - 1;
     static constexpr unsigned long PICTURE_LINES = 24;
     static constexpr unsigned long CHUNK = 64 * 1024;
     static constexpr unsigned long PICTURES = 64;  // in a chunk
@@ -106,7 +106,7 @@ private:
     struct alignas(64) Shard {
         platform::BriefLock mutex;
         bool open = false;
-        Saved* free[MOST_PIECES + 1] = {};  // have been in use, by the number of pieces
+        Saved* free[MOST_LINES + 2] = {};  // have been in use, by the number of lines
         Chunks chunks;
         unsigned long current = 0;  // the chunk that is being filled
         unsigned long filled = 0;   // bytes of it
