@@ -47,7 +47,7 @@ private:
 }  // namespace
 
 struct AllocTable::Picture {
-    std::atomic<unsigned long> references;
+    unsigned long references;  // under the lock of the thread's shard, as all that refer to it
     Picture* next;
     unsigned long begin;  // the address of the first line
     unsigned long lines;
@@ -180,6 +180,7 @@ void AllocTable::endOfThread(void* table) {
     Own& mine = own();
     mine.ends = true;
     auto& self = *static_cast<AllocTable*>(table);
+    Guard const guard(self.shards_[mine.shard].mutex);
     for (Own::Site& site : mine.sites)
         if (site.picture != nullptr && mine.life == self.life_) self.release(site.picture);
 }
@@ -204,12 +205,13 @@ AllocTable::Picture* AllocTable::newPicture() {
         picture = chunk + picturesMade_ % PICTURES;
         ++picturesMade_;
     }
-    picture->references.store(1, std::memory_order_relaxed);
+    picture->references = 1;
     return picture;
 }
 
+// REQUIRES: the shard of its thread is locked.
 void AllocTable::release(Picture* picture) {
-    if (picture->references.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
+    if (--picture->references != 0) return;
     Guard const guard(pictureLock_);
     picture->next = freePictures_;
     freePictures_ = picture;
@@ -267,7 +269,10 @@ ZAN_WHOLE_STACK void AllocTable::compare(unsigned long code, unsigned long end,
     if (!renew) return;
     Picture* const made = newPicture();
     if (made == nullptr) return;
-    if (picture != nullptr) release(picture);
+    if (picture != nullptr) {
+        Guard const guard(shards_[mine.shard].mutex);
+        if (snapshot.life == life_) release(picture);
+    }
     if (!mine.armed) mine.armed = platform::atThreadExit(&endOfThread, this);
     made->begin = first;
     made->lines = std::min((end - first) / LINE, PICTURE_LINES);
@@ -385,8 +390,7 @@ ZAN_WHOLE_STACK AllocTable::Handle AllocTable::insert(unsigned long requestId, u
         saved->order = shard.inserts;
     } else {
         saved->picture = snapshot.picture;
-        if (saved->picture != nullptr)
-            saved->picture->references.fetch_add(1, std::memory_order_relaxed);
+        if (saved->picture != nullptr) ++saved->picture->references;
     }
     saved->differentLow = snapshot.different.low;
     saved->differentHigh = snapshot.different.high;
