@@ -92,6 +92,7 @@ void deliver(void*) {
 int prepare(Service& s) {
     int const process = getpid();
     if (owner.load() == process) return 0;
+    UncheckedBlocks const lifelong;
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0) return errno;
     ThreadHandle thread;

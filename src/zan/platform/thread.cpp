@@ -177,6 +177,7 @@ void sleepMilliSeconds(unsigned long milliSeconds) {
 }
 
 bool atThreadExit(void (*fn)(void*), void* arg) {
+    UncheckedBlocks const lifelong;  // in a thread that doesn't end before the process
     auto* const callback = new (std::nothrow) Callback{callbacks, fn, arg};
     if (callback == nullptr) return false;
     if (armEnd() != 0) {
