@@ -198,8 +198,8 @@ void trackDeleteArray(T* p, char const* file, unsigned int line, char const* fun
 
 namespace zan {
 
-// What a thread allocates while it holds one of these lives as long as the process by design: the
-// checker of allocations (mlc/stackwalker.h) does not list it. They nest.
+// What a thread allocates while it holds one of these lives as long as the process by design:
+// neither the book nor the checker of allocations (mlc/stackwalker.h) lists it. They nest.
 //
 // Threads: the one that makes it. Cost: a call each, and a counter.
 class ZAN_EXPORT UncheckedBlocks {

@@ -173,6 +173,9 @@ void beginUnchecked() {
 void endUnchecked() {
     --state.unchecked;
 }
+bool isUnchecked() {
+    return state.unchecked != 0;
+}
 
 bool holdsHeapLocks() {
     return state.holdsLocks;

@@ -43,6 +43,7 @@ AllocHook allocHook();
 // the process by design, and the hook's own. Costs a counter of the thread's.
 void beginUnchecked();
 void endUnchecked();
+bool isUnchecked();
 class UncheckedBlocks {
 public:
     UncheckedBlocks() { beginUnchecked(); }
