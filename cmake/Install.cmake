@@ -2,7 +2,13 @@ include(CMakePackageConfigHelpers)
 
 set(zan_package "${CMAKE_INSTALL_LIBDIR}/cmake/zan")
 
-install(TARGETS zan EXPORT zanTargets)
+install(TARGETS zan EXPORT zanTargets
+        LIBRARY COMPONENT runtime NAMELINK_COMPONENT development)
+if(TARGET zanmlc)
+    # No version in its name: it is preloaded by that name, and belongs to this version of zan.
+    install(TARGETS zanmlc EXPORT zanTargets LIBRARY COMPONENT runtime)
+endif()
+set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME development)
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/include/zan" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}"
         FILES_MATCHING PATTERN "*.h")
 install(EXPORT zanTargets NAMESPACE zan:: DESTINATION "${zan_package}")
@@ -34,3 +40,12 @@ list(JOIN zan_pc_switches " " zan_pc_switches)
 configure_file("${PROJECT_SOURCE_DIR}/cmake/zan.pc.in" "${PROJECT_BINARY_DIR}/zan.pc.in" @ONLY)
 file(GENERATE OUTPUT "${PROJECT_BINARY_DIR}/zan.pc" INPUT "${PROJECT_BINARY_DIR}/zan.pc.in")
 install(FILES "${PROJECT_BINARY_DIR}/zan.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+
+install(FILES README.md CHANGELOG.md DESTINATION "${CMAKE_INSTALL_DOCDIR}"
+        COMPONENT documentation)
+install(DIRECTORY docs/ DESTINATION "${CMAKE_INSTALL_DOCDIR}/guides"
+        COMPONENT documentation FILES_MATCHING PATTERN "*.md")
+
+if(PROJECT_IS_TOP_LEVEL)
+    include(Package)
+endif()

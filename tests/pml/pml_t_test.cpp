@@ -190,7 +190,7 @@ void expectSame(Unit const& a, Unit const& b) {
 
 TEST(PmlRoundTrip, TreesSurviveEveryLayout) {
     auto random = zan_test::makeRandom();
-    for (int round = 0; round < 300; ++round) {
+    for (int round = 0; round < 100; ++round) {
         Unit u(istr("root"));
         grow(u, random, 4);
         for (int mode = 1; mode <= 4; ++mode) {

@@ -1,6 +1,8 @@
 #include "zan/tcp/tcp_server.h"
 
 #include <gtest/gtest.h>
+#include <pthread.h>
+#include <sys/resource.h>
 
 #include <atomic>
 #include <fstream>
@@ -187,6 +189,104 @@ TEST(TcpServerHostility, TwoHundredClientsAtOnce) {
     test.server.close();
     EXPECT_EQ(200u, test.recorder->closed().size());
     for (auto& peer : peers) EXPECT_TRUE(peer.atEnd());
+}
+
+// --- The process may run out of what a connection needs.
+
+// Takes every descriptor that is left, the limit set as low as this many.
+class NoDescriptors {
+public:
+    explicit NoDescriptors(int spare) {
+        getrlimit(RLIMIT_NOFILE, &before_);
+        int const next = dup(0);
+        ::close(next);
+        rlimit low = before_;
+        low.rlim_cur = static_cast<rlim_t>(next + spare);
+        setrlimit(RLIMIT_NOFILE, &low);
+        for (int fd = dup(0); fd != -1; fd = dup(0)) taken_.push_back(fd);
+    }
+    ~NoDescriptors() {
+        for (int fd : taken_) ::close(fd);
+        setrlimit(RLIMIT_NOFILE, &before_);
+    }
+    NoDescriptors(NoDescriptors const&) = delete;
+    NoDescriptors& operator=(NoDescriptors const&) = delete;
+
+private:
+    rlimit before_{};
+    std::vector<int> taken_;
+};
+
+TEST(TcpServerShortage, WithoutDescriptorsClientsWaitAndTheOthersGoOn) {
+    TestServer test;
+    test.echo();
+    Peer served = test.connect();
+    served.write(frame("before"));
+    ASSERT_EQ("before", served.readFrame());
+    Lines lines({"TCP.ERROR"});
+    Peer waiting(socket(AF_INET, SOCK_STREAM, 0));
+    {
+        NoDescriptors const shortage(8);
+        ASSERT_TRUE(waiting.connectTo(test.server.getLocalPort()));
+        waiting.write(frame("patience"));
+        EXPECT_TRUE(lines.waitFor("accept() "));
+        served.write(frame("meanwhile"));
+        EXPECT_EQ("meanwhile", served.readFrame());
+    }
+    EXPECT_EQ("patience", waiting.readFrame());
+    // It pauses between its attempts instead of filling the log.
+    EXPECT_LT(lines.count("accept() "), 100u);
+}
+
+TEST(TcpServerShortage, DescriptorsAboveTheRangeOfSelectServeToo) {
+    rlimit before{};
+    getrlimit(RLIMIT_NOFILE, &before);
+    rlimit high = before;
+    high.rlim_cur = std::min<rlim_t>(before.rlim_max, 4096);
+    if (high.rlim_cur < 1300) GTEST_SKIP() << "the system allows only " << high.rlim_cur;
+    setrlimit(RLIMIT_NOFILE, &high);
+    std::vector<int> taken;
+    while (taken.empty() || taken.back() < 1100) taken.push_back(dup(0));
+    {
+        TestServer test;
+        test.echo();
+        Peer peer = test.connect();
+        EXPECT_GT(peer.fd(), 1024);
+        peer.write(frame("far up"));
+        EXPECT_EQ("far up", peer.readFrame());
+        zan::TcpClient client;
+        zan::Handle<Recorder> const recorder(new Recorder);
+        ASSERT_TRUE(client.open(loopback(test.server.getLocalPort()), recorder, 10, 0));
+        EXPECT_TRUE(client.send("and a client", 10));
+        EXPECT_TRUE(recorder->waitMessages(1));
+    }
+    for (int fd : taken) ::close(fd);
+    setrlimit(RLIMIT_NOFILE, &before);
+}
+
+TEST(TcpServerShortage, AClientForWhomThereIsNoThreadIsClosedAlone) {
+    TestServer test;
+    test.echo();
+    Peer served = test.connect();
+    served.write(frame("before"));
+    ASSERT_EQ("before", served.readFrame());
+    Lines lines;
+    pthread_attr_t normal;
+    pthread_attr_t huge;
+    ASSERT_EQ(0, pthread_getattr_default_np(&normal));
+    ASSERT_EQ(0, pthread_getattr_default_np(&huge));
+    ASSERT_EQ(0, pthread_attr_setstacksize(&huge, 1UL << 47));  // more than the address space
+    ASSERT_EQ(0, pthread_setattr_default_np(&huge));
+    Peer refused = test.connect();
+    EXPECT_TRUE(refused.atEnd());
+    EXPECT_EQ(0, pthread_setattr_default_np(&normal));
+    EXPECT_TRUE(lines.waitFor("start tcp server failure"));
+    served.write(frame("after"));
+    EXPECT_EQ("after", served.readFrame());
+    Peer next = test.connect();
+    next.write(frame("next"));
+    EXPECT_EQ("next", next.readFrame());
+    EXPECT_EQ(2u, test.server.clients().size());
 }
 
 // --- Many senders, one order.

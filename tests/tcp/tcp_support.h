@@ -41,20 +41,21 @@ class Peer {
 public:
     explicit Peer(int fd) : fd_(fd) {}
     static Peer connect(unsigned short port) {
-        int const fd = socket(AF_INET, SOCK_STREAM, 0);
+        Peer peer(socket(AF_INET, SOCK_STREAM, 0));
+        if (!peer.connectTo(port)) peer.close();
+        return peer;
+    }
+    bool connectTo(unsigned short port) {
         sockaddr_in addr{};
         addr.sin_family = AF_INET;
         addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         addr.sin_port = htons(port);
-        if (::connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr) != 0) {
-            ::close(fd);
-            return Peer(-1);
-        }
+        if (::connect(fd_, reinterpret_cast<sockaddr*>(&addr), sizeof addr) != 0) return false;
         int const on = 1;
-        setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+        setsockopt(fd_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
         timeval const limit = {PATIENCE.count(), 0};
-        setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
-        return Peer(fd);
+        setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+        return true;
     }
     Peer(Peer&& other) noexcept : fd_(other.fd_) { other.fd_ = -1; }
     Peer& operator=(Peer&&) = delete;

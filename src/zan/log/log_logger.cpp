@@ -593,6 +593,7 @@ bool loggerImpl::appLogOff(String const& name) {
 void loggerImpl::setAppLog(String const& name, bool on) {
     {
         MutexLock const config(configMutex_);
+        UncheckedBlocks const lifelong;
         appLogs_[name] = on;
     }
     publishLevels();

@@ -68,7 +68,7 @@ unsigned long functionCalledBy(unsigned long) {
 }
 #endif
 
-// The functions whose caller frees what they have allocated.
+// The functions whose caller frees what they have allocated, and that keep nothing for themselves.
 constexpr char const* OWNED[] = {
     "strdup",
     "strndup",
@@ -97,13 +97,13 @@ constexpr char const* OWNED[] = {
     "open_memstream",
     "open_wmemstream",
     "fmemopen",
-    "getaddrinfo",
+
     "getifaddrs",
     "if_nameindex",
     "regcomp",
     "glob",
     "wordexp",
-    "newlocale",
+
     "duplocale",
     "iconv_open",
     "tempnam",
