@@ -166,6 +166,7 @@ void closeConverters(void*) {
 }
 
 Pair& pairOf(Page const& page) {
+    UncheckedBlocks const lifelong;  // in the main thread
     if (converters == nullptr) {
         converters = new std::vector<Pair>;
         // If this fails the converters outlive the thread: a leak, in a process without memory.
@@ -182,6 +183,7 @@ Pair& pairOf(Page const& page) {
 
 Converter* decoderOf(Page const& page) {
     Pair& pair = pairOf(page);
+    UncheckedBlocks const lifelong;
     if (!pair.decoder) pair.decoder = std::make_unique<Converter>(WIDE, page.charset);
     if (!pair.decoder->valid()) pair.decoder.reset();
     return pair.decoder.get();
@@ -189,6 +191,7 @@ Converter* decoderOf(Page const& page) {
 
 Converter* encoderOf(Page const& page) {
     Pair& pair = pairOf(page);
+    UncheckedBlocks const lifelong;
     if (!pair.encoder) pair.encoder = std::make_unique<Converter>(page.charset, WIDE);
     if (!pair.encoder->valid()) pair.encoder.reset();
     return pair.encoder.get();
