@@ -10,6 +10,8 @@
 #include <cstdint>
 #include <cstdlib>
 
+#include "zan/platform/crash.h"
+#include "zan/platform/process_image.h"
 #include "zan/platform/saved_frame.h"
 
 namespace zan::platform {
@@ -225,7 +227,14 @@ int Symbols::walk(unsigned long frame, ReadStack read, void* process, TakeFrame 
 
 std::vector<Symbol> Symbols::find(void const* address, bool isReturn) {
     Symbol symbol;
-    if (!state_) return {symbol};
+    if (!state_) {  // for tools that have more to read
+        LoadedModule module;
+        if (loadedModule(address, module)) {
+            symbol.module = *module.path != '\0' ? module.path : executablePath();
+            symbol.base = module.base;
+        }
+        return {symbol};
+    }
     auto const at = reinterpret_cast<std::uintptr_t>(address);
     // The return address of a call at the very end of a function belongs to the next one.
     Dwarf_Addr const asked = isReturn && at != 0 ? at - 1 : at;
