@@ -13,6 +13,20 @@ install(DIRECTORY "${PROJECT_SOURCE_DIR}/include/zan" DESTINATION "${CMAKE_INSTA
         FILES_MATCHING PATTERN "*.h")
 install(EXPORT zanTargets NAMESPACE zan:: DESTINATION "${zan_package}")
 
+# gdb looks for printers below a folder that is named after that of the library, which is known when
+# it is installed. What is packed by CPack lies in /usr at last.
+if(NOT IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}" AND NOT IS_ABSOLUTE "${CMAKE_INSTALL_DATADIR}")
+    install(CODE "
+        get_filename_component(prefix \"\${CMAKE_INSTALL_PREFIX}\" ABSOLUTE)
+        set(final \"\${prefix}\")
+        if(prefix MATCHES /_CPack_Packages/)
+            set(final /usr)
+        endif()
+        file(INSTALL \"$<TARGET_FILE:zan>-gdb.py\"
+             DESTINATION \"\${prefix}/${CMAKE_INSTALL_DATADIR}/gdb/auto-load\${final}/${CMAKE_INSTALL_LIBDIR}\")"
+        COMPONENT development)
+endif()
+
 configure_package_config_file("${PROJECT_SOURCE_DIR}/cmake/zanConfig.cmake.in"
     "${PROJECT_BINARY_DIR}/zanConfig.cmake" INSTALL_DESTINATION "${zan_package}")
 write_basic_package_version_file("${PROJECT_BINARY_DIR}/zanConfigVersion.cmake"

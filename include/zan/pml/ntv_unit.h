@@ -322,9 +322,10 @@ private:
     void clearChildrenMap();
     void copyIntoMap(Unit* child);
     void renaming();
-    Unit* lookup(istr const& key) const;
-    static Unit* lookupPlace(std::vector<Unit*> const& all, istr const& key);
-    Unit const* step(istr const& name) const;
+    Unit* lookup(istr key) const;
+    Unit* lookupFurther(istr key) const;
+    Unit* lookupPlace(istr key) const;
+    Unit const* step(istr name) const;
     void indexChildren();
     bool addMade(Unit* child);
     void append(ListValue& units, Unit* child);

@@ -65,18 +65,19 @@ private:
     void shut();
 
     // The pending expiries, the earliest in front: a heap with four children to a node. A slot has
-    // one entry at most, and m_heapPos knows where, so that it is found without a search.
+    // one entry at most, and m_heapPos knows where, so that it is found without a search. Entries
+    // go by value, in two registers: written in halves, one can't be read as a whole at once.
     struct Timeout {
         __int64 due;
-        std::uint32_t id;  // packed; orders what is due at the same time
-        std::uint32_t pos;
+        unsigned long id;  // packed; orders what is due at the same time
+        unsigned long pos() const { return id & 0x1FFFF; }
     };
-    static bool before(Timeout const& a, Timeout const& b) {
+    static bool before(Timeout a, Timeout b) {
         return a.due != b.due ? a.due < b.due : a.id < b.id;
     }
-    void place(unsigned long at, Timeout const& t);
-    void siftUp(unsigned long at, Timeout const& t);
-    void siftDown(unsigned long at, Timeout const& t);
+    void place(unsigned long at, Timeout t);
+    void siftUp(unsigned long at, Timeout t);
+    void siftDown(unsigned long at, Timeout t);
     bool planned(TimerBlock const& block) const;
     void plan(TimerBlock& block, Time const& from, Time const& period);
     void unplan(TimerBlock const& block);

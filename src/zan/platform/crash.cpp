@@ -197,7 +197,9 @@ void onCrash(int number, siginfo_t* info, void* rawContext) {
     int const self = gettid();
     int none = 0;
     if (!reporter.compare_exchange_strong(none, self)) {
-        while (none != self) pause();
+        if (none != self) {
+            for (;;) pause();
+        }
         // The report itself has failed.
         auto* const report = installed.load();
         if (!crash.again && report != nullptr) {

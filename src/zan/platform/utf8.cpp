@@ -68,14 +68,15 @@ inline void store16(void* p, __m128i v) {
 }
 
 // Bytes to characters, as if all were ASCII.
-inline void widen16(__m128i b, wchar_t* o) {
+inline void widen8(__m128i b, wchar_t* o) {
     __m128i const zero = _mm_setzero_si128();
-    __m128i const lo = _mm_unpacklo_epi8(b, zero);
-    __m128i const hi = _mm_unpackhi_epi8(b, zero);
-    store16(o, _mm_unpacklo_epi16(lo, zero));
-    store16(o + 4, _mm_unpackhi_epi16(lo, zero));
-    store16(o + 8, _mm_unpacklo_epi16(hi, zero));
-    store16(o + 12, _mm_unpackhi_epi16(hi, zero));
+    __m128i const words = _mm_unpacklo_epi8(b, zero);
+    store16(o, _mm_unpacklo_epi16(words, zero));
+    store16(o + 4, _mm_unpackhi_epi16(words, zero));
+}
+inline void widen16(__m128i b, wchar_t* o) {
+    widen8(b, o);
+    widen8(_mm_unpackhi_epi64(b, b), o + 8);
 }
 
 // How many bytes of the next four sequences are whole and valid ones of three, counted from the
@@ -153,6 +154,18 @@ unsigned long decode(Byte const* p, Byte const* const end, wchar_t* const out) {
             for (int i = 0; i < 8; ++i) o[i] = p[i];
             p += 8;
             o += 8;
+        }
+#endif
+#if defined(__SSE2__)
+        // What is left of it, and short texts.
+        if (end - p >= 8) {
+            __m128i const b = _mm_loadl_epi64(reinterpret_cast<__m128i const*>(p));
+            if (_mm_movemask_epi8(b) == 0) {
+                widen8(b, o);
+                p += 8;
+                o += 8;
+                continue;
+            }
         }
 #endif
         // Stays here as long as the text is not ASCII, and takes single ASCII characters along: a
@@ -391,6 +404,11 @@ void utf8ToWide(char const* in, unsigned long n, std::wstring& out) {
     // In pieces that stay in the nearest cache: memory is then written once, not cleared first.
     constexpr unsigned long PIECE = 1024;
     wchar_t piece[PIECE];
+    if (n <= PIECE) {
+        auto const* const p = reinterpret_cast<Byte const*>(in);
+        out.assign(piece, decode(p, p + n, piece));
+        return;
+    }
     out.clear();
     out.reserve(countLeads(in, n));
     auto const* p = reinterpret_cast<Byte const*>(in);

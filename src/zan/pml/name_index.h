@@ -15,6 +15,7 @@ class Unit::NameIndex {
 public:
     // Lists up to this size are searched one by one.
     static constexpr unsigned long SHORT = 16;
+    static constexpr unsigned long SHORT_NAME = 16;
 
     // Makes room for units up to the `n`th of the list, so that catchUp() does not fail.
     void reserve(unsigned long n) {
@@ -56,17 +57,38 @@ public:
     // How many units of the list it knows.
     unsigned long covered() const { return covered_; }
 
-    // REQUIRES: `b` is not empty.
+    // REQUIRES, here and below: `b` is not empty.
     static bool same(String const& a, istr const& b) {
+        unsigned long const n = b.size();
+        return n <= SHORT_NAME ? sameShort(a, b, b[n - 1])
+                               : a.size() == n && std::memcmp(a.data(), b.data(), n) == 0;
+    }
+
+    // Without a call. Names in one list tend to differ in size or at the end: `last` is the last
+    // byte of `b`, for the caller to keep at hand. REQUIRES: `b` is not above SHORT_NAME.
+    static bool sameShort(String const& a, istr const& b, char last) {
         unsigned long const n = b.size();
         if (a.size() != n) return false;
         char const* const p = a.data();
-        // Names in one list tend to differ at their ends.
-        return p[n - 1] == b[n - 1] && p[0] == b[0] && (n < 3 || std::memcmp(p, b.data(), n) == 0);
+        if (p[n - 1] != last) return false;
+        if (n < 4) return n == 1 || sameEnds<unsigned short>(p, b.data(), n);
+        return n < 8 ? sameEnds<unsigned int>(p, b.data(), n) : sameEnds<uint64>(p, b.data(), n);
     }
 
 private:
     static unsigned int hashOf(istr const& name);
+
+    // The first and the last word of the two. REQUIRES: one to two words in `n` bytes.
+    template <class Word>
+    static bool sameEnds(char const* p, char const* q, unsigned long n) {
+        auto const differ = [p, q](unsigned long at) {
+            Word a, b;
+            std::memcpy(&a, p + at, sizeof(Word));
+            std::memcpy(&b, q + at, sizeof(Word));
+            return static_cast<Word>(a ^ b);
+        };
+        return (differ(0) | differ(n - sizeof(Word))) == 0;
+    }
 
     // Of two units with one name the first one stays in front.
     void put(Unit* unit) {

@@ -1,5 +1,7 @@
 #include "zan/pml/ntv_unit.h"
 
+#include <algorithm>
+#include <array>
 #include <charconv>
 #include <cstring>
 #include <limits>
@@ -59,6 +61,17 @@ bool readDigits(istr const& text, T& v) {
     } else {
         return false;
     }
+}
+
+// What ends a name in a path.
+constexpr std::array<bool, 256> makeNameEnds() {
+    std::array<bool, 256> all{};
+    all['/'] = all['['] = true;
+    return all;
+}
+constexpr std::array<bool, 256> NAME_ENDS = makeNameEnds();
+bool endsName(char c) {
+    return NAME_ENDS[static_cast<unsigned char>(c)];
 }
 
 uint64 mix(uint64 a, uint64 b) {
@@ -172,23 +185,34 @@ void Unit::setValueOwner() {
 
 // --- Children by name
 
-__attribute__((always_inline)) inline Unit* Unit::lookup(istr const& key) const {
+// Nothing is called for a short name in a short list, which is what most look-ups are. REQUIRES:
+// the key is not empty.
+__attribute__((always_inline)) inline Unit* Unit::lookup(istr key) const {
     ListValue const* const units = list();
-    if (units == nullptr || key.empty()) return nullptr;
-    std::vector<Unit*> const& all = units->data_;
-    Unit* const* unit = all.data();
-    Unit* const* const end = unit + all.size();
+    if (units == nullptr) return nullptr;
+    if (__builtin_expect(children_ != nullptr || key.size() > NameIndex::SHORT_NAME, 0))
+        return lookupFurther(key);
+    char const last = key[key.size() - 1];
+    for (Unit* const unit : units->data_)
+        if (NameIndex::sameShort(unit->name_, key, last)) return unit;
+    return key[0] == '[' ? lookupPlace(key) : nullptr;
+}
+
+Unit* Unit::lookupFurther(istr key) const {
+    std::vector<Unit*> const& all = list()->data_;
+    unsigned long i = 0;
     if (children_ != nullptr) {
         if (Unit* const found = children_->find(key)) return found;
-        if (!childRenamed_) unit += children_->covered();
+        if (!childRenamed_) i = children_->covered();
     }
-    for (; unit != end; ++unit)
-        if (NameIndex::same((*unit)->name_, key)) return *unit;
-    return key[0] == '[' ? lookupPlace(all, key) : nullptr;
+    for (; i < all.size(); ++i)
+        if (NameIndex::same(all[i]->name_, key)) return all[i];
+    return key[0] == '[' ? lookupPlace(key) : nullptr;
 }
 
 // An unnamed unit by its key.
-Unit* Unit::lookupPlace(std::vector<Unit*> const& all, istr const& key) {
+Unit* Unit::lookupPlace(istr key) const {
+    std::vector<Unit*> const& all = list()->data_;
     unsigned long n = 0;
     if (!placeOf(key, n)) return nullptr;
     if (n < all.size() && all[n]->name_.empty() && all[n]->index_ == n) return all[n];
@@ -430,21 +454,25 @@ void Unit::operator+=(Unit const& other) {
 
 // --- Look-up
 
-inline Unit const* Unit::step(istr const& name) const {
-    if (name.empty()) return this;
-    if (__builtin_expect(name[0] == '.' || name[0] == '/', 0)) {
-        if (name.size() == 1) return name[0] == '.' ? this : root();
-        if (name.size() == 2 && name[0] == '.' && name[1] == '.') return parent_;
+// One name of a path. Inlined into the walk: a call would cost as much as the few names of a usual
+// list. REQUIRES: the name is not empty.
+__attribute__((always_inline)) inline Unit const* Unit::step(istr name) const {
+    if (__builtin_expect(name[0] == '.', 0)) {
+        if (name.size() == 1) return this;
+        if (name.size() == 2 && name[1] == '.') return parent_;
     }
     return lookup(name);
 }
 
 Unit const* Unit::at(istr const& name) const {
+    if (name.empty()) return this;
+    if (name.size() == 1 && name[0] == '/') return root();
     return step(name);
 }
 
 Unit* Unit::at(istr const& name) {
-    if (Unit* const found = lookup(name)) return found;
+    if (!name.empty())
+        if (Unit* const found = lookup(name)) return found;
     Unit* const made = ZAN_NEW(Unit(name));
     return addMade(made) ? made : nullptr;
 }
@@ -460,32 +488,36 @@ Unit const* Unit::find(istr const& path) const {
     Unit const* current = this;
     char const* p = path.begin();
     char const* const end = path.end();
-    if (p == end) return current;
-    if (*p == '/') {
+    if (p != end && *p == '/') {
         current = root();
         ++p;
     }
-    char const* start = p;
-    for (; p != end; ++p) {
-        if (*p != '/' && *p != '[') continue;
-        current = current->step(istr(start, p));
-        if (current == nullptr) return nullptr;
-        start = p + 1;
-        if (*p == '/') continue;
+    for (;;) {
+        char const* const start = p;
+        while (p != end && !endsName(*p)) ++p;
+        if (p != start) {
+            current = current->step(istr(start, p));
+            if (current == nullptr) return nullptr;
+        }
+        if (p == end) return current;
+        if (*p++ == '/') continue;
+        char const* const place = p;
         unsigned long n = 0;
-        bool number = true;
-        for (++p; p != end && *p != ']'; ++p) {
-            auto const digit = static_cast<unsigned int>(*p - '0');
-            number = number && digit <= 9 && n <= (npos - digit) / 10;
+        bool fits = true;
+        for (; p != end; ++p) {
+            auto const digit = static_cast<unsigned char>(*p - '0');
+            if (digit > 9) break;
+            fits = fits && (n < npos / 10 || (n == npos / 10 && digit <= npos % 10));
             n = n * 10 + digit;
         }
-        if (p == end) break;
-        if (!number || p == start) return nullptr;
-        current = current->childAt(n);
+        if (p == end || *p != ']' || p == place || !fits)
+            return std::find(p, end, ']') == end ? current->at(place, end) : nullptr;
+        ++p;
+        ListValue const* const units = current->list();
+        current =
+            units != nullptr && n < units->data_.size() ? units->data_[n] : current->childAt(n);
         if (current == nullptr) return nullptr;
-        start = p + 1;
     }
-    return current->step(istr(start, end));
 }
 
 String Unit::path() const {

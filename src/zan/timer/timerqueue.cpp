@@ -109,12 +109,12 @@ void TimerQueue::shut() {
 
 // --- The heap
 
-inline void TimerQueue::place(unsigned long at, Timeout const& t) {
+inline void TimerQueue::place(unsigned long at, Timeout t) {
     m_timeoutQueue[at] = t;
-    m_heapPos[t.pos] = static_cast<std::uint32_t>(at);
+    m_heapPos[t.pos()] = static_cast<std::uint32_t>(at);
 }
 
-void TimerQueue::siftUp(unsigned long at, Timeout const& t) {
+void TimerQueue::siftUp(unsigned long at, Timeout t) {
     while (at != 0) {
         unsigned long const parent = (at - 1) / 4;
         if (!before(t, m_timeoutQueue[parent])) break;
@@ -124,7 +124,7 @@ void TimerQueue::siftUp(unsigned long at, Timeout const& t) {
     place(at, t);
 }
 
-void TimerQueue::siftDown(unsigned long at, Timeout const& t) {
+void TimerQueue::siftDown(unsigned long at, Timeout t) {
     unsigned long const size = m_timeoutQueue.size();
     for (unsigned long child = firstChild(at); child < size; child = firstChild(at)) {
         unsigned long const end = child + 4 < size ? child + 4 : size;
@@ -145,9 +145,7 @@ bool TimerQueue::planned(TimerBlock const& block) const {
 void TimerQueue::plan(TimerBlock& block, Time const& from, Time const& period) {
     unplan(block);
     block.m_expiredTime = detail::timerExpiry(from, period);
-    Timeout const t = {block.m_expiredTime.toMicroSeconds(),
-                       static_cast<std::uint32_t>(block.m_nTimerID.get()),
-                       static_cast<std::uint32_t>(block.m_nTimerID.position())};
+    Timeout const t = {block.m_expiredTime.toMicroSeconds(), block.m_nTimerID.get()};
     m_timeoutQueue.push_back(t);
     siftUp(m_timeoutQueue.size() - 1, t);
 }
@@ -301,7 +299,7 @@ void TimerQueue::doCheck() {
     if (m_timeoutQueue.empty()) return;
     ZAN_TIMER_LINE(DIAG, "before check, timeoutQueue size = " << m_timeoutQueue.size());
     while (!m_timeoutQueue.empty() && m_timeoutQueue[0].due <= m_currTime.toMicroSeconds()) {
-        TimerBlock const& block = blocks_[m_timeoutQueue[0].pos];
+        TimerBlock const& block = blocks_[m_timeoutQueue[0].pos()];
         expired_[expiredCount_++] = block.m_nTimerID;
         unplan(block);
     }
@@ -355,7 +353,7 @@ dumper& TimerQueue::dump(dumper& d) const {
     MonitorLock const guard(monitor_);
     std::set<TimeoutBlock> timeouts;
     for (Timeout const& t : m_timeoutQueue) {
-        TimerBlock const& block = blocks_[t.pos];
+        TimerBlock const& block = blocks_[t.pos()];
         timeouts.insert({block.m_expiredTime, block.m_nTimerID, &block});
     }
     dumper::_Entry const entry(d, "zan::TimerQueue");

@@ -83,11 +83,12 @@ struct Block {
            static_cast<Word>(p[3]) << 24;
 }
 
+// g++ 12 would not make one store of the four bytes, as it makes one load above.
 [[gnu::always_inline]] inline void storeWord(unsigned char* p, Word v) {
-    p[0] = static_cast<unsigned char>(v);
-    p[1] = static_cast<unsigned char>(v >> 8);
-    p[2] = static_cast<unsigned char>(v >> 16);
-    p[3] = static_cast<unsigned char>(v >> 24);
+#if __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
+    v = __builtin_bswap32(v);
+#endif
+    std::memcpy(p, &v, sizeof(v));
 }
 
 [[gnu::always_inline]] inline Block load(unsigned char const* p) {
@@ -165,19 +166,38 @@ Word subWord(Word v) {
     return Substituted{TABLES.sbox}(v, v, v, v, 0);
 }
 
-// The tables have the inverse S-box in them, which the S-box takes out again.
-Word invertedColumn(Word w) {
-    auto const& box = TABLES.sbox;
-    return Mixed{TABLES.decrypt}(box[w & 0xFF], static_cast<Word>(box[w >> 8 & 0xFF]) << 8,
-                                 static_cast<Word>(box[w >> 16 & 0xFF]) << 16,
-                                 static_cast<Word>(box[w >> 24]) << 24, 0);
+// The four columns of a round's key at a time.
+using Columns __attribute__((vector_size(16))) = Word;
+
+// Each byte times 2, as times2() does.
+Columns doubled(Columns v) {
+    Columns const high = v & 0x80808080;
+    return (v & 0x7F7F7F7F) << 1 ^ ((high - (high >> 7)) & 0x1B1B1B1B);
 }
 
+Columns rotated(Columns v, int n) {
+    return v << n | v >> (32 - n);
+}
+
+// InvMixColumns by arithmetic: the tables would need the S-box to take theirs out again.
+Columns inverted(Columns v) {
+    Columns const by2 = doubled(v);
+    Columns const by4 = doubled(by2);
+    Columns const by8 = doubled(by4);
+    Columns const by9 = by8 ^ v;
+    return by8 ^ by4 ^ by2 ^ rotated(by9, 8) ^ rotated(by9 ^ by4, 16) ^ rotated(by9 ^ by2, 24);
+}
+
+// From the oldest key to the one that was written last: those can't be read as a whole yet.
 void invertKeys(Word const* keys, int rounds, Word* inverse) {
-    std::memcpy(inverse, keys + 4 * rounds, 16);
-    for (int r = 1; r < rounds; ++r)
-        for (int i = 0; i < 4; ++i) inverse[4 * r + i] = invertedColumn(keys[4 * (rounds - r) + i]);
-    std::memcpy(inverse + 4 * rounds, keys, 16);
+    std::memcpy(inverse + 4 * rounds, keys, sizeof(Columns));
+    for (int r = 1; r < rounds; ++r) {
+        Columns key;
+        std::memcpy(&key, keys + 4 * r, sizeof(key));
+        key = inverted(key);
+        std::memcpy(inverse + 4 * (rounds - r), &key, sizeof(key));
+    }
+    std::memcpy(inverse, keys + 4 * rounds, sizeof(Columns));
 }
 
 void increment(unsigned char* counter) {
@@ -243,9 +263,9 @@ template <class SubWord>
 void expandKey(unsigned char const* key, int n, int total, SubWord const& sub, Word* w) {
     for (int i = 0; i < n; ++i) w[i] = loadWord(key + 4 * i);
     unsigned constant = 1;
+    Word last = w[n - 1];
     for (int i = n; i < total; i += n, constant = times2(constant)) {
-        Word last = w[i - n] ^ rotate(sub(w[i - 1]), 24) ^ constant;
-        w[i] = last;
+        w[i] = last = w[i - n] ^ constant ^ rotate(sub(last), 24);
         for (int j = i + 1; j < i + n && j < total; ++j)
             w[j] = last = w[j - n] ^ (j == i + 4 && n == 8 ? sub(last) : last);
     }

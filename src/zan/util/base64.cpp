@@ -68,6 +68,12 @@ char* encodeRun(char const* bytes, unsigned long n, char* out) {
     return out;
 }
 
+// The bits of four characters; NO_DIGIT and more where one of them is none.
+std::uint32_t digitsOf(unsigned char const* p) {
+    return TABLES.digits[0][p[0]] | TABLES.digits[1][p[1]] | TABLES.digits[2][p[2]] |
+           TABLES.digits[3][p[3]];
+}
+
 // Room for what a text of `n` characters can give.
 constexpr unsigned long decodedRoom(unsigned long n) {
     return n / 4 * 3 + 3;
@@ -120,19 +126,25 @@ unsigned long Base64::decodeTo(istr in, unsigned char* out) {
         have = 0;
     };
     while (p != end) {
-        // Plain groups, one after the other. Each writes a byte more than it gives, so the last one
-        // is left to the code below.
+        // Plain groups, two at a time. A pair writes two bytes more than it gives, and
+        // decodedRoom() has three.
         while (have == 0 && end - p >= 8) {
-            std::uint32_t const v = TABLES.digits[0][p[0]] | TABLES.digits[1][p[1]] |
-                                    TABLES.digits[2][p[2]] | TABLES.digits[3][p[3]];
+            std::uint32_t const v = digitsOf(p);
             if (v >= NO_DIGIT) break;
-            unsigned char const bytes[4] = {static_cast<unsigned char>(v >> 16),
-                                            static_cast<unsigned char>(v >> 8),
-                                            static_cast<unsigned char>(v), 0};
-            std::memcpy(out, bytes, 4);
+            std::uint32_t const w = digitsOf(p + 4);
+            // Swapped by hand: g++ 12 would store byte by byte.
+            uint64 bytes = static_cast<uint64>(v) << 40 | static_cast<uint64>(w << 8) << 8;
+#if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+            bytes = __builtin_bswap64(bytes);
+#endif
+            std::memcpy(out, &bytes, sizeof(bytes));
+            out += 3;
+            p += 4;
+            if (w >= NO_DIGIT) break;
             out += 3;
             p += 4;
         }
+        if (p == end) break;
         char const c = static_cast<char>(*p++);
         if (!isBase64(c)) continue;
         group[have++] = c;

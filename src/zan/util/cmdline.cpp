@@ -20,8 +20,7 @@ CmdLine& CmdLine::init(int argc, wchar_t** argv) {
 
 dumper& CmdLine::dump(dumper& d) const {
     dumper::_Entry const entry(d, "zan::CmdLine");
-    std::vector<std::wstring> texts;
-    for (int i = 0; i < argc_; ++i) texts.emplace_back(argv_[i]);
+    std::vector<std::wstring> const texts(argv_, argv_ + argc_);
     d << indent << namestring("argc_") << argc_ << endline;
     d << indent << namestring("argv");
     detail::dumpIndexed(d, "zan::array", texts) << endline;

@@ -1,0 +1,5 @@
+server(
+    port(4711)
+    log(filename(server.log)
+    inbox(in)
+)
