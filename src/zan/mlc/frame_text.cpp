@@ -23,7 +23,7 @@ std::string declarationOf(std::string const& raw) {
     int status = 0;
     char* const text = abi::__cxa_demangle(raw.c_str(), nullptr, nullptr, &status);
     if (text == nullptr) return raw;
-    std::string const whole = text;
+    std::string whole = text;
     std::free(text);
     return whole;
 }

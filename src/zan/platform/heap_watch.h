@@ -31,5 +31,5 @@ struct HeapWatch {
 // Exported by libzanmlc.so. Null ends the watch; other threads may still be in a call of it then.
 // The number is that of this interface: both libraries are of one version or don't meet.
 extern "C" void zanmlc_watch_1(zan::platform::HeapWatch const* watch);
-// Its malloc, to find out whether that is the one that the process uses.
-extern "C" void* zanmlc_malloc_1(unsigned long size);
+// It exports its malloc as zanmlc_malloc_1, too, to find out whether that is the one that the
+// process uses.
