@@ -30,3 +30,9 @@ using FrameWork = void* (*)(unsigned long a, unsigned long b, unsigned long c,
 // last, and gives its result back, in the caller of that one.
 extern "C" void* zan_with_frame(unsigned long a, unsigned long b, unsigned long c,
                                 zan::platform::FrameWork work);
+// The same under other types: a call that has to catch or convert is not the last.
+extern "C" void* zan_with_frame_noexcept(unsigned long a, unsigned long b, unsigned long c,
+                                         zan::platform::FrameWork work) noexcept
+    __asm__("zan_with_frame");
+extern "C" int zan_with_frame_int(unsigned long a, unsigned long b, unsigned long c,
+                                  zan::platform::FrameWork work) noexcept __asm__("zan_with_frame");

@@ -203,7 +203,7 @@ int sizes() {
         std::free(p);
         auto const a = static_cast<std::align_val_t>(to);
         EXPECT(aligned(p = operator new(3, a), to));
-        operator delete(p, 3, a);
+        operator delete(p, a);
         EXPECT(aligned(p = operator new[](3, a, std::nothrow), to));
         operator delete[](p, a);
     }

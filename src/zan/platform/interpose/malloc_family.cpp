@@ -196,7 +196,7 @@ bool isWatched() {
 void freed(void* p) {
     if (p == nullptr || __builtin_expect(isEarly(p), 0)) return;
     if (isWatched())
-        zan_with_frame(numberOf(p), 0, 0, &watchedFree);
+        zan_with_frame_noexcept(numberOf(p), 0, 0, &watchedFree);
     else
         next.free(p);
 }
@@ -207,7 +207,7 @@ void* resized(void* p, size_t size) {
         if (now != nullptr) std::memcpy(now, p, size < limit ? size : limit);
         return now;
     }
-    if (isWatched()) return zan_with_frame(numberOf(p), size, 0, &watchedRealloc);
+    if (isWatched()) return zan_with_frame_noexcept(numberOf(p), size, 0, &watchedRealloc);
     return next.realloc(p, size);
 }
 
@@ -254,14 +254,14 @@ extern "C" ZAN_INTERPOSED void zanmlc_watch_1(HeapWatch const* watcher) {
 extern "C" {
 
 ZAN_INTERPOSED void* malloc(size_t size) {
-    if (isWatched()) return zan_with_frame(size, 0, 0, &watchedMalloc);
+    if (isWatched()) return zan_with_frame_noexcept(size, 0, 0, &watchedMalloc);
     return next.malloc(size);
 }
 // So that it is found whatever malloc the process uses.
 ZAN_INTERPOSED void* zanmlc_malloc_1(size_t size)
     __attribute__((alias("malloc"), malloc, nothrow, alloc_size(1)));
 ZAN_INTERPOSED void* calloc(size_t n, size_t size) {
-    if (isWatched()) return zan_with_frame(n, size, 0, &watchedCalloc);
+    if (isWatched()) return zan_with_frame_noexcept(n, size, 0, &watchedCalloc);
     return next.calloc(n, size);
 }
 ZAN_INTERPOSED void* realloc(void* p, size_t size) {
@@ -279,49 +279,47 @@ ZAN_INTERPOSED void free(void* p) {
     freed(p);
 }
 ZAN_INTERPOSED void* memalign(size_t alignment, size_t size) {
-    if (isWatched()) return zan_with_frame(alignment, size, 0, &watchedMemalign);
+    if (isWatched()) return zan_with_frame_noexcept(alignment, size, 0, &watchedMemalign);
     return next.memalign(alignment, size);
 }
 ZAN_INTERPOSED void* aligned_alloc(size_t alignment, size_t size) {
-    if (isWatched()) return zan_with_frame(alignment, size, 0, &watchedAlignedAlloc);
+    if (isWatched()) return zan_with_frame_noexcept(alignment, size, 0, &watchedAlignedAlloc);
     return next.aligned_alloc(alignment, size);
 }
 ZAN_INTERPOSED int posix_memalign(void** p, size_t alignment, size_t size) {
-    if (isWatched())
-        return static_cast<int>(reinterpret_cast<std::intptr_t>(
-            zan_with_frame(numberOf(p), alignment, size, &watchedPosixMemalign)));
+    if (isWatched()) return zan_with_frame_int(numberOf(p), alignment, size, &watchedPosixMemalign);
     return next.posix_memalign(p, alignment, size);
 }
 ZAN_INTERPOSED void* valloc(size_t size) {
-    if (isWatched()) return zan_with_frame(size, 0, 0, &watchedValloc);
+    if (isWatched()) return zan_with_frame_noexcept(size, 0, 0, &watchedValloc);
     return next.valloc(size);
 }
 ZAN_INTERPOSED void* pvalloc(size_t size) {
-    if (isWatched()) return zan_with_frame(size, 0, 0, &watchedPvalloc);
+    if (isWatched()) return zan_with_frame_noexcept(size, 0, 0, &watchedPvalloc);
     return next.pvalloc(size);
 }
 
 }  // extern "C"
 
-#define ZAN_NEW_FORMS(name)                                                           \
-    ZAN_INTERPOSED void* operator name(size_t size) {                                 \
-        if (isWatched()) return zan_with_frame(0, size, 0, &watchedNew);              \
-        return newed(0, size);                                                        \
-    }                                                                                 \
-    ZAN_INTERPOSED void* operator name(size_t size, std::align_val_t alignment) {     \
-        auto const a = static_cast<size_t>(alignment);                                \
-        if (isWatched()) return zan_with_frame(a, size, 0, &watchedNew);              \
-        return newed(a, size);                                                        \
-    }                                                                                 \
-    ZAN_INTERPOSED void* operator name(size_t size, std::nothrow_t const&) noexcept { \
-        if (isWatched()) return zan_with_frame(0, size, 0, &watchedNewOrNull);        \
-        return newedOrNull(0, size);                                                  \
-    }                                                                                 \
-    ZAN_INTERPOSED void* operator name(size_t size, std::align_val_t alignment,       \
-                                       std::nothrow_t const&) noexcept {              \
-        auto const a = static_cast<size_t>(alignment);                                \
-        if (isWatched()) return zan_with_frame(a, size, 0, &watchedNewOrNull);        \
-        return newedOrNull(a, size);                                                  \
+#define ZAN_NEW_FORMS(name)                                                             \
+    ZAN_INTERPOSED void* operator name(size_t size) {                                   \
+        if (isWatched()) return zan_with_frame(0, size, 0, &watchedNew);                \
+        return newed(0, size);                                                          \
+    }                                                                                   \
+    ZAN_INTERPOSED void* operator name(size_t size, std::align_val_t alignment) {       \
+        auto const a = static_cast<size_t>(alignment);                                  \
+        if (isWatched()) return zan_with_frame(a, size, 0, &watchedNew);                \
+        return newed(a, size);                                                          \
+    }                                                                                   \
+    ZAN_INTERPOSED void* operator name(size_t size, std::nothrow_t const&) noexcept {   \
+        if (isWatched()) return zan_with_frame_noexcept(0, size, 0, &watchedNewOrNull); \
+        return newedOrNull(0, size);                                                    \
+    }                                                                                   \
+    ZAN_INTERPOSED void* operator name(size_t size, std::align_val_t alignment,         \
+                                       std::nothrow_t const&) noexcept {                \
+        auto const a = static_cast<size_t>(alignment);                                  \
+        if (isWatched()) return zan_with_frame_noexcept(a, size, 0, &watchedNewOrNull); \
+        return newedOrNull(a, size);                                                    \
     }
 #define ZAN_DELETE_FORMS(name)                                                                     \
     ZAN_INTERPOSED void operator name(void* p) noexcept {                                          \
