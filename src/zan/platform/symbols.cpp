@@ -25,18 +25,20 @@ struct Library {
         function = reinterpret_cast<F*>(dlsym(handle, name));
         return function != nullptr;
     }
-#define ZAN_FUNCTIONS(each)                                                                    \
-    each(dwfl_begin) each(dwfl_end) each(dwfl_linux_proc_find_elf)                             \
-        each(dwfl_standard_find_debuginfo) each(dwfl_linux_proc_report) each(dwfl_report_end)  \
-            each(dwfl_addrmodule) each(dwfl_module_info) each(dwfl_module_addrinfo)            \
-                each(dwfl_module_getsrc) each(dwfl_lineinfo) each(dwfl_module_addrdie)         \
-                    each(dwarf_getscopes) each(dwarf_getscopes_die) each(dwarf_tag)            \
-                        each(dwarf_attr_integrate) each(dwarf_attr) each(dwarf_formudata)      \
-                            each(dwarf_formstring) each(dwarf_diename) each(dwarf_getsrcfiles) \
-                                each(dwarf_filesrc) each(dwfl_attach_state)                    \
-                                    each(dwfl_getthread_frames) each(dwfl_frame_pc)            \
-                                        each(dwfl_thread_state_registers)                      \
-                                            each(dwfl_thread_state_register_pc)
+#define ZAN_FUNCTIONS(each)                                                                   \
+    each(dwfl_begin) each(dwfl_end) each(dwfl_linux_proc_find_elf)                            \
+        each(dwfl_standard_find_debuginfo) each(dwfl_linux_proc_report) each(dwfl_report_end) \
+            each(dwfl_addrmodule) each(dwfl_module_info) each(dwfl_module_addrinfo)           \
+                each(dwfl_module_addrdie) each(dwfl_module_nextcu) each(dwarf_haspc)          \
+                    each(dwarf_getsrc_die) each(dwarf_linesrc) each(dwarf_lineno)             \
+                        each(dwarf_lineaddr) each(dwarf_getfuncs) each(dwarf_child)           \
+                            each(dwarf_siblingof) each(dwarf_tag) each(dwarf_attr_integrate)  \
+                                each(dwarf_attr) each(dwarf_formudata) each(dwarf_formstring) \
+                                    each(dwarf_diename) each(dwarf_getsrcfiles)               \
+                                        each(dwarf_filesrc) each(dwfl_attach_state)           \
+                                            each(dwfl_getthread_frames) each(dwfl_frame_pc)   \
+                                                each(dwfl_thread_state_registers)             \
+                                                    each(dwfl_thread_state_register_pc)
 #define ZAN_DECLARE(name) decltype(&::name) name = nullptr;
 #define ZAN_FIND(name) &&find(handle, #name, name)
     ZAN_FUNCTIONS(ZAN_DECLARE)
@@ -59,36 +61,90 @@ std::string inlinedName(Dwarf_Die& function) {
     return name != nullptr ? name : "";
 }
 
+// The compilation unit of the address. g++ writes a table for that; clang++ leaves it out, so that
+// each unit has to be asked.
+Dwarf_Die* unitOf(Dwfl_Module* module, Dwarf_Addr address, Dwarf_Addr& bias) {
+    if (Dwarf_Die* const unit = library.dwfl_module_addrdie(module, address, &bias)) return unit;
+    Dwarf_Die* unit = nullptr;
+    while ((unit = library.dwfl_module_nextcu(module, unit, &bias)) != nullptr)
+        if (library.dwarf_haspc(unit, address - bias) > 0) return unit;
+    return nullptr;
+}
+
+// `at` is the address that is shown, `pc` the one that was looked for.
+void addLine(Dwarf_Die& unit, Dwarf_Addr pc, Dwarf_Addr at, Symbol& symbol) {
+    Dwarf_Line* const line = library.dwarf_getsrc_die(&unit, pc);
+    if (line == nullptr) return;
+    char const* const file = library.dwarf_linesrc(line, nullptr, nullptr);
+    int number = 0;
+    Dwarf_Addr begin = at;
+    if (file == nullptr || library.dwarf_lineno(line, &number) != 0) return;
+    library.dwarf_lineaddr(line, &begin);
+    symbol.file = file;
+    symbol.line = static_cast<unsigned long>(number);
+    symbol.lineOffset = at - begin;
+    symbol.source = Symbol::Source::Debug;
+}
+
+// The function at `pc`. It may lie in a namespace, which has no addresses of its own to be found
+// by.
+bool functionAt(Dwarf_Die& unit, Dwarf_Addr pc, Dwarf_Die& function) {
+    struct Search {
+        Dwarf_Addr pc;
+        Dwarf_Die* found;
+    } search = {pc, &function};
+    auto const look = [](Dwarf_Die* die, void* argument) {
+        Search const& wanted = *static_cast<Search*>(argument);
+        if (library.dwarf_haspc(die, wanted.pc) <= 0) return static_cast<int>(DWARF_CB_OK);
+        *wanted.found = *die;
+        return static_cast<int>(DWARF_CB_ABORT);
+    };
+    return library.dwarf_getfuncs(&unit, look, &search, 0) > 0;
+}
+
+// The calls at `pc` that the compiler put into the function, the outermost in front.
+std::vector<Dwarf_Die> inlinedAt(Dwarf_Die& function, Dwarf_Addr pc) {
+    std::vector<Dwarf_Die> calls;
+    Dwarf_Die die;
+    bool more = library.dwarf_child(&function, &die) == 0;
+    while (more) {
+        int const tag = library.dwarf_tag(&die);
+        bool const inlined = tag == DW_TAG_inlined_subroutine;
+        if ((inlined || tag == DW_TAG_lexical_block) && library.dwarf_haspc(&die, pc) > 0) {
+            if (inlined) calls.push_back(die);
+            more = library.dwarf_child(&die, &die) == 0;
+        } else {
+            more = library.dwarf_siblingof(&die, &die) == 0;
+        }
+    }
+    return calls;
+}
+
 // Adds the functions that stand inlined at `pc`. The place of `outer` becomes that of the call
 // which the outermost of them has taken the place of.
 void addInlined(std::vector<Symbol>& all, Dwarf_Die& unit, Dwarf_Addr pc, Symbol& outer) {
-    Dwarf_Die* innermost = nullptr;
-    if (library.dwarf_getscopes(&unit, pc, &innermost) > 0) {
-        Dwarf_Die* scopes = nullptr;
-        int const n = library.dwarf_getscopes_die(innermost, &scopes);
-        for (int i = 0; i < n && library.dwarf_tag(&scopes[i]) != DW_TAG_subprogram; ++i) {
-            if (library.dwarf_tag(&scopes[i]) != DW_TAG_inlined_subroutine) continue;
-            Symbol inlined = outer;
-            inlined.raw = inlinedName(scopes[i]);
-            inlined.offset = 0;
-            all.push_back(inlined);
-            outer.lineOffset = 0;
-            Dwarf_Attribute attribute;
-            Dwarf_Word file = 0;
-            Dwarf_Word line = 0;
-            Dwarf_Files* files = nullptr;
-            if (library.dwarf_formudata(library.dwarf_attr(&scopes[i], DW_AT_call_line, &attribute),
-                                        &line) == 0)
-                outer.line = line;
-            if (library.dwarf_formudata(library.dwarf_attr(&scopes[i], DW_AT_call_file, &attribute),
-                                        &file) == 0 &&
-                library.dwarf_getsrcfiles(&unit, &files, nullptr) == 0)
-                if (char const* const name = library.dwarf_filesrc(files, file, nullptr, nullptr))
-                    outer.file = name;
-        }
-        std::free(scopes);
+    Dwarf_Die function;
+    if (!functionAt(unit, pc, function)) return;
+    std::vector<Dwarf_Die> calls = inlinedAt(function, pc);
+    for (auto call = calls.rbegin(); call != calls.rend(); ++call) {
+        Symbol inlined = outer;
+        inlined.raw = inlinedName(*call);
+        inlined.offset = 0;
+        all.push_back(inlined);
+        outer.lineOffset = 0;
+        Dwarf_Attribute attribute;
+        Dwarf_Word file = 0;
+        Dwarf_Word line = 0;
+        Dwarf_Files* files = nullptr;
+        if (library.dwarf_formudata(library.dwarf_attr(&*call, DW_AT_call_line, &attribute),
+                                    &line) == 0)
+            outer.line = line;
+        if (library.dwarf_formudata(library.dwarf_attr(&*call, DW_AT_call_file, &attribute),
+                                    &file) == 0 &&
+            library.dwarf_getsrcfiles(&unit, &files, nullptr) == 0)
+            if (char const* const name = library.dwarf_filesrc(files, file, nullptr, nullptr))
+                outer.file = name;
     }
-    std::free(innermost);
 }
 
 // Counts the modules that have come and gone.
@@ -257,22 +313,13 @@ std::vector<Symbol> Symbols::find(void const* address, bool isReturn) {
         symbol.offset = offset + (at - asked);
         symbol.source = Symbol::Source::Table;
     }
-    if (Dwfl_Line* const line = library.dwfl_module_getsrc(module, asked)) {
-        int number = 0;
-        Dwarf_Addr begin = at;
-        char const* const file =
-            library.dwfl_lineinfo(line, &begin, &number, nullptr, nullptr, nullptr);
-        if (file != nullptr) {
-            symbol.file = file;
-            symbol.line = static_cast<unsigned long>(number);
-            symbol.lineOffset = at - begin;
-            symbol.source = Symbol::Source::Debug;
-        }
-    }
-    std::vector<Symbol> all;
     Dwarf_Addr bias = 0;
-    Dwarf_Die* const unit = library.dwfl_module_addrdie(module, asked, &bias);
-    if (unit != nullptr) addInlined(all, *unit, asked - bias, symbol);
+    Dwarf_Die* const unit = unitOf(module, asked, bias);
+    std::vector<Symbol> all;
+    if (unit != nullptr) {
+        addLine(*unit, asked - bias, at - bias, symbol);
+        addInlined(all, *unit, asked - bias, symbol);
+    }
     all.push_back(symbol);
     return all;
 }
