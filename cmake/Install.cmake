@@ -58,7 +58,10 @@ install(FILES "${PROJECT_BINARY_DIR}/zan.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR
 install(FILES README.md CHANGELOG.md DESTINATION "${CMAKE_INSTALL_DOCDIR}"
         COMPONENT documentation)
 install(DIRECTORY docs/ DESTINATION "${CMAKE_INSTALL_DOCDIR}/guides"
-        COMPONENT documentation FILES_MATCHING PATTERN "*.md")
+        COMPONENT documentation FILES_MATCHING PATTERN "reference" EXCLUDE PATTERN "*.md")
+# What `./dev reference` has made last.
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/build/reference/html/"
+        DESTINATION "${CMAKE_INSTALL_DOCDIR}/reference" COMPONENT documentation OPTIONAL)
 
 if(PROJECT_IS_TOP_LEVEL)
     include(Package)

@@ -44,6 +44,7 @@ public:
     String(unsigned char const* p, unsigned long n) : String(reinterpret_cast<char const*>(p), n) {}
     template <class P, detail::PointerTo<P, char> = 0>
     String(char const* first, P last) : String(istr(first, last)) {}
+    // Converted to the code page, -1 for the configured one.
     String(wchar_t const* p, long codepage = -1);
     String(std::wstring const& s, long codepage = -1);
     String(iwstr const& s, long codepage = -1);
@@ -284,14 +285,17 @@ ZAN_EXPORT void ansiToAnsi(istr const& in, long fromCodepage, String& out, long 
 
 // --- Conversions by tag: the type says which encoding the view is in.
 
+// Says that the text is in the configured code page.
 struct ansi {
     explicit ansi(istr const& s) : view(s) {}
     istr view;
 };
+// Says that the text is UTF-8.
 struct utf8 {
     explicit utf8(istr const& s) : view(s) {}
     istr view;
 };
+// Says that the text is wide.
 struct wstr {
     explicit wstr(iwstr const& s) : view(s) {}
     iwstr view;

@@ -16,6 +16,7 @@ namespace zan {
 // that do not fit are cut to the bounds; only toDetail(), format() and now(Monotonic) throw.
 class ZAN_EXPORT Time {
 public:
+    // What now() looks at.
     enum Clock {
         Realtime = 0,  // the wall clock
         Monotonic = 1  // the high-resolution counter, from an arbitrary start, never set back

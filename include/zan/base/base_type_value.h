@@ -136,6 +136,7 @@ public:
     Bit(N v) : Value(v != N()) {}
 };
 
+// Eight bits.
 class Byte : public detail::Value<Byte, unsigned char> {
 public:
     static constexpr unsigned char MIN_VAL = 0;
@@ -241,6 +242,7 @@ public:
     Wchar(wchar_t v) : Value(v) {}
 };
 
+// A number of 16 bits with a sign.
 class Short : public detail::Value<Short, short> {
 public:
     static constexpr short MIN_VAL = -32768;
@@ -260,6 +262,7 @@ public:
     Short& high(unsigned char v) { return *this = Short(low(), v); }
 };
 
+// A number of 16 bits.
 class Ushort : public detail::Value<Ushort, unsigned short> {
 public:
     static constexpr unsigned short MIN_VAL = 0;
@@ -276,6 +279,7 @@ public:
     Ushort& high(unsigned char v) { return *this = Ushort(low(), v); }
 };
 
+// A number of 32 bits with a sign, on every platform.
 class Long : public detail::Value<Long, std::int32_t> {
 public:
     static constexpr std::int32_t MIN_VAL = std::numeric_limits<std::int32_t>::min();
@@ -299,6 +303,7 @@ public:
     Long& high(unsigned short v) { return *this = Long(low(), v); }
 };
 
+// A number of 32 bits, on every platform.
 class Ulong : public detail::Value<Ulong, std::uint32_t> {
 public:
     static constexpr std::uint32_t MIN_VAL = 0;
@@ -317,6 +322,7 @@ public:
     Ulong& high(unsigned short v) { return *this = Ulong(low(), v); }
 };
 
+// A number of 64 bits with a sign.
 class Longlong : public detail::Value<Longlong, __int64> {
 public:
     static constexpr __int64 MIN_VAL = std::numeric_limits<__int64>::min();
@@ -339,6 +345,7 @@ public:
     Longlong& high(unsigned long v) { return *this = Longlong(low(), v); }
 };
 
+// A number of 64 bits.
 class Ulonglong : public detail::Value<Ulonglong, uint64> {
 public:
     static constexpr uint64 MIN_VAL = 0;
@@ -365,6 +372,7 @@ public:
     Float operator-() const { return Float(-value_); }
 };
 
+// A number with a fraction, in 64 bits.
 class Double : public detail::Value<Double, double> {
 public:
     ZAN_DETAIL_VALUE(Double)

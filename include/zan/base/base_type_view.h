@@ -297,6 +297,7 @@ private:
     long codepage_ = -1;
 };
 
+// The wide twin of istr_cp.
 class iwstr_cp : public iwstr {
 public:
     iwstr_cp() = default;

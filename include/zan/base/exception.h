@@ -73,6 +73,7 @@ ZAN_DEFINE_EXCEPTION(DuplicatedUnitException, "zan::DuplicatedUnitException");
 // a null handle stops at the place of the fault. Set it to false to have the exception thrown.
 extern ZAN_EXPORT bool nullHandleAbort;
 
+// A Handle without an object was used as if it had one.
 struct ZAN_EXPORT NullHandleException : Exception {
     NullHandleException(char const* file, unsigned int line, char const* func);
     ~NullHandleException() noexcept override;

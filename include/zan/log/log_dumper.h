@@ -53,6 +53,7 @@ struct HasDump<T, std::void_t<decltype(std::declval<T const&>().dump(std::declva
 //   it. Threads: one at a time. Errors: those of the stream are not looked at.
 class ZAN_EXPORT dumper : noncopyable {
 public:
+    // The ten settings.
     struct ZAN_EXPORT Config {
         Config(bool compact = false, istr const& lineSeparator = "\n",
                istr const& indentSeparator = "    ", unsigned int level = 0,
@@ -114,7 +115,9 @@ public:
     dumper& name(istr const& name, char const* sep = nullptr) { return writeName(name, sep); }
     // A null `sep` stands for the configured separator. An empty name writes nothing at all.
     dumper& writeName(istr const& name, char const* sep);
-    // Opens a structure: "@type<arg>@extra1@extra2{". Close it with leave(), or hold an _Entry.
+    // Opens a structure: the type's tag and the type, "<arg>", each extra behind the tag, and the
+    // begin tag; what is empty is left out. The compact form has the begin tag alone. Close it
+    // with leave(), or hold an _Entry.
     void enter(istr const& type, istr const& arg = istr(), istr const& extra1 = istr(),
                istr const& extra2 = istr());
     void leave();
@@ -271,6 +274,7 @@ public:
     virtual ~Interface();
 };
 
+// An Interface with a dump.
 class ZAN_EXPORT Dumpable : public virtual Interface {
 public:
     virtual dumper& dump(dumper& d) const = 0;
@@ -398,6 +402,7 @@ struct show_printable {
 };
 ZAN_EXPORT std::ostream& operator<<(std::ostream& os, show_printable const& c);
 
+// A `Show` is made of a char and written to a stream, as show_printable.
 template <class Show>
 class dump_hex final : public dump_hex_base {
 public:

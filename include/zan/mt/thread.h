@@ -53,6 +53,7 @@ class ZAN_EXPORT ThreadControl {
 public:
     // The calling thread.
     ThreadControl();
+    // For the library's own use.
     ThreadControl(Handle<WinHandleWrapper> const& handle, ThreadId id);
     ThreadControl(ThreadControl const& other);
     ThreadControl& operator=(ThreadControl const& other);
@@ -348,6 +349,7 @@ protected:
     void run_i() override;
 };
 
+// As STAThread.
 class ZAN_EXPORT MTAThread : public SimpleThread {
 public:
     using SimpleThread::SimpleThread;

@@ -134,6 +134,7 @@ private:
 // An ordered list of children. Ids need be neither ascending nor unique.
 class ZAN_EXPORT ComplexValue final : public ValueBase {
 public:
+    // A child. It is owned by the list.
     struct Item {
         unsigned char id;
         ValueBase* value;

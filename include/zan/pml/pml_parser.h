@@ -125,6 +125,7 @@ private:
 template <class CharT>
 class pmlParserBase {
 public:
+    // What the parser is about to read.
     enum State { PasingName = 0, PasingType = 1, PasingValue = 2 };
 
     // `file`, where it is not null, is named in errors, with the line and the column.

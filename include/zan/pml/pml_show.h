@@ -9,6 +9,7 @@ namespace zan::pml {
 // The layout of rendered PML.
 class ZAN_EXPORT ShowMode {
 public:
+    // The layouts.
     enum Mode {
         COMPACT = 1,   // one line, no blanks
         SIMPLE = 2,    // a line for each unit, indented
@@ -35,6 +36,7 @@ ZAN_EXPORT std::ostream& operator<<(std::ostream& os, ShowMode const& mode);
 // Which parts of a unit are rendered: a sum of VALUE, TYPE, NAME and PATH.
 class ZAN_EXPORT ShowPattern {
 public:
+    // The parts, as bits.
     enum Part {
         VALUE = 1,
         TYPE = 2,

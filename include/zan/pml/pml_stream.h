@@ -254,6 +254,7 @@ public:
     virtual bool toNTV(ntv::Unit& unit) const = 0;
 };
 
+// A text.
 class ZAN_EXPORT pmlString : public pmlType {
 public:
     pmlString() = default;
@@ -270,6 +271,7 @@ private:
     String data_;
 };
 
+// A file; see File for the errors.
 class ZAN_EXPORT pmlFile : public pmlType {
 public:
     // With `valueString` the file holds the body of a unit; fromNTV() writes a whole unit all the

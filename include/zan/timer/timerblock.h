@@ -6,6 +6,7 @@ namespace zan {
 
 // A slot of the pool of timers. Times are on the monotonic clock; dumps show them as dates.
 struct ZAN_EXPORT TimerBlock {
+    // A slot is BUSY as long as its timer lives, else IDLE. Nothing makes a timer PAUSED.
     enum Status { IDLE = 0, BUSY = 1, PAUSED = 2 };
 
     String name_;

@@ -8,6 +8,7 @@ namespace zan {
 // their own. The block is not owned.
 class ZAN_EXPORT TimerCallbackBlock {
 public:
+    // Which of the two callbacks is to be made.
     enum Type { ON_TIMER = 0, ON_TIMER_RELEASE = 1 };
 
     TimerCallbackBlock(int type, TimerBlock* block) : type_(type), block_(block) {}

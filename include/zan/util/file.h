@@ -32,6 +32,7 @@ namespace zan {
 // Interrupted calls and partial writes are carried on.
 class ZAN_EXPORT File {
 public:
+    // What an offset counts from.
     enum SeekWhence { SEEK_FROM_START = 0, SEEK_FROM_CURRENT = 1, SEEK_FROM_END = 2 };
 
     File() = default;

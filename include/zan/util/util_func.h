@@ -30,6 +30,7 @@ ZAN_EXPORT String getProgramDir();
 // Always empty in this version.
 ZAN_EXPORT String getApplicationDir(int which);
 
+// The old form of these functions, as static members.
 class ZAN_EXPORT Util {
 public:
     Util() = delete;  // static operations only
