@@ -1,6 +1,16 @@
-// A small object made and freed, tracked and plain.
+// A small object made and freed, tracked and plain; and a program that allocates hard, as it is and
+// with all its allocations recorded.
 
 #include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <initializer_list>
+#include <string>
+#include <utility>
 
 #include "zan/base/mlcheck.h"
 #include "zan/base/source_place.h"
@@ -59,5 +69,69 @@ BENCHMARK(running)
     ->Threads(4)
     ->UseRealTime();
 BENCHMARK(plain)->Name("tracked_running/plain")->Threads(1)->Threads(4)->UseRealTime();
+
+// bench/programs/pml_tree.cpp under these settings: the time from its start to its end, the report
+// included, or its peak memory.
+struct Run {
+    double seconds;
+    double bytes;
+};
+using Settings = std::initializer_list<std::pair<char const*, char const*>>;
+
+bool run(char const* program, Settings settings, Run& out) {
+    auto const begin = std::chrono::steady_clock::now();
+    pid_t const child = fork();
+    if (child == 0) {
+        for (auto const& [name, value] : settings) setenv(name, value, 1);
+        execl(program, program, static_cast<char*>(nullptr));
+        _exit(127);
+    }
+    int status = 0;
+    rusage used = {};
+    if (wait4(child, &status, 0, &used) != child || status != 0) return false;
+    std::chrono::duration<double> const took = std::chrono::steady_clock::now() - begin;
+    out = {took.count(), static_cast<double>(used.ru_maxrss) * 1024};
+    return true;
+}
+
+void program(benchmark::State& state, char const* path, Settings settings) {
+    Run last = {};
+    for (auto _ : state) {
+        if (!run(path, settings, last)) return state.SkipWithError("the program has failed");
+        state.SetIterationTime(last.seconds);
+    }
+}
+void programMemory(benchmark::State& state, char const* path, Settings settings) {
+    Run last = {};
+    for (auto _ : state)
+        if (!run(path, settings, last)) return state.SkipWithError("the program has failed");
+    state.counters["bytes"] = last.bytes;
+}
+
+#define PROGRAM(name, ...)                           \
+    BENCHMARK_CAPTURE(program, _, __VA_ARGS__)       \
+        ->Name("checked_program/" name)              \
+        ->UseManualTime()                            \
+        ->Unit(benchmark::kMillisecond);             \
+    BENCHMARK_CAPTURE(programMemory, _, __VA_ARGS__) \
+        ->Name("checked_program_memory/" name)       \
+        ->Iterations(1)
+
+#if defined(CHECKER_LIBRARY)
+PROGRAM("zan", PML_TREE, {{"LD_PRELOAD", CHECKER_LIBRARY}, {"ZAN_MEM_LEAK_CHECK", "on"}});
+PROGRAM("unchecked", PML_TREE, {});
+#endif
+#if defined(CHECKER_LIBRARY) && defined(HEAPTRACK_LIBRARY)
+PROGRAM("heaptrack", PML_TREE,
+        {{"LD_PRELOAD", HEAPTRACK_LIBRARY}, {"DUMP_HEAPTRACK_OUTPUT", "heaptrack.raw"}});
+#endif
+BENCHMARK_CAPTURE(program, _, PML_TREE, {})
+    ->Name("linked_program/zan")
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(program, _, PML_TREE_WITHOUT, {})
+    ->Name("linked_program/compiled_out")
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
 
 }  // namespace

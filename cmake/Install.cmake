@@ -4,6 +4,10 @@ set(zan_package "${CMAKE_INSTALL_LIBDIR}/cmake/zan")
 
 install(TARGETS zan EXPORT zanTargets
         LIBRARY COMPONENT runtime NAMELINK_COMPONENT development)
+if(TARGET zanmlc)
+    # No version in its name: it is preloaded by that name, and belongs to this version of zan.
+    install(TARGETS zanmlc EXPORT zanTargets LIBRARY COMPONENT runtime)
+endif()
 set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME development)
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/include/zan" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}"
         FILES_MATCHING PATTERN "*.h")

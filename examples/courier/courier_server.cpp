@@ -31,6 +31,7 @@ that are under way are stored; a second one ends it at once.
                  unless given
   --key TEXT     for files that come encrypted, as in courier_send
   --log FILE     the log file; none unless given
+  --check-memory list at the end what of the tracked objects was never freed
   --help         this text
 
 What is given here goes before what the settings say. On a terminal the server
@@ -44,6 +45,8 @@ struct Options {
     std::optional<unsigned short> port;
     std::optional<std::string> address, inbox, key, log;
     bool help = false;
+    bool checkMemory = false;
+    bool crash = false;  // to see the report of a crash
     std::string error;
 
     Options(int argc, char** argv) {
@@ -51,6 +54,10 @@ struct Options {
             std::string const option = argv[i];
             if (option == "--help" || option == "-h") {
                 help = true;
+            } else if (option == "--check-memory") {
+                checkMemory = true;
+            } else if (option == "--crash") {
+                crash = true;
             } else if (i + 1 == argc) {
                 error = option.rfind("--", 0) == 0 ? "missing value or unknown option " + option
                                                    : "unexpected argument " + option;
@@ -172,6 +179,26 @@ courier::Settings settingsOf(Options const& options) {
     return settings;
 }
 
+[[gnu::noinline]] void writeTo(int volatile* place) {
+    *place = 1;
+}
+
+// As a fault on a thread of the server's would.
+class Crash : public zan::SimpleThread {
+public:
+    Crash() : SimpleThread(nullptr, "crash") {}
+
+protected:
+    void onWork() override { writeTo(nullptr); }
+};
+
+int serve(int argc, char** argv, courier::Settings const& settings, courier::IdleWatch& idle) {
+    zan::WideArgs const wide(argc, argv);
+    CourierServer server(wide.argc(), wide.argv(), settings, idle);
+    zan::QuitHandler const quit([](int) { static_cast<CourierServer&>(zan::app()).onSignal(); });
+    return server.start();
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -189,11 +216,20 @@ int main(int argc, char** argv) {
         courier::Settings const settings = settingsOf(options);
         std::string const logFile = options.log ? *options.log : std::string(log().filename());
         zan::InitFini const library(logFile.empty() ? nullptr : logFile.c_str(), false);
-        zan::WideArgs const wide(argc, argv);
-        CourierServer server(wide.argc(), wide.argv(), settings, idle);
-        zan::QuitHandler const quit(
-            [](int) { static_cast<CourierServer&>(zan::app()).onSignal(); });
-        return server.start();
+        if (options.crash) {
+            zan::MLC_Entry::logExceptionOnly();
+            zan::Handle<Crash> const crash(ZAN_NEW(Crash));
+            crash->start();
+            crash->join();
+        }
+        std::optional<zan::MemLeakChecker::Helper> checked;
+        if (options.checkMemory) {
+            log().setAppLog("MLC", true);
+            checked.emplace();
+        }
+        int const status = serve(argc, argv, settings, idle);
+        if (checked) zan::MemLeakChecker::instance()->dump(std::cout) << std::endl;
+        return status;
     } catch (std::exception const& e) {
         std::cerr << "courier_server: " << e.what() << std::endl;
         return 1;

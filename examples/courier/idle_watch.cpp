@@ -22,6 +22,7 @@ void IdleWatch::stop() {
     // A sweep that is under way ends first, and a later one finds nothing.
     std::lock_guard<std::mutex> const guard(mutex_);
     server_ = nullptr;
+    firstSeen_.clear();
 }
 
 zan::OnTimerResult IdleWatch::onTimer(zan::TimerId, unsigned long, void*) {

@@ -7,6 +7,7 @@
 
 #include "support/seed.h"
 #include "zan/log/console.h"
+#include "zan/mlc/mlc.h"
 
 int main(int argc, char** argv) {
     // The library runs threads, so a child made by a bare fork could inherit a held lock.
@@ -20,5 +21,8 @@ int main(int argc, char** argv) {
     std::fflush(stdout);
     // What the tests provoke would bury what they have to say.
     zan::console::setOn(false);
+    // With ZAN_MEM_LEAK_CHECK=on and libzanmlc.so, a report of what the tests have left. They call
+    // fini() more often than init().
+    zan::MLC_Entry const checked[8];
     return RUN_ALL_TESTS();
 }

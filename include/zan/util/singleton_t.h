@@ -55,7 +55,7 @@ public:
 
 private:
     static Mutex& mutex() {
-        static Mutex& holder = *new Mutex;  // never destroyed
+        static Mutex& holder = detail::lifelong([] { return new Mutex; });  // never destroyed
         return holder;
     }
 

@@ -159,7 +159,8 @@ String& String::replace(std::string const& from, std::string const& to) {
 }
 
 String const& String::null() {
-    static String const& empty = *new String;  // outlives the destructors of static objects
+    static String const& empty =
+        detail::lifelong([] { return new String; });  // outlives the destructors of static objects
     return empty;
 }
 

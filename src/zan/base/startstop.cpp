@@ -47,6 +47,11 @@ void init(char const*, bool, int) {
     SimpleThread::current();
     tracer::instance();
     TimerManager::instance();
+    // They stay until fini(), and would look forgotten in a book that begins ahead of their first
+    // use.
+    XMLAttr::null();
+    XMLNode::null();
+    pml::ntv::Unit::null();
 }
 
 void startup(char const* logFile, bool consoleOn, int maxTimers) {

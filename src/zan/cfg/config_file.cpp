@@ -4,6 +4,7 @@
 
 #include "zan/base/codepage_default.h"
 #include "zan/base/exception.h"
+#include "zan/base/mlcheck.h"
 #include "zan/log/log_dumper.h"
 #include "zan/log/log_logger.h"
 #include "zan/log/log_tracer.h"
@@ -34,6 +35,7 @@ std::atomic<bool> g_reported{false};
 // logger that is to report it, and every conversion of text, comes this way.
 struct ConfigFile::Policy : CreateByAllocate<ConfigFile> {
     static ConfigFile* create(char const* file, unsigned int line, char const* func) {
+        UncheckedBlocks const lifelong;  // it stays behind the end of the library
         ConfigFile* made = nullptr;
         try {
             made = CreateByAllocate<ConfigFile>::create(file, line, func);
@@ -85,6 +87,7 @@ ConfigFile::ConfigFile(Unread) : config_(zan::getenv("QOV_CLI_CFG_FILE")) {
 }
 
 ConfigFile& ConfigFile::load() {
+    UncheckedBlocks const lifelong;
     Loading const loading;
     ZAN_TRACE_FRAME(detail::zanLogger());
     if (config_.empty()) config_ = "p2p_config.pml";

@@ -26,7 +26,7 @@ void show(std::wstring const& text) {
 class ConsoleImpl {
 public:
     static ConsoleImpl& instance() {
-        static ConsoleImpl& screen = *new ConsoleImpl;
+        static ConsoleImpl& screen = detail::lifelong([] { return new ConsoleImpl; });
         return screen;
     }
 

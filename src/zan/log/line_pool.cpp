@@ -2,6 +2,7 @@
 
 #include <locale>
 
+#include "zan/base/mlcheck.h"
 #include "zan/log/log_logger.h"
 #include "zan/platform/thread.h"
 
@@ -28,6 +29,7 @@ struct LinePool {
             slot->reset();
             return *slot;
         }
+        UncheckedBlocks const lifelong;  // in the main thread
         return *new LineSlot;
     }
 

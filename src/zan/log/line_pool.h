@@ -5,6 +5,7 @@
 #include <string>
 
 #include "zan/base/base_type_view.h"
+#include "zan/base/mlcheck.h"
 
 namespace zan::detail {
 
@@ -77,6 +78,7 @@ private:
     // One place behind the end is left for the terminator.
     void reserve(unsigned long n) {
         if (n <= static_cast<unsigned long>(epptr() - pptr())) return;
+        UncheckedBlocks const lifelong;  // in the main thread
         unsigned long const used = static_cast<unsigned long>(pptr() - pbase());
         unsigned long const need = HEADROOM + used + n + 1;
         text_.resize(2 * text_.size() > need ? 2 * text_.size() : need);

@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 
+#include "zan/base/mlcheck.h"
 #include "zan/log/console.h"
 #include "zan/log/logger_impl.h"
 
@@ -17,7 +18,7 @@ struct Pool {
 };
 
 Pool& pool() {
-    static Pool& all = *new Pool;
+    static Pool& all = detail::lifelong([] { return new Pool; });
     return all;
 }
 
@@ -51,7 +52,7 @@ LoggerFactoryImpl::LoggerFactoryImpl() {
 }
 
 LoggerFactoryImpl& LoggerFactoryImpl::instance() {
-    static LoggerFactoryImpl& factory = *new LoggerFactoryImpl;
+    static LoggerFactoryImpl& factory = detail::lifelong([] { return new LoggerFactoryImpl; });
     return factory;
 }
 
@@ -74,6 +75,7 @@ void LoggerFactoryImpl::destroy() {
 }
 
 logger& LoggerFactoryImpl::get(std::string const& name) {
+    UncheckedBlocks const lifelong;
     MutexLock const guard(mutex_);
     loggerImpl*& log = loggers_[name];
     if (log == nullptr) {

@@ -242,6 +242,7 @@ void loggerImpl::changeLogfile(char const* filename) {
         MutexLock const config(configMutex_);
         oldName = main_.filename;
         if (name != oldName) {
+            UncheckedBlocks const lifelong;  // as the logger is
             main_.filename = name;
             debug_.filename = debugName(name);
             changed = true;
@@ -442,6 +443,7 @@ std::wstring loggerImpl::debugName(std::wstring const& name) {
 }
 
 bool loggerImpl::openFile(LogFile& record, std::wstring const& name) {
+    UncheckedBlocks const lifelong;  // the file keeps its name
     return !name.empty() && record.file.open(iwstr(name));
 }
 
@@ -541,6 +543,7 @@ void loggerImpl::setFilename(istr const& name) {
     NameGuard const names(*this);
     std::wstring const wide = toWstring(utf8(name));
     MutexLock const config(configMutex_);
+    UncheckedBlocks const lifelong;
     main_.filename = wide;
     debug_.filename = debugName(wide);
 }
@@ -549,6 +552,7 @@ void loggerImpl::setFilenameDebug(istr const& name) {
     NameGuard const names(*this);
     std::wstring const wide = toWstring(utf8(name));
     MutexLock const config(configMutex_);
+    UncheckedBlocks const lifelong;
     debug_.filename = wide;
 }
 
@@ -589,6 +593,7 @@ bool loggerImpl::appLogOff(String const& name) {
 void loggerImpl::setAppLog(String const& name, bool on) {
     {
         MutexLock const config(configMutex_);
+        UncheckedBlocks const lifelong;
         appLogs_[name] = on;
     }
     publishLevels();

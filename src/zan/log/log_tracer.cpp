@@ -2,6 +2,7 @@
 
 #include <ostream>
 
+#include "zan/base/mlcheck.h"
 #include "zan/mt/thread.h"
 #include "zan/platform/thread.h"
 
@@ -25,6 +26,7 @@ void freeCallStack(void*) {
 
 CallStack& currentCallStack() {
     if (threadCallStack == nullptr) {
+        UncheckedBlocks const lifelong;  // in the main thread
         threadCallStack = new CallStack;
         // Where the system cannot call back, the stack stays behind; that costs a few bytes.
         platform::atThreadExit(&freeCallStack, nullptr);
@@ -35,16 +37,19 @@ CallStack& currentCallStack() {
 }  // namespace detail
 
 tracer*& tracer::instance() {
-    static tracer* only = new tracer;  // has no state of its own, so it may stay for ever
+    static tracer* only = &detail::lifelong(
+        [] { return new tracer; });  // has no state of its own, so it may stay for ever
     return only;
 }
 
 void tracer::destroy() {
+    UncheckedBlocks const lifelong;  // in the main thread
     if (CallStack* const calls = detail::threadCallStack) *calls = CallStack();
 }
 
 void tracer::destroy_current_stack() {
     // Emptied and not freed: the thread's end frees it, and a frame still open finds it there.
+    UncheckedBlocks const lifelong;  // in the main thread
     if (CallStack* const calls = detail::threadCallStack) *calls = CallStack();
 }
 

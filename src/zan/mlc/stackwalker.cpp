@@ -1,15 +1,13 @@
 #include "zan/mlc/stackwalker.h"
 
-#include <cxxabi.h>
-
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <map>
 #include <string>
 #include <vector>
 
 #include "zan/log/console.h"
+#include "zan/mlc/frame_text.h"
 #include "zan/platform/crash.h"
 #include "zan/platform/native_path.h"
 #include "zan/platform/process_image.h"
@@ -42,25 +40,10 @@ public:
     Line& hex(unsigned long v, unsigned digits = 8) { return number(v, 16, digits); }
     Line& escaped(char const* s) {
         for (; *s != '\0'; ++s) {
-            switch (*s) {
-                case '"':
-                    *this << "&quot;";
-                    break;
-                case '&':
-                    *this << "&amp;";
-                    break;
-                case '\'':
-                    *this << "&apos;";
-                    break;
-                case '<':
-                    *this << "&lt;";
-                    break;
-                case '>':
-                    *this << "&gt;";
-                    break;
-                default:
-                    put(*s);
-            }
+            if (char const* const entity = detail::xmlEntity(*s))
+                *this << entity;
+            else
+                put(*s);
         }
         return *this;
     }
@@ -155,154 +138,12 @@ void putAccess(Line& line, Crash const& crash) {
 
 // --- Frames with names: in the copy of the process
 
-std::string escaped(std::string const& text) {
-    std::string out;
-    for (char const c : text) {
-        switch (c) {
-            case '"':
-                out += "&quot;";
-                break;
-            case '&':
-                out += "&amp;";
-                break;
-            case '\'':
-                out += "&apos;";
-                break;
-            case '<':
-                out += "&lt;";
-                break;
-            case '>':
-                out += "&gt;";
-                break;
-            default:
-                out += c;
-        }
-    }
-    return out;
-}
-
-std::string declarationOf(std::string const& raw) {
-    int status = 0;
-    char* const text = abi::__cxa_demangle(raw.c_str(), nullptr, nullptr, &status);
-    if (text == nullptr) return raw;
-    std::string whole = text;
-    std::free(text);
-    return whole;
-}
-
-// "void app::Worker::run<int>(int) const [clone .cold]" -> "app::Worker::run<int>".
-std::string bareName(std::string name) {
-    auto const cutBehind = [&name](char const* mark) {
-        auto const at = name.rfind(mark);
-        if (at != std::string::npos) name.resize(at);
-    };
-    if (!name.empty() && name.back() == ']') cutBehind(" [");
-    while (!name.empty() && name.back() != ')' && name.rfind(") ") != std::string::npos &&
-           name.find_first_not_of("const volatile&", name.rfind(") ") + 2) == std::string::npos)
-        name.resize(name.rfind(") ") + 1);
-    if (!name.empty() && name.back() == ')') {
-        int depth = 0;
-        unsigned long i = name.size();
-        while (i != 0) {
-            --i;
-            if (name[i] == ')') ++depth;
-            if (name[i] == '(' && --depth == 0) break;
-        }
-        if (depth == 0) name.resize(i);
-    }
-    // The result that a template's name begins with.
-    if (name.find("operator") != std::string::npos) return name;
-    int depth = 0;
-    for (unsigned long i = name.size(); i != 0; --i) {
-        char const c = name[i - 1];
-        if (c == '>' || c == ')' || c == '}') ++depth;
-        if (c == '<' || c == '(' || c == '{') --depth;
-        if (c == ' ' && depth == 0) return name.substr(i);
-    }
-    return name;
-}
-
-template <class... Args>
-std::string formatted(char const* format, Args... args) {
-    int const size = std::snprintf(nullptr, 0, format, args...);
-    std::string text(static_cast<unsigned long>(size) + 1, '\0');
-    std::snprintf(text.data(), text.size(), format, args...);
-    text.pop_back();
-    return text;
-}
-
-char const* sourceName(platform::Symbol const& symbol) {
-    switch (symbol.source) {
-        case platform::Symbol::Source::None:
-            return "-nosymbols-";
-        case platform::Symbol::Source::Table:
-            return "-exported-";
-        default:
-            return "DIA";
-    }
-}
-
-// Frame `n` of the walk.
-void putFrame(std::string& out, OutputForm form, unsigned long n, void const* address,
-              platform::Symbol const& symbol) {
-    unsigned long const walk = walkNumber;
-    if (form == DETAILED_TEXT) out += formatted("\n%lu: %3d", walk, static_cast<int>(n));
-    if (address == nullptr) {
-        if (form == SIMPLE_TEXT) out += formatted("%lu: (-nosymbols- PC == 0)\n", walk);
-        if (form == DETAILED_TEXT) out += "   (-nosymbols- PC == 0)\n";
-        if (form == XML) out += "<STACKENTRY decl=\"(-nosymbols- PC == 0)\"/>\n";
-        return;
-    }
-    std::string const whole = declarationOf(symbol.raw);
-    std::string const bare = bareName(whole);
-    auto const offset = static_cast<long>(symbol.offset);
-    auto const lineOffset = static_cast<long>(symbol.lineOffset);
-    bool const known = !symbol.file.empty();
-    switch (form) {
-        case SIMPLE_TEXT:
-            if (known)
-                out += formatted("%lu: %s(%lu) %+ld bytes (%s)\n", walk, symbol.file.c_str(),
-                                 symbol.line, lineOffset, bare.c_str());
-            else  // the address in the module, for tools that have more to read
-                out += formatted("%lu: %s(0) %+ld bytes (%s)\n", walk, symbol.module.c_str(),
-                                 static_cast<long>(numberOf(address) - symbol.base), bare.c_str());
-            break;
-        case DETAILED_TEXT:
-            if (symbol.raw.empty())
-                out += "\n";
-            else
-                out += formatted("     %s %+ld bytes\n", bare.c_str(), offset) +
-                       formatted("%lu:     Decl: %s\n", walk, whole.c_str());
-            if (known)
-                out += formatted("%lu:     Line: %s(%lu) %+ld bytes\n", walk, symbol.file.c_str(),
-                                 symbol.line, lineOffset);
-            out += formatted("%lu:     Mod:  %s, base: %08lxh\n", walk, symbol.module.c_str(),
-                             symbol.base);
-            if (symbol.source != platform::Symbol::Source::Debug)
-                out += formatted("%lu:     Offset: 0x%8.8lx\n", walk,
-                                 numberOf(address) - symbol.base) +
-                       formatted("%lu:     Sym:  type: %s, file: %s\n", walk, sourceName(symbol),
-                                 symbol.module.c_str());
-            break;
-        case XML:
-            out += formatted("<STACKENTRY decl=\"%s\" decl_offset=\"%+ld\" ", escaped(bare).c_str(),
-                             offset);
-            if (known)
-                out += formatted("srcfile=\"%s\" line=\"%lu\" line_offset=\"%+ld\" ",
-                                 escaped(symbol.file).c_str(), symbol.line, lineOffset);
-            else
-                out += "srcfile=\"\" ";
-            out += formatted("module=\"%s\" base=\"%08lx\" />\n", escaped(symbol.module).c_str(),
-                             symbol.base);
-    }
-}
-
 void putCut(std::string& out) {
     static_assert(Crash::MAX_FRAMES == 256);
     if (reportForm == XML)
         out += "<STACKENTRY decl=\"(more than 256 frames)\" srcfile=\"\" />\n";
     else
-        out += formatted("%lu: (more than 256 frames)\n", walkNumber);
+        out += detail::formatted("%lu: (more than 256 frames)\n", walkNumber);
 }
 
 // Those of the run-time libraries that led from the call which ended the program to the signal say
@@ -339,7 +180,7 @@ bool nameFrames(int file) {
         auto& found = known[address];
         if (found.empty()) found = symbols.find(address, i != 0);
         for (platform::Symbol const& symbol : found)
-            putFrame(out, reportForm, n++, address, symbol);
+            detail::putFrame(out, reportForm, walkNumber, n++, address, symbol);
     }
     if (crash.cut) putCut(out);
     platform::writeReport(file, out.data(), out.size());
@@ -416,7 +257,7 @@ void report(Crash const& crash) {
         writePlainFrames(crash, file);
     }
     Line end;
-    end << (reportForm == XML ? "</EXCEPTION>\n" : "\n\n");
+    end << "\n\n" << (reportForm == XML ? "</EXCEPTION>\n" : "");
     end.write(file);
     platform::closeReport(file);
     writeMessage(crash);
@@ -441,16 +282,6 @@ void catchExceptionsOnly(OutputForm form) {
     if (!platform::loadSymbolLibrary(error))
         console::println("LoadLibrary( \"libdw.so.1\" ): GetLastError = " + error);
     platform::installCrashReport(&report);
-}
-
-void beginAllocCheck(OutputForm form, bool catchExceptions, int) {
-    if (catchExceptions) catchExceptionsOnly(form);
-    console::println("zan: allocations are not recorded, only crashes are reported");
-}
-
-unsigned long endAllocCheck() {
-    platform::uninstallCrashReport();
-    return 0;
 }
 
 }  // namespace zan

@@ -1,4 +1,5 @@
 #include "zan/mt/mutex.h"
+#include "zan/base/mlcheck.h"
 
 #include <ace/Condition_Attributes.h>
 #include <ace/Monotonic_Time_Policy.h>
@@ -22,7 +23,8 @@ struct RecursiveAttributes {
 };
 
 ACE_mutexattr_t* recursive() {
-    static RecursiveAttributes& attributes = *new RecursiveAttributes;
+    static RecursiveAttributes& attributes =
+        detail::lifelong([] { return new RecursiveAttributes; });
     return &attributes.value;
 }
 

@@ -221,7 +221,8 @@ void ThreadRecord::name() {
 }
 
 ThreadFactory& ThreadFactory::instance() {
-    static ThreadFactory& factory = *new ThreadFactory;  // threads may end after everything else
+    static ThreadFactory& factory = detail::lifelong(
+        [] { return new ThreadFactory; });  // threads may end after everything else
     return factory;
 }
 
@@ -254,6 +255,7 @@ void ThreadFactory::bind(SimpleThread* thread) {
 
 void ThreadFactory::list(ThreadRecord& record) {
     MutexLock const guard(mutex_);
+    UncheckedBlocks const lifelong;  // some threads end behind all else
     records_[record.id] = &record;
 }
 

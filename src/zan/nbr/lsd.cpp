@@ -59,7 +59,10 @@ void Arena::grow() {
         if (place.load(std::memory_order_relaxed) != nullptr &&
             (block = place.exchange(nullptr, std::memory_order_acquire)) != nullptr)
             break;
-    if (block == nullptr) block = static_cast<Block*>(::operator new(BLOCK));
+    if (block == nullptr) {
+        UncheckedBlocks const lifelong;  // by way of the reserve
+        block = static_cast<Block*>(::operator new(BLOCK));
+    }
     block->next = blocks_;
     blocks_ = block;
     at_ = reinterpret_cast<char*>(block + 1);

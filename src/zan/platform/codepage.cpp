@@ -11,6 +11,7 @@
 #include <mutex>
 #include <vector>
 
+#include "zan/platform/debug_heap.h"
 #include "zan/platform/thread.h"
 #include "zan/platform/utf8.h"
 
@@ -165,6 +166,7 @@ void closeConverters(void*) {
 }
 
 Pair& pairOf(Page const& page) {
+    UncheckedBlocks const lifelong;  // in the main thread
     if (converters == nullptr) {
         converters = new std::vector<Pair>;
         // If this fails the converters outlive the thread: a leak, in a process without memory.
@@ -181,6 +183,7 @@ Pair& pairOf(Page const& page) {
 
 Converter* decoderOf(Page const& page) {
     Pair& pair = pairOf(page);
+    UncheckedBlocks const lifelong;
     if (!pair.decoder) pair.decoder = std::make_unique<Converter>(WIDE, page.charset);
     if (!pair.decoder->valid()) pair.decoder.reset();
     return pair.decoder.get();
@@ -188,6 +191,7 @@ Converter* decoderOf(Page const& page) {
 
 Converter* encoderOf(Page const& page) {
     Pair& pair = pairOf(page);
+    UncheckedBlocks const lifelong;
     if (!pair.encoder) pair.encoder = std::make_unique<Converter>(page.charset, WIDE);
     if (!pair.encoder->valid()) pair.encoder.reset();
     return pair.encoder.get();
@@ -270,6 +274,7 @@ Table const* tableOf(Page const& page) {
     std::atomic<Table const*>& slot = tables[&page - PAGES];
     Table const* table = slot.load(std::memory_order_acquire);
     if (table != nullptr) return table;
+    UncheckedBlocks const lifelong;
     static std::mutex& building = *new std::mutex;
     std::lock_guard<std::mutex> lock(building);
     table = slot.load(std::memory_order_relaxed);

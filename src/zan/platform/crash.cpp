@@ -21,6 +21,7 @@
 #include <mutex>
 #include <new>
 
+#include "zan/platform/debug_heap.h"
 #include "zan/platform/thread.h"
 
 namespace zan::platform {
@@ -231,10 +232,7 @@ bool installCrashReport(void (*report)(Crash const&)) {
                                 MAP_SHARED | MAP_ANONYMOUS, -1, 0);
         if (page != MAP_FAILED) apartDone = new (page) std::atomic<int>(0);
     }
-    time_t const now = time(nullptr);
-    tm local = {};
-    localtime_r(&now, &local);
-    offsetToUtc = local.tm_gmtoff;
+    readTimeZone();
     installed = report;
     prepareThreadForCrash();
     struct sigaction action = {};
@@ -328,6 +326,7 @@ bool runApart(bool (*work)(int), int file, unsigned int seconds) {
     pid_t const child = _Fork();
     if (child < 0) return false;
     if (child == 0) {
+        forgetAllocHook();
         for (int const number : SIGNALS) signal(number, SIG_DFL);
         rlimit const noCore = {0, 0};
         setrlimit(RLIMIT_CORE, &noCore);
@@ -360,6 +359,13 @@ bool loadedModule(void const* address, LoadedModule& module) {
     module.path = found.dlfo_link_map->l_name;
     module.base = found.dlfo_link_map->l_addr;
     return true;
+}
+
+void readTimeZone() {
+    time_t const now = time(nullptr);
+    tm local = {};
+    localtime_r(&now, &local);
+    offsetToUtc = local.tm_gmtoff;
 }
 
 WallClock wallClock() {

@@ -78,7 +78,8 @@ bool loadedModule(void const* address, LoadedModule& module);
 struct WallClock {
     int year, month, day, hour, minute, second;
 };
-// Local time. The difference to UTC is that of the install.
+// Local time, with the difference to UTC of the install, or of the last call of the second.
 WallClock wallClock();
+void readTimeZone();
 
 }  // namespace zan::platform

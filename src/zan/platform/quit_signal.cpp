@@ -9,6 +9,7 @@
 #include <condition_variable>
 #include <mutex>
 
+#include "zan/platform/debug_heap.h"
 #include "zan/platform/thread.h"
 
 namespace zan::platform {
@@ -43,7 +44,10 @@ struct Service {
 
 // Never destroyed: the delivering thread lives until the process ends.
 Service& service() {
-    static Service& instance = *new Service;
+    static Service& instance = []() -> Service& {
+        UncheckedBlocks const lifelong;
+        return *new Service;
+    }();
     return instance;
 }
 
@@ -88,6 +92,7 @@ void deliver(void*) {
 int prepare(Service& s) {
     int const process = getpid();
     if (owner.load() == process) return 0;
+    UncheckedBlocks const lifelong;
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0) return errno;
     ThreadHandle thread;

@@ -24,6 +24,11 @@ struct Symbol {
 // Threads: one at a time.
 bool loadSymbolLibrary(std::string& error);
 
+// Copies memory of the stack that is walked; false where it can't be met in full.
+using ReadStack = bool (*)(void* process, unsigned long address, void* to, unsigned long size);
+// Gets the frames of a walk from the innermost. Each address is a return address.
+using TakeFrame = void (*)(void* taker, void* address);
+
 // The files that are loaded at the time of the first look-up, read once. Allocates freely.
 //
 // Threads: one at a time.
@@ -36,9 +41,14 @@ public:
 
     // False where the files can't be read at all, or the library isn't loaded.
     bool ready() const { return state_ != nullptr; }
+    // Whether no module has come or gone since they were read.
+    bool current() const;
     // The function at the address, behind those that the compiler has put into it there, from the
     // innermost; at least one. `isReturn` says that the call ahead of the address is meant.
     std::vector<Symbol> find(void const* address, bool isReturn);
+    // Follows the stack from the frame that was saved at `frame`, by the unwind tables of the
+    // files, until it ends or a read fails: 0, or the errno value.
+    int walk(unsigned long frame, ReadStack read, void* process, TakeFrame take, void* taker);
 
 private:
     struct State;

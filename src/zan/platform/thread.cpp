@@ -13,6 +13,7 @@
 #include <new>
 
 #include "zan/platform/crash.h"
+#include "zan/platform/debug_heap.h"
 
 namespace zan::platform {
 
@@ -176,6 +177,7 @@ void sleepMilliSeconds(unsigned long milliSeconds) {
 }
 
 bool atThreadExit(void (*fn)(void*), void* arg) {
+    UncheckedBlocks const lifelong;  // in a thread that doesn't end before the process
     auto* const callback = new (std::nothrow) Callback{callbacks, fn, arg};
     if (callback == nullptr) return false;
     if (armEnd() != 0) {
@@ -244,6 +246,7 @@ int ThreadHandle::start(void (*run)(void*), void* arg, unsigned long stackSize, 
 
 ThreadHandle ThreadHandle::current() {
     if (ownState == nullptr) {
+        UncheckedBlocks const lifelong;  // in the main thread
         auto* const state = new ThreadState(System::Foreign, 1);
         state->id.store(threadId(), std::memory_order_relaxed);
         ownState = state;

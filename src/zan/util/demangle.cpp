@@ -6,6 +6,7 @@
 #include <memory>
 #include <set>
 
+#include "zan/base/mlcheck.h"
 #include "zan/util/singleton_t.h"
 
 namespace zan::detail {
@@ -18,6 +19,7 @@ std::string demangle(char const* mangled) {
 }
 
 char const* keepText(std::string const& text) {
+    UncheckedBlocks const lifelong;
     static Mutex& mutex = *new Mutex;
     static std::set<std::string>& texts = *new std::set<std::string>;
     MutexLock const guard(mutex);

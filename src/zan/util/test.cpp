@@ -6,6 +6,7 @@
 #include <set>
 #include <sstream>
 
+#include "zan/base/mlcheck.h"
 #include "zan/log/console.h"
 #include "zan/log/log_dumper.h"
 #include "zan/log/log_factory.h"
@@ -301,7 +302,12 @@ UowTest::UowTest(int argc, wchar_t** argv) : UnitOfWork("main", nullptr), testCa
 }
 
 UowTest& UowTest::instance() {
-    static UowTest unit;
+    // Destroyed with the static objects, after any report.
+    static UowTest& unit = []() -> UowTest& {
+        UncheckedBlocks const lifelong;
+        static UowTest made;
+        return made;
+    }();
     return unit;
 }
 

@@ -116,7 +116,7 @@ String const& UowMain::argNext() const {
 }
 
 main_uow& main_uow::instance() {
-    static main_uow& holder = *new main_uow;
+    static main_uow& holder = detail::lifelong([] { return new main_uow; });
     return holder;
 }
 

@@ -5,6 +5,7 @@
 #include <string>
 #include <utility>
 
+#include "zan/base/mlcheck.h"
 #include "zan/mt/mutex.h"
 #include "zan/xml/xml_scan.h"
 #include "zan/xml/xmlparser.h"
@@ -172,7 +173,7 @@ void XMLAttrList::show(Views& views, XMLAttr& a) {
 
 XMLAttrList::Views const& XMLAttrList::views() const {
     if (Views* const made = views_.load(std::memory_order_acquire)) return *made;
-    static Mutex& making = *new Mutex;  // never destroyed
+    static Mutex& making = detail::lifelong([] { return new Mutex; });  // never destroyed
     MutexLock const guard(making);
     if (Views* const made = views_.load(std::memory_order_acquire)) return *made;
     auto views = std::make_unique<Views>();

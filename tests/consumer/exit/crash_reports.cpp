@@ -209,7 +209,7 @@ void checkCase(std::string const& program, app::Case const& c) {
         pattern += ".*\n<STACKENTRY decl=\"app::outer\" .*crash_reports.cpp\" line=\"" +
                    std::to_string(app::OUTER_LINE) + "\"";
     check(std::regex_search(report, std::regex(pattern)), name + ": " + pattern, report);
-    std::string const end = "/>\n</EXCEPTION>\n";
+    std::string const end = "/>\n\n\n</EXCEPTION>\n";
     check(report.size() > end.size() &&
               report.compare(report.size() - end.size(), end.size(), end) == 0,
           name + ": the report's end", report);

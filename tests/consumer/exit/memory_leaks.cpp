@@ -1,0 +1,434 @@
+// The report of what was never freed names each of the blocks that a program forgets, once, with
+// the place, and nothing else; and a program under the checker runs as it does without.
+#include <dlfcn.h>
+#include <malloc.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <map>
+#include <regex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "zan/zan.h"
+
+namespace app {
+
+void* volatile forgotten[64];
+int next = 0;
+[[gnu::noinline]] void forget(void* p) {
+    forgotten[next++] = p;
+}
+
+constexpr int FIRST_LINE = __LINE__ + 4;  // each function stands on a line
+#define FORGETS(name) [[gnu::noinline]] void name()
+struct alignas(256) Wide {};
+// clang-format off
+FORGETS(byMalloc) { forget(std::malloc(101)); }
+FORGETS(byCalloc) { forget(std::calloc(1, 102)); }
+FORGETS(byNew) { forget(new char); }
+FORGETS(byNewArray) { forget(new char[104]); }
+FORGETS(byContainer) { auto* v = new std::vector<char>; v->push_back('x'); forget(v); }
+FORGETS(byTracked) { forget(ZAN_NEW(int(7))); }
+FORGETS(byThread) { std::thread([] { forget(std::malloc(106)); }).join(); }
+FORGETS(byRealloc) { forget(std::realloc(std::malloc(10), 108)); }
+FORGETS(byStrdup) { forget(strdup("forgotten")); }
+FORGETS(byAligned) { forget(std::aligned_alloc(64, 128)); }
+FORGETS(byOverAligned) { forget(new Wide); }
+FORGETS(byNothrow) { forget(new (std::nothrow) char[111]); }
+FORGETS(byNothing) { forget(std::malloc(0)); }
+FORGETS(byFile) { forget(std::fopen("/dev/null", "r")); }
+FORGETS(byTask) { forget(zan::taskAlloc(115)); }
+// clang-format on
+
+struct Known {
+    void (*run)();
+    char const* function;
+    unsigned long size;  // 0 for any
+};
+constexpr Known KNOWN[] = {
+    {byMalloc, "app::byMalloc", 101},
+    {byCalloc, "app::byCalloc", 102},
+    {byNew, "app::byNew", 1},
+    {byNewArray, "app::byNewArray", 104},
+    {byContainer, "app::byContainer", 0},  // the container and what is in it
+    {byTracked, "app::byTracked", sizeof(int)},
+    {byThread, "operator()", 106},
+    {byRealloc, "app::byRealloc", 108},
+    {byStrdup, "app::byStrdup", 10},
+    {byAligned, "app::byAligned", 128},
+    {byOverAligned, "app::byOverAligned", 256},
+    {byNothrow, "app::byNothrow", 111},
+    {byNothing, "app::byNothing", 0},
+    {byFile, "app::byFile", 0},
+    {byTask, "app::byTask", 115},
+};
+
+// --- What a program under the checker does. Each ends with 0.
+
+int forgetAll() {
+    for (Known const& known : KNOWN) known.run();
+    void* const library = dlopen(LEAKY_LIBRARY, RTLD_NOW);
+    if (library == nullptr) return 1;
+    forget(reinterpret_cast<void* (*)()>(dlsym(library, "forgetInLibrary"))());
+    return 0;
+}
+
+int leaveNothing() {
+    std::printf("a buffer of the C library's\n");
+    std::cout << std::regex_replace("text", std::regex("x"), "s") << std::endl;
+    setenv("A_NAME", "a value", 1);
+    try {
+        throw std::runtime_error("thrown");
+    } catch (std::exception const&) {
+    }
+    char* line = nullptr;
+    size_t size = 0;
+    std::FILE* const file = std::fopen("/proc/self/status", "r");
+    while (getline(&line, &size, file) > 0) {
+    }
+    std::free(line);
+    std::fclose(file);
+    char* const path = realpath("/proc/self/exe", nullptr);
+    std::free(path);
+    zan::logger& log = zan::logger_factory::instance("leaves.nothing");
+    log.open("leaves_nothing.log");
+    log.start();
+    ZAN_INFO(log, "a line");
+    ZAN_DELETE(zan::pml::newNTV(zan::istr("a(b(1) c:map(x(2)))")));
+    zan::String(L"\x20ac").size();
+    log.stop();
+    return 0;
+}
+
+// The contents tell whose block it is.
+void churn(unsigned int seed) {
+    std::vector<std::pair<unsigned char*, unsigned long>> blocks(64);
+    for (int i = 0; i < 20000; ++i) {
+        seed = seed * 1664525 + 1013904223;
+        auto& [p, n] = blocks[seed >> 26];
+        unsigned long const size = (seed >> 8) % 3000 + 1;
+        for (unsigned long k = 0; k < n; k += 97)
+            if (p[k] != static_cast<unsigned char>(n)) std::abort();
+        if ((seed >> 20) % 3 == 0 || p == nullptr) {
+            std::free(p);
+            p = static_cast<unsigned char*>(seed % 2 == 0 ? std::malloc(size)
+                                                          : std::calloc(size, 1));
+        } else {
+            p = static_cast<unsigned char*>(std::realloc(p, size));
+        }
+        n = size;
+        std::memset(p, static_cast<unsigned char>(n), n);
+    }
+    for (auto& [p, n] : blocks) std::free(p);
+}
+
+int manyThreads() {
+    std::vector<std::thread> threads;
+    for (unsigned int t = 1; t <= 4; ++t)
+        threads.emplace_back([t] {
+            churn(t);
+            byMalloc();
+        });
+    for (std::thread& thread : threads) thread.join();
+    return 0;
+}
+
+int forks() {
+    std::atomic<bool> done{false};
+    std::vector<std::thread> threads;
+    for (unsigned int t = 1; t <= 2; ++t)
+        threads.emplace_back([t, &done] {
+            while (!done) churn(t);
+        });
+    int bad = 0;
+    for (int i = 0; i < 20; ++i) {
+        pid_t const child = fork();
+        if (child == 0) {
+            churn(7);
+            std::thread([] { churn(8); }).join();
+            _exit(0);
+        }
+        int status = 0;
+        waitpid(child, &status, 0);
+        bad += status != 0 ? 1 : 0;
+    }
+    done = true;
+    for (std::thread& thread : threads) thread.join();
+    byNew();
+    return bad;
+}
+
+int handlerCalls = 0;
+
+int sizes() {
+    int bad = 0;
+    auto const expect = [&bad](bool ok, int line) {
+        if (!ok) std::fprintf(stderr, "line %d\n", line);
+        bad += ok ? 0 : 1;
+    };
+#define EXPECT(condition) expect(condition, __LINE__)
+    auto const aligned = [](void* p, unsigned long to) {
+        return p != nullptr && reinterpret_cast<std::uintptr_t>(p) % to == 0;
+    };
+    unsigned long const huge = 2ul << 30;
+    auto* const big = static_cast<char*>(std::malloc(huge));
+    EXPECT(big != nullptr);
+    if (big != nullptr) big[huge - 1] = 1;
+    std::free(big);
+    void* const none = std::malloc(0);
+    EXPECT(none != nullptr);
+    EXPECT(std::realloc(none, 0) == nullptr);
+    for (unsigned long to = 16; to <= 65536; to *= 2) {
+        void* p = nullptr;
+        EXPECT(posix_memalign(&p, to, 100) == 0 && aligned(p, to));
+        p = std::realloc(p, 100000);
+        EXPECT(p != nullptr && malloc_usable_size(p) >= 100000);
+        std::free(p);
+        EXPECT(aligned(p = memalign(to, 7), to));
+        std::free(p);
+        EXPECT(aligned(p = std::aligned_alloc(to, to), to));
+        std::free(p);
+        auto const a = static_cast<std::align_val_t>(to);
+        EXPECT(aligned(p = operator new(3, a), to));
+        operator delete(p, a);
+        EXPECT(aligned(p = operator new[](3, a, std::nothrow), to));
+        operator delete[](p, a);
+    }
+    void* p = nullptr;
+    EXPECT(aligned(p = valloc(10), 4096));
+    std::free(p);
+    EXPECT(aligned(p = pvalloc(10), 4096));
+    std::free(p);
+    EXPECT(posix_memalign(&p, 3, 10) == EINVAL);
+    unsigned long volatile most = ~0ul / 4;
+    char* volatile kept = static_cast<char*>(std::malloc(10));
+    std::strcpy(kept, "as it was");
+    errno = 0;
+    EXPECT(std::realloc(kept, most) == nullptr && errno == ENOMEM);
+    EXPECT(std::strcmp(kept, "as it was") == 0);
+    errno = 0;
+    EXPECT(reallocarray(kept, most, 8) == nullptr && errno == ENOMEM);
+    EXPECT(std::calloc(most, 8) == nullptr);
+    errno = EDOM;
+    std::free(kept);
+    std::free(std::malloc(1));
+    EXPECT(errno == EDOM);
+    EXPECT(new (std::nothrow) char[most] == nullptr);
+    std::set_new_handler([] {
+        if (++handlerCalls == 2) std::set_new_handler(nullptr);
+    });
+    try {
+        forget(new char[most]);
+        EXPECT(false);
+    } catch (std::bad_alloc const&) {
+        EXPECT(handlerCalls == 2);
+    }
+    return bad;
+}
+
+int useUpFiles() {
+    byNewArray();
+    return 0;
+}
+
+int allFormsOfText(zan::OutputForm form, int trace) {
+    if (zan::beginAllocCheck(form, false, trace) != 0) return 1;
+    if (zan::beginAllocCheck(form, false, trace) != 2) return 2;
+    byMalloc();
+    std::free(std::realloc(std::malloc(20), 30));
+    byTask();
+    return zan::endAllocCheck() == 115 ? 0 : 3;
+}
+
+}  // namespace app
+
+namespace {
+
+int failures = 0;
+
+void check(bool ok, std::string const& what, std::string const& text) {
+    if (ok) return;
+    ++failures;
+    std::cout << what << "\n" << text << std::endl;
+}
+
+std::string contentOf(std::string const& file) {
+    std::ifstream in(file, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+// The exit status of a copy of this program that runs the case; what it prints is in out.txt.
+int run(std::string const& program, char const* name) {
+    pid_t const child = fork();
+    if (child == 0) {
+        setenv("LD_PRELOAD", CHECKER_LIBRARY, 1);
+        setenv("ZAN_MEM_LEAK_CHECK", "on", 1);
+        if (std::freopen("out.txt", "w", stdout) == nullptr) _exit(103);
+        if (std::freopen("screen.txt", "w", stderr) == nullptr) _exit(103);
+        execl(program.c_str(), program.c_str(), name, static_cast<char*>(nullptr));
+        _exit(104);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    check(status == 0, std::string(name) + ": status " + std::to_string(status),
+          contentOf("screen.txt"));
+    return status;
+}
+
+struct Leak {
+    std::string function, file;
+    unsigned long line, size;
+};
+
+std::vector<Leak> leaksOf(std::string const& report) {
+    static std::regex const form(
+        "<LEAK requestID=\"\\d+\" size=\"(\\d+)\">\n<STACKENTRY decl=\"([^\"]*)\" [^>]*"
+        "srcfile=\"([^\"]*)\"(?: line=\"(\\d+)\")?[^>]*/>");
+    std::vector<Leak> leaks;
+    for (std::sregex_iterator it(report.begin(), report.end(), form), end; it != end; ++it)
+        leaks.push_back({(*it)[2], (*it)[3], std::strtoul((*it)[4].str().c_str(), nullptr, 10),
+                         std::strtoul((*it)[1].str().c_str(), nullptr, 10)});
+    return leaks;
+}
+
+void checkKnown(std::string const& report) {
+    std::map<unsigned long, int> byLine;
+    for (Leak const& leak : leaksOf(report)) {
+        unsigned long const i = leak.line - app::FIRST_LINE;
+        if (leak.function == "forgetInLibrary") {
+            check(leak.line == 5 && leak.size == 107, "the library's", report);
+            ++byLine[0];
+        } else if (i < std::size(app::KNOWN)) {
+            app::Known const& known = app::KNOWN[i];
+            // What is inlined has no scopes in its name.
+            auto const at = leak.function.rfind(known.function);
+            check(at != std::string::npos &&
+                      at + std::strlen(known.function) == leak.function.size() &&
+                      (known.size == 0 || leak.size == known.size) &&
+                      leak.file.find("memory_leaks.cpp") != std::string::npos,
+                  std::string(known.function) + " is " + leak.function, report);
+            ++byLine[leak.line];
+        } else {
+            check(false, "not forgotten: " + leak.function, report);
+        }
+    }
+    check(byLine[0] == 1, "the library's", report);
+    for (unsigned long i = 0; i < std::size(app::KNOWN); ++i)
+        check(byLine[app::FIRST_LINE + i] == (app::KNOWN[i].run == app::byContainer ? 2 : 1),
+              std::string(app::KNOWN[i].function) + " once", report);
+}
+
+void checkCount(std::string const& name, std::string const& report, unsigned long count,
+                char const* function) {
+    auto const leaks = leaksOf(report);
+    check(report.rfind("<MEMREPORT date=\"", 0) == 0 &&
+              report.find("</MEMREPORT>\n") == report.size() - 13,
+          name + ": a whole report", report);
+    check(leaks.size() == count, name + ": the number of leaks", report);
+    for (Leak const& leak : leaks)
+        check(leak.function == function, name + ": " + leak.function, report);
+}
+
+void checkText(std::string const& program, char const* name, char const* pattern) {
+    std::filesystem::remove(program + ".mem.log");
+    run(program, name);
+    std::string const report = contentOf(program + ".mem.log");
+    check(std::regex_search(report, std::regex(pattern)), name, report);
+}
+
+constexpr char SIMPLE[] =
+    "^\n##### Memory Report ########################################\n"
+    "\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\n"
+    "\n##### Leaks: ###############################################\n"
+    "RequestID:  +\\d+, Removed: 0, Size:          101\n"
+    "1: \\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\n"
+    "1: .*memory_leaks.cpp\\(\\d+\\) \\+\\d+ bytes \\(app::byMalloc\\)\n(1: .*\n)+\n\n"
+    "\n\\*\\*\\*\\* Number of leaks: 1\n"
+    "\n##### COM-Leaks: ###############################################\n"
+    "Pointer \\(RequestID\\):  *\\d+, Removed: 0, Size:          115\n"
+    "2: .*\n2: .*\\(app::byTask\\)\n(2: .*\n)+\n\n"
+    "\n\\*\\*\\*\\* Number of leaks: 1\n$";
+constexpr char DETAILED[] =
+    "Size:          101\n1: .*\n\n1:   0     app::byMalloc \\+\\d+ bytes\n"
+    "1:     Decl: app::byMalloc\\(\\)\n1:     Line: .*memory_leaks.cpp\\(\\d+\\) \\+\\d+ bytes\n"
+    "1:     Mod:  .*, base: [0-9a-f]{8,}h\n(.*\n)*"
+    "\n\\*\\*\\*\\* Number of leaks: 1\n\\*\\*\\*\\*\\* Hash-Table statistics:\n"
+    "      Table-Size:     1023\n      Inserts:        3\n      Freed:          2\n"
+    "      Sum Collisions: 0\n\n      Max used:       2\n      Max Collisions: 0\n"
+    "\n##### COM-Leaks: (.*\n)*      Inserts:        1\n      Freed:          0\n";
+constexpr char TRACE[] =
+    "^##### Memory operation: ALLOCATIONG a 101-byte 'Normal' block \\(# \\d+\\) at 0x[0-9A-F]+\n"
+    "\\d+: .*\n\\d+: .*\\(app::byMalloc\\)\n(.*\n)*"
+    "##### Memory operation: RE-ALLOCATING a 30-byte 'Normal' block \\(# \\d+\\) at 0x[0-9A-F]+\n"
+    "##### Implicit freeing because of re-allocation \\(# old: \\d+, new: \\d+\\)\n(.*\n)*"
+    "##### Memory operation: FREEING a 30-byte 'Normal' block \\(# \\d+\\) at 0x[0-9A-F]+\n"
+    "\\d+: .*\n\\d+: .*app::allFormsOfText\\)\n(.*\n)*"
+    "\n##### Memory Report ####";
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    std::string const name = argc == 2 ? argv[1] : "";
+    if (name == "simple") return app::allFormsOfText(zan::SIMPLE_TEXT, 0);
+    if (name == "detailed") return app::allFormsOfText(zan::DETAILED_TEXT, 4);
+    if (name == "trace") return app::allFormsOfText(zan::SIMPLE_TEXT, 3);
+    if (!name.empty()) {
+        if (name == "files")
+            while (dup(0) >= 0) {
+            }
+        zan::InitFini const library;
+        if (name == "known") return app::forgetAll();
+        if (name == "nothing" || name == "full") return app::leaveNothing();
+        if (name == "threads") return app::manyThreads();
+        if (name == "forks") return app::forks();
+        if (name == "sizes") return app::sizes();
+        if (name == "files") return app::useUpFiles();
+        return 105;
+    }
+#if defined(CHECKER_LIBRARY)
+    rlimit const fewFiles = {64, 64};
+    setrlimit(RLIMIT_NOFILE, &fewFiles);
+    std::string const program = std::filesystem::current_path() / "forgets";
+    std::filesystem::copy_file("/proc/self/exe", program,
+                               std::filesystem::copy_options::overwrite_existing);
+    std::string const file = program + ".mem.xml-leaks";
+    std::filesystem::remove(file);
+    auto const report = [&](char const* of) {
+        run(program, of);
+        return contentOf(file);
+    };
+    checkKnown(report("known"));
+    checkCount("nothing", report("nothing"), 0, "");
+    checkCount("threads", report("threads"), 4, "app::byMalloc");
+    checkCount("forks", report("forks"), 1, "app::byNew");
+    checkCount("sizes", report("sizes"), 0, "");
+    checkCount("files", report("files"), 1, "app::byNewArray");
+    std::filesystem::remove(file);
+    std::filesystem::create_symlink("/dev/full", file);
+    run(program, "full");
+    check(contentOf("screen.txt").find("is not complete: No space left on device") !=
+              std::string::npos,
+          "a full disk", contentOf("screen.txt"));
+    std::filesystem::remove(file);
+    std::filesystem::create_directory(file);  // is no file
+    checkCount("no file", (run(program, "sizes"), contentOf("out.txt")), 0, "");
+    std::filesystem::remove(file);
+    checkText(program, "simple", SIMPLE);
+    checkText(program, "detailed", DETAILED);
+    checkText(program, "trace", TRACE);
+#endif
+    return failures == 0 ? 0 : 1;
+}

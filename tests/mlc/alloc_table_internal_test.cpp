@@ -1,0 +1,164 @@
+#include "zan/mlc/alloc_table.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <map>
+#include <random>
+#include <thread>
+#include <vector>
+
+#include "support/seed.h"
+#include "zan/platform/block_index.h"
+
+namespace {
+
+using zan::AllocTable;
+
+// A piece of this thread's stack that changes as the frames of a program do.
+struct FakeStack {
+    alignas(64) unsigned char bytes[4096];
+};
+
+void change(FakeStack& stack, std::mt19937_64& random) {
+    for (unsigned long n = random() % 8; n != 0; --n) {
+        unsigned long const value = random();
+        std::memcpy(stack.bytes + random() % (sizeof stack.bytes / 8) * 8, &value, sizeof value);
+    }
+    if (random() % 200 == 0) std::memset(stack.bytes, static_cast<int>(random() % 256), 4096);
+}
+
+// Whatever of a stack is shared with others, each record gives what was there.
+TEST(AllocSnapshots, AreWhatTheStackWas) {
+    static AllocTable table(true);
+    std::mt19937_64 random(zan_test::seed());
+    static FakeStack elsewhere;  // on no thread's stack
+    FakeStack stack = {};
+    for (int life = 0; life < 3; ++life) {
+        struct Want {
+            AllocTable::Handle handle;
+            std::vector<unsigned char> bytes;
+        };
+        std::map<unsigned long, Want> live;
+        table.open();
+        for (unsigned long request = 1; request <= 6000; ++request) {
+            FakeStack& used = random() % 50 == 0 ? elsewhere : stack;
+            change(used, random);
+            // A few places that allocate, each at a depth of its own or two.
+            unsigned long const place = random() % 5;
+            unsigned char const* const frame =
+                used.bytes + (place * 31 + random() % 2 * 17) * 8 % 2048;
+            auto const* const code = reinterpret_cast<unsigned char const*>(&std::memcpy) + place;
+            AllocTable::Handle const handle = table.insert(request, place, code, frame);
+            ASSERT_NE(AllocTable::Handle::None, handle);
+            ASSERT_EQ(request, AllocTable::blockOf(handle).requestId);
+            live[request] = {handle, std::vector<unsigned char>(frame, frame + 1280)};
+            while (live.size() > 700 + random() % 100) {
+                auto const victim = live.lower_bound(random() % request);
+                if (victim == live.end()) continue;
+                ASSERT_TRUE(table.remove(victim->second.handle));
+                live.erase(victim);
+            }
+        }
+        ASSERT_EQ(live.size(), table.counters().used);
+        ASSERT_EQ(6000u, table.counters().inserts);
+        ASSERT_EQ(6000u - live.size(), table.counters().freed);
+        table.close();
+        EXPECT_FALSE(table.remove(live.begin()->second.handle)) << "the report has it";
+        unsigned long bucket = 0;
+        unsigned long last = 0;
+        auto const all = table.all();
+        ASSERT_EQ(live.size(), all.size());
+        for (AllocTable::Saved const* const saved : all) {
+            zan::AllocRecord const record = AllocTable::record(*saved);
+            auto const& want = live[record.requestId].bytes;
+            ASSERT_EQ(1280u, record.stackRead);
+            ASSERT_EQ(0, std::memcmp(want.data(), record.stackBytes, 1280)) << record.requestId;
+            unsigned long const of = record.requestId % zan::ALLOC_HASH_ENTRIES;
+            ASSERT_TRUE(of > bucket || (of == bucket && record.requestId > last));
+            bucket = of;
+            last = record.requestId;
+        }
+        table.drop();
+        table.open();
+        EXPECT_FALSE(table.remove(live.begin()->second.handle)) << "of a former life";
+        table.close();
+    }
+}
+
+TEST(AllocCounters, CountHeadsAndWhatIsBehindThem) {
+    static AllocTable table(false);
+    table.open();
+    int frame[400] = {};
+    std::vector<AllocTable::Handle> handles;
+    for (unsigned long request : {5ul, 5 + 1023ul, 5 + 2046ul, 6ul})
+        handles.push_back(table.insert(request, 1, &frame, frame));
+    EXPECT_TRUE(table.remove(handles[0]));  // the next one is the head now
+    EXPECT_TRUE(table.remove(handles[3]));
+    auto const c = table.counters();
+    EXPECT_EQ(4u, c.inserts);
+    EXPECT_EQ(2u, c.collisions);
+    EXPECT_EQ(2u, c.freed);
+    EXPECT_EQ(2u, c.used);
+    EXPECT_EQ(4u, c.maxUsed);
+    EXPECT_EQ(1u, c.chained);
+    EXPECT_EQ(2u, c.maxChained);
+    table.close();
+}
+
+// A release in another thread than the allocation, and threads that end with live blocks.
+TEST(AllocRaces, RecordsGoFromThreadToThread) {
+    static AllocTable table(true);
+    table.open();
+    constexpr unsigned long EACH = 3000;
+    std::vector<AllocTable::Handle> handles(4 * EACH);
+    auto const inThreads = [](auto work) {
+        std::vector<std::thread> threads;
+        for (unsigned long t = 0; t < 4; ++t) threads.emplace_back([=] { work(t); });
+        for (std::thread& thread : threads) thread.join();
+    };
+    inThreads([&handles](unsigned long t) {
+        unsigned long frame[300] = {};
+        for (unsigned long i = 0; i < EACH; ++i) {
+            frame[i % 200] = i;
+            handles[t * EACH + i] = table.insert(t * EACH + i + 1, i, &frame, frame);
+        }
+    });
+    inThreads([&handles](unsigned long t) {
+        for (unsigned long i = 0; i < EACH; ++i) {
+            if (i % 3 == 0) continue;
+            EXPECT_TRUE(table.remove(handles[(3 - t) * EACH + i]));
+        }
+    });
+    table.close();
+    EXPECT_EQ(4 * EACH / 3, table.all().size());
+    EXPECT_EQ(4 * EACH, table.counters().maxUsed);
+    table.drop();
+}
+
+TEST(BlockIndex, HoldsWhatAModelHolds) {
+    static zan::platform::BlockIndex<unsigned long> index;
+    std::mt19937_64 random(zan_test::seed());
+    std::map<unsigned long, unsigned long> model;
+    for (int i = 0; i < 200000; ++i) {
+        // Neighbours, with a few far away.
+        unsigned long const number = (random() % 4000 + 1) * 16 + (random() % 3 << 20);
+        auto* const p = reinterpret_cast<void*>(number);
+        unsigned long found = 0;
+        if (random() % (i < 100000 ? 3 : 2) != 0) {
+            ASSERT_TRUE(index.put(p, static_cast<unsigned long>(i) + 1, false));
+            model[number] = static_cast<unsigned long>(i) + 1;
+        } else {
+            ASSERT_EQ(model.count(number) == 1, index.take(p, found, false));
+            ASSERT_EQ(model[number], found);
+            model.erase(number);
+        }
+    }
+    for (auto const& [number, value] : model) {
+        unsigned long found = 0;
+        ASSERT_TRUE(index.take(reinterpret_cast<void*>(number), found, false));
+        ASSERT_EQ(value, found);
+    }
+}
+
+}  // namespace
