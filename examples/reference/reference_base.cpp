@@ -154,6 +154,23 @@ EXAMPLE(ByteRef) {
     std::cout << int(kind) << ", then " << frame.readAllLeft() << '\n';
 }
 
+EXAMPLE(MemLeakChecker) {
+    // also: UncheckedBlocks
+    zan::logger_factory::instance(zan::LOGGER_ID).setAppLog("MLC", true);
+    {
+        zan::MemLeakChecker::Helper const checked;  // its end writes the report to the log
+        auto* const text = ZAN_NEW(zan::String("tracked"));
+        std::cout << zan::MemLeakChecker::running() << '\n';
+        ZAN_DELETE(text);
+    }
+    std::cout << zan::MemLeakChecker::running() << '\n';
+}
+
+EXAMPLE(SE_Exception) {
+    zan::SE_Exception const none;
+    std::cout << none.getSeNumber() << ", " << zan::istr(none.what()).size() << " bytes of text\n";
+}
+
 EXAMPLE(AutoPtr) {
     zan::AutoPtr<wchar_t> const text = zan::to_wstr("wide");
     std::cout << std::wstring(text.get()).size() << " characters\n";

@@ -47,6 +47,7 @@ protected:
 
 EXAMPLE(SimpleThread) {
     // also: Thread, ThreadControl, ThreadId, ThreadInfo, STAThread, MTAThread
+    // also: WinHandleWrapper
     // Worker overrides onBirth(), onWork() and onDeath(); each prints its name, and onWork() calls
     // livingEnd().
     zan::Handle<Worker> const worker(new Worker(nullptr, "worker"));
@@ -111,8 +112,8 @@ EXAMPLE(map) {
 }
 
 EXAMPLE(ThreadStartedException) {
-    // also: ThreadNotStartedException, ThreadSyscallException, ThreadLockedException,
-    // DeadlockException
+    // also: ThreadNotStartedException, ThreadSyscallException, ThreadLockedException
+    // also: DeadlockException
     zan::Handle<zan::SimpleThread> const thread(new Worker(nullptr, "late"));
     try {
         thread->getThreadControl();

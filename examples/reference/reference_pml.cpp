@@ -37,8 +37,8 @@ EXAMPLE(Unit) {
 }
 
 EXAMPLE(IntegerValue) {
-    // also: UnsignedValue, FloatValue, BooleanValue, CharacterValue, WcharValue, TimeValue,
-    // BytesValue, WstringValue
+    // also: UnsignedValue, FloatValue, BooleanValue, CharacterValue, WcharValue, TimeValue
+    // also: BytesValue, WstringValue
     zan::pml::ntv::Unit limit("limit", "int", zan::pml::ntv::IntegerValue::create(250));
     std::cout << limit.str() << '\n';
 }

@@ -20,7 +20,7 @@ struct Beat : zan::ITimerObject {
 }  // namespace
 
 EXAMPLE(TimerManager) {
-    // also: ITimerObject, TimerId, OnTimerResult, TimerQueue
+    // also: ITimerObject, TimerId, OnTimerResult, TimerQueue, TimeoutThread
     // Beat derives from ITimerObject; its onTimer() prints the number.
     Beat beat;
     zan::TimerId id;
@@ -34,6 +34,16 @@ EXAMPLE(TimerUserThread) {
         new zan::TimerUserThread(&beat, "beat", 5, 2, 9, nullptr));
     thread->start();
     thread->join();
+}
+
+EXAMPLE(TimerCallbackBlock) {
+    // also: TimerBlock, TimeoutBlock
+    Beat beat;
+    zan::TimerBlock block;
+    block.m_pCallBackTimerObject = &beat;
+    block.m_nUserTimerID = 8;
+    zan::TimerCallbackBlock later(zan::TimerCallbackBlock::ON_TIMER, &block);
+    later.exec();
 }
 
 EXAMPLE(TimeCounter) {

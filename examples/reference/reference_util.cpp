@@ -192,6 +192,13 @@ EXAMPLE(UowTest) {
     std::cout << "ends with " << code << '\n';
 }
 
+EXAMPLE(CmdLineQueue) {
+    // also: CmdLineCallback, CmdLineThread
+    zan::CmdLineQueue commands;  // commands.open(L"> ") would read them from the console
+    std::wstring line;
+    std::cout << commands.get(line, zan::Time()) << '\n';
+}
+
 EXAMPLE(Util) {
     std::vector<zan::String> parts;
     zan::Util::split("a, b, c", parts, ',', false);
