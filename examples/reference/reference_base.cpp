@@ -115,7 +115,7 @@ EXAMPLE(Exception) {
 
 EXAMPLE(CallStack) {
     // also: Current, stack
-    ZAN_TRACE_FRAME(zan::logger_factory::instance("app"));
+    zan::TraceEntry const frame(zan::logger_factory::instance("app"), ZAN_HERE);
     zan::CallStack const copy = zan::tracer::instance()->callStack();
     std::cout << copy.container().top().func() << '\n';
 }

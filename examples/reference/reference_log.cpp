@@ -65,7 +65,8 @@ EXAMPLE(TraceEntry) {
     zan::logger& log = zan::logger_factory::instance("app");
     unsigned long const depth = zan::tracer::instance()->container().size();
     {
-        ZAN_TRACE_SCOPE_INFO(log, "order " << 7);
+        // What ZAN_TRACE_FRAME(log) makes where traces are compiled in.
+        zan::TraceEntry const frame(log, ZAN_HERE);
         std::cout << zan::tracer::instance()->container().size() - depth << " more\n";
     }
     std::cout << zan::tracer::instance()->container().size() - depth << " more\n";
