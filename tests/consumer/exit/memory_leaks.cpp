@@ -398,7 +398,6 @@ int main(int argc, char** argv) {
         if (name == "files") return app::useUpFiles();
         return 105;
     }
-#if defined(CHECKER_LIBRARY)
     rlimit const fewFiles = {64, 64};
     setrlimit(RLIMIT_NOFILE, &fewFiles);
     std::string const program = std::filesystem::current_path() / "forgets";
@@ -429,6 +428,5 @@ int main(int argc, char** argv) {
     checkText(program, "simple", SIMPLE);
     checkText(program, "detailed", DETAILED);
     checkText(program, "trace", TRACE);
-#endif
     return failures == 0 ? 0 : 1;
 }
