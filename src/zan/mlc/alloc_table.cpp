@@ -292,8 +292,8 @@ AllocTable::Saved* AllocTable::Shard::take(unsigned long pieces) {
     if (Saved* const saved = free[lines]) {
         free[lines] = saved->next;
         // The next one is written to some time from now.
-        auto const* const next = reinterpret_cast<unsigned char const*>(saved->next);
-        for (unsigned long i = 0; i < lines; ++i) __builtin_prefetch(next + i * LINE, 1);
+        if (auto const* const next = reinterpret_cast<unsigned char const*>(saved->next))
+            for (unsigned long i = 0; i < lines; ++i) __builtin_prefetch(next + i * LINE, 1);
         return saved;
     }
     if (chunks.empty() || filled + lines * LINE > CHUNK) {
