@@ -35,7 +35,8 @@ struct Pieces {
                 1) != 0;
     }
     unsigned long count() const {
-        return static_cast<unsigned long>(__builtin_popcountl(low) + __builtin_popcount(high));
+        int const n = __builtin_popcountl(low) + __builtin_popcount(high);
+        return static_cast<unsigned long>(n);
     }
 
 private:
