@@ -195,24 +195,41 @@ TEST(LeakBook, HoldsWhatAModelHolds) {
     EXPECT_EQ(CLEAN, report());
 }
 
+// Threads that make and free tracked objects.
+class Churn {
+public:
+    Churn() {
+        for (int t = 0; t < 3; ++t)
+            threads_.emplace_back([this] {
+                while (!done_) {
+                    int* const p = ZAN_NEW(int(1));
+                    ZAN_DELETE(p);
+                }
+            });
+    }
+    ~Churn() { stop(); }
+    Churn(Churn const&) = delete;
+    Churn& operator=(Churn const&) = delete;
+    void stop() {
+        done_ = true;
+        for (auto& thread : threads_) thread.join();
+        threads_.clear();
+    }
+
+private:
+    std::atomic<bool> done_{false};
+    std::vector<std::thread> threads_;
+};
+
 TEST(LeakRaces, ThreadsAllocateWhileBooksComeAndGo) {
     Category const on(true);
     zan_test::LogCapture const log;
-    std::atomic<bool> done{false};
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 3; ++t)
-        threads.emplace_back([&done] {
-            while (!done) {
-                int* const p = ZAN_NEW(int(1));
-                ZAN_DELETE(p);
-            }
-        });
+    Churn churn;
     for (int i = 0; i < 200; ++i) {
         MemLeakChecker::Helper const checked;
         if (i % 20 == 0) report();
     }
-    done = true;
-    for (auto& thread : threads) thread.join();
+    churn.stop();
     MemLeakChecker::Helper const checked;
     EXPECT_EQ(CLEAN, report()) << "nothing of an earlier book";
 }
@@ -222,15 +239,7 @@ TEST(LeakRaces, TheChildOfAForkHasTheWholeBook) {
     Category const on(true);
     zan_test::LogCapture const log;
     MemLeakChecker::Helper const checked;
-    std::atomic<bool> done{false};
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 3; ++t)
-        threads.emplace_back([&done] {
-            while (!done) {
-                int* const p = ZAN_NEW(int(1));
-                ZAN_DELETE(p);
-            }
-        });
+    Churn churn;
     int x = 0;
     book().push(&x, "a.cpp", 1, "f");
     for (int i = 0; i < 20; ++i) {
@@ -248,8 +257,7 @@ TEST(LeakRaces, TheChildOfAForkHasTheWholeBook) {
         EXPECT_EQ(0, status);
     }
     EXPECT_TRUE(book().pop(&x, "a.cpp", 2, "f"));
-    done = true;
-    for (auto& thread : threads) thread.join();
+    churn.stop();
 }
 
 }  // namespace

@@ -22,6 +22,8 @@
 
 #include "zan/zan.h"
 
+#include "checks.h"
+
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 #define UNDER_SANITIZER 1
 #elif defined(__has_feature)
@@ -156,19 +158,6 @@ Case const CASES[] = {
 }  // namespace app
 
 namespace {
-
-int failures = 0;
-
-void check(bool ok, std::string const& what, std::string const& text) {
-    if (ok) return;
-    ++failures;
-    std::cout << what << "\n" << text << std::endl;
-}
-
-std::string contentOf(std::string const& file) {
-    std::ifstream in(file, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
 
 // The wait status of a copy of this program that runs the case.
 int run(std::string const& program, char const* name, char const* form) {

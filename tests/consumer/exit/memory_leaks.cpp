@@ -24,6 +24,8 @@
 
 #include "zan/zan.h"
 
+#include "checks.h"
+
 namespace app {
 
 void* volatile forgotten[64];
@@ -256,19 +258,6 @@ int allFormsOfText(zan::OutputForm form, int trace) {
 }  // namespace app
 
 namespace {
-
-int failures = 0;
-
-void check(bool ok, std::string const& what, std::string const& text) {
-    if (ok) return;
-    ++failures;
-    std::cout << what << "\n" << text << std::endl;
-}
-
-std::string contentOf(std::string const& file) {
-    std::ifstream in(file, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
 
 // The exit status of a copy of this program that runs the case; what it prints is in out.txt.
 int run(std::string const& program, char const* name) {
