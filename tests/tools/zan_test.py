@@ -187,9 +187,10 @@ a(  (* why *)
 """, zan("pml", "format", data=text)[1])
 
     def test_a_layout_that_reads_back_differently_is_refused(self):
-        code, out, err = zan("pml", "format", "-l", "simple", data=b"a(b^(c(1))")
-        self.assertEqual((1, b""), (code, out))
-        self.assertIn("would read back differently", err)
+        for data in (b"a(b^(c(1))", b'a(^"a:b^^(x^)))'):  # the second would not be read at all
+            code, out, err = zan("pml", "format", "-l", "simple", data=data)
+            self.assertEqual((1, b""), (code, out), data)
+            self.assertIn("would read back differently", err)
         self.assertEqual((0, b"a(b^(c(1))\n"), zan("pml", "format", data=b"a(b^(c(1))")[:2])
 
     def test_in_place_keeps_comments_and_links_and_permissions(self):
