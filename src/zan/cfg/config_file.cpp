@@ -99,6 +99,7 @@ ConfigFile& ConfigFile::load() {
 }
 
 ConfigFile& ConfigFile::load(istr const& fileName) {
+    UncheckedBlocks const lifelong;
     config_ = fileName;
     return load();
 }

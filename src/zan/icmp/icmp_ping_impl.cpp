@@ -10,6 +10,7 @@
 #include <limits>
 
 #include "zan/base/base_type_time.h"
+#include "zan/base/mlcheck.h"
 #include "zan/log/log_logger.h"
 
 namespace zan {
@@ -48,6 +49,7 @@ private:
 
 bool PingImpl::open() {
     if (open_) return true;
+    UncheckedBlocks const lifelong;  // what ACE keeps for each thread
     QuietAce const quiet;
     if (socket_.open(ACE_Addr::sap_any, ICMP_PROTOCOL, 0) != 0) {
         socket_.close();

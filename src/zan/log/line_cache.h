@@ -1,17 +1,19 @@
 #pragma once
 
+#include <algorithm>
 #include <cstring>
 #include <list>
 #include <memory>
 #include <vector>
 
 #include "zan/base/base_type_view.h"
+#include "zan/base/mlcheck.h"
 #include "zan/log/log_dumper.h"
 
 namespace zan {
 
 // Lines waiting for their file, in order of arrival. The text of many lines stands in one block, so
-// a line costs its text and four bytes, needs no allocation of its own, and a run of lines goes to
+// a line costs its text and eight bytes, needs no allocation of its own, and a run of lines goes to
 // the file in one write.
 //
 // Threads: none of its own; the logger's cache lock guards it.
@@ -90,6 +92,10 @@ private:
         void add(istr const& line) {
             unsigned long const begin = used();
             if (!line.empty()) std::memcpy(text.get() + begin, line.data(), line.size());
+            if (ends.size() == ends.capacity()) {
+                UncheckedBlocks const lifelong;
+                ends.reserve(std::max(ends.size() * 2, 8ul));
+            }
             ends.push_back(begin + line.size());
         }
         istr line(unsigned long i) const {
@@ -113,6 +119,7 @@ private:
             blocks_.splice(blocks_.end(), spare_, spare_.begin());
             return;
         }
+        UncheckedBlocks const lifelong;  // what is never written stays with the logger
         unsigned long size = blocks_.empty() ? 2 * 1024 : BLOCK;
         blocks_.emplace_back(need > size ? need : size);
     }

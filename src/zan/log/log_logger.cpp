@@ -616,6 +616,7 @@ bool loggerImpl::msgLogOff(String const& name) {
 }
 
 void loggerImpl::setMsgLog(String const& name, bool on) {
+    UncheckedBlocks const lifelong;
     MutexLock const config(configMutex_);
     msgLogs_[name] = on;
 }

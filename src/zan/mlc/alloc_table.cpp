@@ -337,7 +337,7 @@ ZAN_WHOLE_STACK AllocTable::Handle AllocTable::insert(unsigned long requestId, u
     snapshot.life = life_.load(std::memory_order_relaxed);
     snapshot.first = at & ~(LINE - 1);
     alignas(64) unsigned char copied[MOST_LINES * LINE];
-    unsigned long const end = platform::endOfStack(frame);
+    unsigned long const end = platform::endOfStack(frame, reinterpret_cast<unsigned long>(code));
     if (end != 0) {
         snapshot.read = std::min(end - at, SNAPSHOT);
         snapshot.from = reinterpret_cast<unsigned char const*>(snapshot.first);

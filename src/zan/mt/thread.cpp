@@ -208,6 +208,7 @@ void freeRecord(void*) {
 
 ThreadRecord& ThreadRecord::current() {
     if (t_record == nullptr) {
+        UncheckedBlocks const lifelong;  // in the main thread
         t_record = new ThreadRecord;
         platform::atThreadExit(&freeRecord, nullptr);
     }

@@ -29,6 +29,7 @@ class Frames {
 public:
     Frames(bool tree, unsigned long depth) {
 #if defined(_ZAN_TRACE_ON)
+        UncheckedBlocks const lifelong;  // in the main thread, whose stack grows
         constexpr unsigned long SHOWN = 128;
         if (tree) push(__LINE__, "zan::nbr::parser::from");
         for (unsigned long i = 0; i < depth && i < SHOWN; ++i)

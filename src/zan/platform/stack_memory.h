@@ -32,8 +32,8 @@ struct PageAllocator {
 unsigned long readMemory(void const* from, void* to, unsigned long size);
 
 // The end of the stack that the calling thread began with, up to which all is there from the frame
-// on. 0 where the frame is not on it: a handler's or a fiber's. The first call in a thread may
-// allocate.
-unsigned long endOfStack(void const* frame);
+// on. 0 where the frame is not on it, a handler's or a fiber's, and where that is not known yet and
+// can't be asked in what `caller`, a code address, does. The first call in a thread may allocate.
+unsigned long endOfStack(void const* frame, unsigned long caller);
 
 }  // namespace zan::platform
