@@ -2,21 +2,20 @@
 
 import hashlib
 import os
-import pty
-import random
 import re
-import select
 import shutil
 import signal
 import struct
 import subprocess
 import sys
-import tempfile
 import unittest
 from pathlib import Path
 
-ROOT = Path(__file__).resolve().parents[2]
-ZAN = Path(os.environ.get("ZAN_BIN", ROOT / "build/release/bin")).resolve() / "zan"
+sys.path.append(str(Path(__file__).resolve().parents[1] / "support"))
+
+from programs import BIN, ROOT, InTempDir, Running, seeded  # noqa: E402
+
+ZAN = BIN / "zan"
 COURIER = ROOT / "examples/courier/courier.pml"
 FINE = (0, b"", "")
 
@@ -29,26 +28,11 @@ def zan(*words, data=b"", cwd=None, env=None):
     return run.returncode, run.stdout, run.stderr.decode(errors="replace")
 
 
-def seeded():
-    seed = int(os.environ.get("ZAN_TEST_SEED", random.SystemRandom().getrandbits(32)))
-    print(f"ZAN_TEST_SEED={seed}", file=sys.stderr)
-    return random.Random(seed)
-
-
 def corpus(target):
     return [file.read_bytes() for file in sorted((ROOT / "fuzz/corpus").glob(f"{target}_fuzz/*"))]
 
 
-class InTempDir(unittest.TestCase):
-    def setUp(self):
-        self.dir = Path(tempfile.mkdtemp())
-        self.addCleanup(shutil.rmtree, self.dir)
-
-    def put(self, name, data):
-        file = self.dir / name
-        file.write_bytes(data if isinstance(data, bytes) else data.encode())
-        return file
-
+class ZanTest(InTempDir):
     def refused(self, words, data, *messages):
         code, out, err = zan(*words, data=data)
         self.assertEqual((1, b""), (code, out), data)
@@ -56,7 +40,7 @@ class InTempDir(unittest.TestCase):
             self.assertIn(message, err, data)
 
 
-class ExitCodes(InTempDir):
+class ExitCodes(ZanTest):
     def test_usage_is_2_and_says_where_help_is(self):
         for words in ([], ["pml"], ["nonsense"], ["pml", "get"], ["pml", "format", "--layout", "x"],
                       ["log", "follow"], ["log", "filter", "--since", "soon"], ["codepage", "936"],
@@ -96,7 +80,7 @@ class ExitCodes(InTempDir):
         self.assertEqual("é中\n".encode(), zan("pml", "get", "/", data="a(é中)", cwd=self.dir)[1])
 
 
-class Findings(InTempDir):
+class Findings(ZanTest):
     XML = "<?xml version='1.0'?>\n<!-- c -->\n<a x='1&lt;'>\n <b>t</b><c/> u\n</a>"
     NBR = bytes.fromhex("FF 01 28 01 01 01 05 02 F1 02 61 62 07 FF 01 28 03 01 02 FF FF FF 01 29 FF 01 29")
 
@@ -191,7 +175,7 @@ class Findings(InTempDir):
             self.assertLessEqual(err.count("\n"), 101, command)
 
 
-class Pml(InTempDir):
+class Pml(ZanTest):
     def test_layouts_read_back_as_they_were(self):
         compact = zan("pml", "format", "-l", "compact", COURIER)[1]
         self.assertTrue(compact.startswith(b"courier(address(127.0.0.1)port(0)"), compact)
@@ -279,7 +263,7 @@ a(  (* why *)
         self.refused(["pml", "get", "log/none", COURIER], "", "there is no 'log/none'")
 
 
-class NbrAndXml(InTempDir):
+class NbrAndXml(ZanTest):
     def test_forms_of_input_give_one_output(self):
         tree = Findings.NBR
         out = zan("nbr", "dump", data=tree)[1]
@@ -302,7 +286,7 @@ class NbrAndXml(InTempDir):
         self.assertEqual(1, zan("xml", "format", "--check", data="<a/>  ")[0])
 
 
-class Digest(InTempDir):
+class Digest(ZanTest):
     def test_lists_are_those_of_md5sum(self):
         odd = self.put("a\nb\\c", b"abc")
         code, out, _ = zan("digest", odd)
@@ -324,7 +308,7 @@ class Digest(InTempDir):
             self.assertEqual(1, zan("digest", "-c", data=text)[0])
 
 
-class Codepage(InTempDir):
+class Codepage(ZanTest):
     def test_text_of_any_length_goes_there_and_back(self):
         text = "".join(f"\u4e2d\u6587 {n}\n" for n in range(40000)) + "\0\u4e2d\0"
         # UTF-7 has more than one form.
@@ -352,7 +336,7 @@ def framed(time, title):
     return f"\n{head}{title:>110}\n     CAUSE: no route\n{'-' * 118}\n\n"
 
 
-class Log(InTempDir):
+class Log(ZanTest):
     ENTRIES = [
         line("10:00:00.000", "<  1.   2>", " zan startup..."),
         line("10:00:00.001", "{1.3}", "[INFO]{timer}SimpleThread::run_i() begin"),
@@ -406,37 +390,18 @@ class Log(InTempDir):
         asked = zan("log", "filter", "--color", "always", log, env={"NO_COLOR": "1"})[1]
         self.assertIn(b"\033[31m", asked)
         for env, coloured in (({}, True), ({"NO_COLOR": "1"}, False), ({"TERM": "dumb"}, False)):
-            master, slave = pty.openpty()
-            subprocess.run([ZAN, "log", "filter", "-e", "lost", log], stdout=slave, check=True,
-                           env={**os.environ, "TERM": "xterm", "NO_COLOR": "", **env})
-            os.close(slave)
-            self.assertEqual(coloured, b"\033[31m" in os.read(master, 10000), env)
-            os.close(master)
+            shown = Running(self, ZAN, "log", "filter", "-e", "lost", log, terminal=True,
+                            env={**os.environ, "TERM": "xterm", "NO_COLOR": "", **env}).until(b"lost")
+            self.assertEqual(coloured, b"\033" in shown, env)
 
 
-class Follower:
-    """`zan log follow`, of which a test reads what has come so far."""
-
-    def __init__(self, test, *words):
-        self.process = subprocess.Popen([ZAN, "log", "follow", *map(str, words)], stdout=subprocess.PIPE)
-        test.addCleanup(self.process.stdout.close)
-        test.addCleanup(self.process.wait)
-        test.addCleanup(self.process.kill)
-        self.got = b""
-
-    def until(self, end):
-        while not self.got.endswith(end):
-            ready, _, _ = select.select([self.process.stdout], [], [], 30)
-            if not ready:
-                raise AssertionError(f"{end} did not come, but {self.got}")
-            self.got += os.read(self.process.stdout.fileno(), 100000)
-        return self.got
-
-
-class Follow(InTempDir):
+class Follow(ZanTest):
     def setUp(self):
         super().setUp()
         self.log = self.dir / "app.log"
+
+    def follow(self, *words):
+        return Running(self, ZAN, "log", "follow", *words, self.log)
 
     def append(self, text):
         with open(self.log, "ab") as out:
@@ -446,57 +411,57 @@ class Follow(InTempDir):
         os.replace(self.log, self.dir / "app.log.bak")
 
     def test_over_rotations_and_without_a_file(self):
-        first = Follower(self, "-L", "2", self.log)
+        first = self.follow("-L", "2")
         wanted = b""
         for n in range(30):
             entry = line(f"10:00:{n:02}.000", "<1.2>", f"[INFO]f() {n}")
             self.append(entry)
             wanted += entry.encode()
             if n == 0:
-                first.until(wanted)
+                first.until(entry.encode())
             if n % 3 == 0:
                 self.rotate()
             if n % 3 == 1:
-                first.until(wanted[-40:])  # nobody could follow two rotations at once
-        self.assertEqual(wanted, first.until(wanted[-40:]))
+                first.until(entry.encode())  # nobody could follow two rotations at once
+        first.until(entry.encode())
+        self.assertEqual(wanted, first.seen)
         # The newest entries are found in the backup, too.
         self.rotate()
         last = b"".join(wanted.splitlines(True)[-2:])
-        self.assertEqual(last, Follower(self, "-L", "2", self.log).until(last))
+        self.assertEqual(last, self.follow("-L", "2").until(last))
 
     def test_what_was_not_read_before_two_rotations(self):
         texts = [line(f"10:00:0{n}.000", "<1.2>", f"[INFO]f() {n}") for n in range(3)]
         self.append(texts[0])
-        follower = Follower(self, self.log)
+        follower = self.follow()
         follower.until(texts[0].encode())
         os.kill(follower.process.pid, signal.SIGSTOP)
         for text in texts[1:]:
             self.rotate()
             self.append(text)
         os.kill(follower.process.pid, signal.SIGCONT)
-        self.assertEqual("".join(texts).encode(), follower.until(texts[2].encode()))
+        self.assertEqual("".join(texts[1:]).encode(), follower.until(texts[2].encode()))
 
     def test_filters_and_whole_lines_and_emptied_files(self):
         self.append("")
-        follower = Follower(self, "-l", "warning", self.log)
+        follower = self.follow("-l", "warning")
         other = line("10:00:00.000", "<1.2>", "[INFO]f() no")
         error = framed("10:00:01.000", "<ERROR>")
         self.append(other + error[:150])
         self.append(error[150:])
-        follower.until(error.encode())
+        self.assertEqual(error.encode(), follower.until(error[-20:].encode()))
         lost = line("10:00:02.000", "<1.2>", "[<TCP.ERROR>]f() lost")
         self.log.write_bytes(b"")
         self.append(other + lost)
-        self.assertEqual((error + lost).encode(), follower.until(lost.encode()))
+        self.assertEqual(lost.encode(), follower.until(lost[-20:].encode()))
 
-    @unittest.skipUnless((ZAN.parent / "courier_server").exists(), "without examples")
+    @unittest.skipUnless((BIN / "courier_server").exists(), "without examples")
     def test_the_log_of_a_server_as_it_is_written(self):
-        follower = Follower(self, "--last", "1000", self.log)
-        server = subprocess.Popen([ZAN.parent / "courier_server", "--port", "0", "--log", self.log], cwd=self.dir,
-                                  stdin=subprocess.DEVNULL, stdout=subprocess.PIPE)
-        self.assertRegex(server.stdout.readline(), rb"listening on \d+\n")
-        server.terminate()
-        server.communicate()
+        follower = self.follow("--last", "1000")
+        server = Running(self, BIN / "courier_server", "--log", self.log, cwd=self.dir, stdin=subprocess.DEVNULL)
+        self.assertRegex(server.until(b"\n"), rb"listening on \d+\n")
+        server.process.terminate()
+        server.process.wait()
         data = self.log.read_bytes()
         self.assertEqual(data, follower.until(data[-200:]))
         prefix = rb"^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3}[<{] *\d+\. *\d+[>}]\[\w+\]"
@@ -504,7 +469,7 @@ class Follow(InTempDir):
                          zan("log", "filter", "-c", self.log)[1])
 
 
-class Pages(InTempDir):
+class Pages(ZanTest):
     @unittest.skipUnless(shutil.which("man"), "no man")
     def test_man_page(self):
         page = self.put("zan.1", zan("generate", "man")[1])
@@ -530,24 +495,13 @@ class Pages(InTempDir):
     def test_zsh_completes(self):
         self.put("_zan", zan("generate", "zsh")[1])
         # Completion runs only at a terminal.
-        master, slave = pty.openpty()
-        shell = subprocess.Popen(["zsh", "-f", "-i"], stdin=slave, stdout=slave, stderr=slave, cwd=self.dir,
-                                 env={**os.environ, "TERM": "xterm", "PS1": "> "}, start_new_session=True)
-        os.close(slave)
-        for cleanup in (lambda: os.close(master), shell.wait, shell.kill):
-            self.addCleanup(cleanup)
-        seen = b""
-
-        def typed_until(text, end):
-            nonlocal seen
-            os.write(master, text.encode())
-            while end not in seen:
-                self.assertTrue(select.select([master], [], [], 30)[0], seen)
-                seen += os.read(master, 10000)
-        typed_until(f"fpath=({self.dir} $fpath); autoload -U compinit; compinit -u -d dump; echo rea''dy\n",
-                    b"ready\r\n")
-        typed_until("zan pml form\t--lay\tcom\t", b"compact")
-        self.assertIn(b" --layout", seen)
+        shell = Running(self, "zsh", "-f", "-i", terminal=True, cwd=self.dir,
+                        env={**os.environ, "TERM": "xterm", "PS1": "> "})
+        shell.type(f"fpath=({self.dir} $fpath); autoload -U compinit; compinit -u -d dump; echo rea''dy\n")
+        shell.until(b"ready\n")
+        shell.type("zan pml form\t--lay\tcom\t")
+        shell.until(b" --layout")
+        shell.until(b"compact")
 
 
 if __name__ == "__main__":
