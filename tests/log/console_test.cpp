@@ -119,7 +119,7 @@ TEST_F(ConsoleInput, EveryLineOfOneWriteIsDelivered) {
 }
 
 TEST_F(ConsoleInput, OutputPushesThePromptDown) {
-    Keyboard const keyboard;
+    Keyboard keyboard;
     String line;
     EXPECT_FALSE(console::readline(line, "> "));
     console::println("news");
@@ -129,6 +129,8 @@ TEST_F(ConsoleInput, OutputPushesThePromptDown) {
     std::wstring wide;
     EXPECT_FALSE(console::readline(wide, L"$ "));
     EXPECT_EQ("> \nnews\n> ", shown()) << "a new prompt waits until the old one is done with";
+    keyboard.type("\n");
+    EXPECT_TRUE(console::readline(line, "> ")) << "no later test finds the prompt";
 }
 
 }  // namespace

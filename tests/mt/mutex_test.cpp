@@ -159,6 +159,7 @@ struct Once {
 TEST(Singletons, AreBuiltOnceByWhoeverComesFirst) {
     Singleton<Once>::destroy();
     EXPECT_EQ(nullptr, Singleton<Once>::peek());
+    Once::built() = 0;
     std::atomic<int> ready{0};
     zan_test::Threads(4, [&ready](unsigned) {
         ++ready;
