@@ -47,13 +47,13 @@ private:
 // A book of its own for each test, with the category on, and the log and the console collected.
 class LeakTest : public testing::Test {
 protected:
+    LeakTest() { category(true); }
     ~LeakTest() override {
         MemLeakChecker::destroy();
         category(false);
     }
     static void category(bool on) { zan::detail::zanLogger().setAppLog("MLC", on); }
 
-    bool const on_ = (category(true), true);
     zan_test::LogCapture const log_;
     Screen screen_;
 };
