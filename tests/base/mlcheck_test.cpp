@@ -67,7 +67,7 @@ MemLeakChecker& book() {
 }
 
 // Enters an object as if the file had made it.
-void push(void* p, char const* file, int line) {
+void push(void* p, char const* file, unsigned line) {
     book().push(p, file, line, "f");
 }
 bool pop(void* p) {
