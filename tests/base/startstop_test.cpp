@@ -87,8 +87,8 @@ TEST(VersionNumbers, ComparePairwiseAndPrintTwoDigits) {
     for (auto const& a : ordered)
         for (auto const& b : ordered) {
             EXPECT_EQ(&a < &b, a < b);
-            EXPECT_EQ(&a <= &b, a <= b);
-            EXPECT_EQ(&a == &b, a == b);
+            EXPECT_EQ(&a >= &b, a >= b);
+            EXPECT_EQ(&a != &b, a != b);
         }
     std::ostringstream os;
     os << Version(2, 3) << ' ' << Version(2, 13);

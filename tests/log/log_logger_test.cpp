@@ -146,6 +146,8 @@ TEST_F(LoggerFlags, AFilteredLineIsNotComposed) {
     EXPECT_TRUE(capture.has("() x1ff\n"));
     EXPECT_TRUE(capture.has("[NOTICE]")) << capture.text();
     EXPECT_TRUE(capture.has("() 255\n")) << "the stream forgets the line before";
+    ZAN_INFO(log_, "cut" << '\0' << "lost");
+    EXPECT_TRUE(capture.has("() cut\n")) << "a zero byte ends the text";
 }
 
 TEST_F(LoggerFlags, TheDumpShowsEveryField) {
