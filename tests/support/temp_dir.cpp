@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <fstream>
 #include <system_error>
 
 namespace zan_test {
@@ -15,6 +16,16 @@ TempDir::TempDir() {
 TempDir::~TempDir() {
     std::error_code ignored;
     std::filesystem::remove_all(path_, ignored);
+}
+
+std::string TempDir::content(std::string const& name) const {
+    std::ifstream in(file(name), std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
+std::string TempDir::put(std::string const& name, std::string const& content) const {
+    std::ofstream(file(name), std::ios::binary) << content;
+    return file(name);
 }
 
 }  // namespace zan_test

@@ -19,6 +19,10 @@ public:
 
     // The full name of a file in it, which need not exist.
     std::string file(std::string const& name) const { return (path_ / name).string(); }
+    // What a file in it holds, and nothing where there is none.
+    std::string content(std::string const& name) const;
+    // Writes a file into it; its full name.
+    std::string put(std::string const& name, std::string const& content) const;
 
 private:
     std::filesystem::path path_;
