@@ -62,7 +62,6 @@ TEST(Base64Text, TheDecoderTakesAnything) {
     EXPECT_EQ(std::string("fo\0", 3), decoded("Zm8"));
     EXPECT_EQ("foobar", decoded(" Z\tm9\r\nvY-m_F.y\xFF"));
     EXPECT_EQ("fof", decoded("Zm8=Zg==")) << "padding does not end it";
-    EXPECT_EQ("ff", decoded("Zg==Zg=="));
     EXPECT_EQ("g\xFF", decoded("Zz=/")) << "the third byte without the second";
     EXPECT_EQ("\xFF", decoded("===="));
     EXPECT_EQ("", decoded(" \r\n-"));
@@ -72,8 +71,7 @@ TEST(Base64Text, TheDecoderTakesAnything) {
 TEST(Base64Text, RoundTripsWithNoise) {
     auto random = zan_test::makeRandom();
     for (int i = 0; i < 2000; ++i) {
-        std::string raw(1 + random() % 200, 0);
-        for (char& c : raw) c = static_cast<char>(random());
+        std::string const raw = zan_test::randomBytes(random, 1 + random() % 200);
         std::string text = encoded(raw, random() % 2 != 0);
         EXPECT_EQ(raw, decoded(text));
         for (auto n = random() % 20; n != 0; --n)

@@ -4,17 +4,13 @@
 
 #include "support/log_capture.h"
 #include "support/seed.h"
-#include "zan/util/hex16.h"
+#include "support/vectors.h"
 
 namespace {
 
 using namespace zan;
-
-Bytes bytesOf(char const* hex) {
-    Bytes bytes;
-    Hex16::decode(hex, bytes);
-    return bytes;
-}
+using zan_test::fromDigits;
+using zan_test::randomBytes;
 
 TEST(DesVectors, KnownAnswers) {
     // The first is the worked example of the standard's literature; then come those of SP 500-20
@@ -31,20 +27,18 @@ TEST(DesVectors, KnownAnswers) {
                                       {"1C587F1C13924FEF", "305532286D6F295A", "63FAC0D034D9F793"}};
     for (auto const& v : vectors) {
         Bytes out;
-        EXPECT_TRUE(des3::encode(bytesOf(v[1]), out, bytesOf(v[0])));
-        EXPECT_EQ(istr(bytesOf(v[2])), istr(out)) << v[2];
-        EXPECT_TRUE(des3::decode(out, out, bytesOf(v[0])));
-        EXPECT_EQ(istr(bytesOf(v[1])), istr(out)) << v[1];
+        EXPECT_TRUE(des3::encode(fromDigits(v[1]), out, fromDigits(v[0])));
+        EXPECT_EQ(fromDigits(v[2]), std::string(istr(out)));
+        EXPECT_TRUE(des3::decode(out, out, fromDigits(v[0])));
+        EXPECT_EQ(fromDigits(v[1]), std::string(istr(out)));
     }
 }
 
 TEST(DesText, EachBlockStandsForItselfAndIsFilledUp) {
     auto random = zan_test::makeRandom();
     for (unsigned long n = 0; n < 70; ++n) {
-        std::string text(n, 0);
-        for (char& c : text) c = static_cast<char>(random());
-        std::string key(random() % 9, 0);
-        for (char& c : key) c = static_cast<char>(random());
+        std::string text = randomBytes(random, n);
+        std::string const key = randomBytes(random, random() % 9);
         Bytes all;
         ASSERT_TRUE(des3::encode(text, all, key));
         ASSERT_EQ((n + 7) / 8 * 8, all.size());

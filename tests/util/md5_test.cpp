@@ -43,16 +43,13 @@ TEST(Md5Digest, VectorsOfTheRfc) {
 
 TEST(Md5Digest, TheCutsDoNotMatter) {
     auto random = zan_test::makeRandom();
-    std::string text(300, 0);
-    for (char& c : text) c = static_cast<char>(random());
+    std::string const text = zan_test::randomBytes(random, 300);
     for (std::size_t size = 0; size <= text.size(); ++size) {
         istr const whole(text.data(), size);
         MD5 pieces;
-        for (std::size_t at = 0; at < size;) {
-            std::size_t const n = random() % 150;
-            istr const piece = whole.substr(at, n);
-            pieces.update(piece);
-            at += piece.size();
+        for (std::size_t at = 0, n = 0; at < size; at += n) {
+            n = random() % 150;
+            pieces.update(whole.substr(at, n));
         }
         pieces.finish();
         EXPECT_EQ(shown(MD5(whole)), shown(pieces)) << size;
