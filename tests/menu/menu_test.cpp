@@ -1,5 +1,6 @@
 // examples/menu as it is, by hand at a terminal; its script `demo` runs it in batch.
 #include <fcntl.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <spawn.h>
@@ -9,12 +10,17 @@
 
 #include <csignal>
 #include <filesystem>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "support/temp_dir.h"
 
 extern char** environ;
 
 namespace {
+
+using testing::HasSubstr;
 
 // The program in a folder of its own, at a terminal of its own.
 class Menu {
@@ -88,38 +94,29 @@ private:
     pid_t pid_ = -1;
 };
 
-bool contains(std::string const& text, std::string const& what) {
-    return text.find(what) != std::string::npos;
-}
-
 TEST(MenuProgram, ByHandThroughItsMenus) {
     Menu menu;
     std::string const first = menu.upTo(">>> ");
-    EXPECT_TRUE(contains(first, "\nmenu:\n(/main) {}\n    net: framed TCP\n")) << first;
-    EXPECT_TRUE(contains(first, "    exit: exit program (*)\n")) << first;
-    menu.type("net\n");
-    menu.upTo("(/main/net) ");
-    menu.upTo(">>> ");
-    menu.type("echo\n");
-    menu.upTo(" ~echo\n");
-    menu.upTo("(/main/net) ");
-    menu.upTo(">>> ");
-    menu.type("/text/base64\n");
-    menu.upTo(" ~base64\n");
-    menu.upTo("quit\n");
-    menu.upTo("(/main/net) ");
-    menu.upTo(">>> ");
-    menu.type("nosuch\n");
-    menu.upTo("Function not found for ==> nosuch\n");
-    menu.upTo(">>> ");
-    menu.type("quit\n");
-    menu.upTo("(/main) {}\n");
-    menu.upTo(">>> ");
-    menu.type("quit\n");
-    menu.upTo("At top level already.\n");
-    menu.upTo(">>> ");
+    EXPECT_THAT(first, HasSubstr("\nmenu:\n(/main) {}\n    net: framed TCP\n"));
+    EXPECT_THAT(first, HasSubstr("    exit: exit program (*)\n"));
+    struct {
+        char const* typed;
+        std::vector<std::string> shown;
+    } const steps[] = {
+        {"net\n", {"(/main/net) "}},
+        {"echo\n", {" ~echo\n", "(/main/net) "}},
+        {"/text/base64\n", {" ~base64\n", "quit\n", "(/main/net) "}},
+        {"nosuch\n", {"Function not found for ==> nosuch\n"}},
+        {"quit\n", {"(/main) {}\n"}},
+        {"quit\n", {"At top level already.\n"}},
+    };
+    for (auto const& step : steps) {
+        menu.type(step.typed);
+        for (std::string const& text : step.shown) menu.upTo(text);
+        menu.upTo(">>> ");
+    }
     menu.type("\4");  // the end of the input
-    EXPECT_TRUE(contains(menu.upTo(""), "exit\n"));
+    EXPECT_THAT(menu.upTo(""), HasSubstr("exit\n"));
     EXPECT_EQ(0, menu.wait());
 }
 

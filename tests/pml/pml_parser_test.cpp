@@ -333,7 +333,7 @@ TEST(PmlDepth, OneMillionLevelsAreReadCopiedShownAndFreed) {
 }
 
 TEST(PmlDepth, EndsErrorsAndBranchesFarDown) {
-    parsedPml(opened(DEEP));
+    parsedPml(opened(DEEP / 10));
     Unit const branches = parsedPml(opened(DEEP / 10, "a(b(1)c("));
     EXPECT_GT(branches.str(1, 7).size(), DEEP / 10 * 8);
     Unit u;

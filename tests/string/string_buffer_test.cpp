@@ -6,10 +6,7 @@
 #include <string>
 #include <utility>
 
-#include "support/assertions.h"
 #include "support/seed.h"
-#include "zan/base/exception.h"
-#include "zan/log/log_dumper.h"
 
 namespace {
 

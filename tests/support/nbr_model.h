@@ -7,7 +7,6 @@
 #include <utility>
 #include <vector>
 
-#include "support/texts.h"
 #include "zan/nbr/lsd.h"
 
 // A second opinion on NBR: the rules of the format in the plainest code, recursive and slow.
@@ -78,10 +77,6 @@ private:
     std::string in_;
     std::size_t at_ = 0;
 };
-
-inline std::string nbrDump(zan::nbr::ValueBase const* value, bool compact = true) {
-    return value == nullptr ? "null" : dumped(*value, compact);
-}
 
 // The place where the tree is not as the model says, empty where it is.
 inline std::string nbrDifference(std::optional<NbrNode> const& want,

@@ -16,6 +16,12 @@ std::string dumped(T const& value, bool compact = true) {
     return d.str();
 }
 
+// Of what it points to.
+template <class T>
+std::string dumped(T const* value, bool compact = true) {
+    return value == nullptr ? "null" : dumped(*value, compact);
+}
+
 // The message of the E that `f` throws. Where it throws none the test fails.
 template <class E, class F>
 std::string messageOf(F&& f) {
