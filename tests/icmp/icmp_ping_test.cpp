@@ -1,9 +1,9 @@
 #include "zan/icmp/icmp_ping.h"
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
 #include "support/log_capture.h"
+#include "support/open_files.h"
 #include "zan/log/log_logger.h"
 
 namespace {
@@ -42,15 +42,11 @@ TEST_F(PingSocket, ClosedItSaysSo) {
 
 TEST_F(PingSocket, RefusedItSaysSo) {
     // No more files for this process: as little of a socket as without the right to it.
-    rlimit before{};
-    ASSERT_EQ(0, getrlimit(RLIMIT_NOFILE, &before));
-    rlimit none = before;
-    none.rlim_cur = 3;
     Ping ping;
-    ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &none));
-    bool const opened = ping.open();
-    ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &before));
-    EXPECT_FALSE(opened);
+    {
+        zan_test::OpenFiles const none(3);
+        EXPECT_FALSE(ping.open());
+    }
     EXPECT_EQ(1u, log.count("ICMP socket open failed."));
     EXPECT_FALSE(ping.sendAndWait("127.0.0.1", nullptr, 1));
 }

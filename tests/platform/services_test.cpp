@@ -8,12 +8,11 @@
 
 #include <atomic>
 #include <cerrno>
-#include <condition_variable>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "support/threads.h"
 #include "zan/platform/clock.h"
 #include "zan/platform/file.h"
 #include "zan/platform/last_error.h"
@@ -65,11 +64,12 @@ TEST(PlatformErrors, TextsForAllNumbersLeaveErrnoAlone) {
 }
 
 TEST(PlatformFile, OpenFlagsAreTranslatedOrRefused) {
-    EXPECT_EQ(O_RDONLY | O_CLOEXEC, openFlags(0x8000));
-    EXPECT_EQ(O_RDONLY | O_CLOEXEC, openFlags(0x4000));
-    EXPECT_EQ(O_WRONLY | O_CREAT | O_CLOEXEC, openFlags(0x8101));
-    EXPECT_EQ(O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, openFlags(0x8302));
-    EXPECT_EQ(O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, openFlags(0x8109));
+    std::pair<int, int> const known[] = {{0x8000, O_RDONLY},
+                                         {0x4000, O_RDONLY},
+                                         {0x8101, O_WRONLY | O_CREAT},
+                                         {0x8302, O_RDWR | O_CREAT | O_TRUNC},
+                                         {0x8109, O_WRONLY | O_CREAT | O_APPEND}};
+    for (auto const& [flags, native] : known) EXPECT_EQ(native | O_CLOEXEC, openFlags(flags));
     for (int flags : {0x0003, 0x0040, 0x0004, -1, O_CREAT | O_WRONLY}) {
         errno = 0;
         EXPECT_EQ(-1, openFlags(flags)) << flags;
@@ -80,30 +80,24 @@ TEST(PlatformFile, OpenFlagsAreTranslatedOrRefused) {
 // --- Quit signals.
 
 // What the callbacks were called with, and by which thread.
-struct Calls {
-    std::mutex mutex;
-    std::condition_variable called;
+struct Calls : zan_test::Gate {
     std::vector<int> signals;
     std::vector<unsigned> threads;
 
     void add(int signal) {
-        std::lock_guard<std::mutex> lock(mutex);
-        signals.push_back(signal);
-        threads.push_back(threadId());
-        called.notify_all();
+        change([&] {
+            signals.push_back(signal);
+            threads.push_back(threadId());
+        });
     }
-    void wait(unsigned long n) {
-        std::unique_lock<std::mutex> lock(mutex);
-        called.wait(lock, [&] { return signals.size() >= n; });
+    void waitFor(unsigned long n) {
+        EXPECT_TRUE(wait([&] { return signals.size() >= n; }));
     }
     void clear() {
-        std::lock_guard<std::mutex> lock(mutex);
-        signals.clear();
-        threads.clear();
+        change([&] { signals.clear(), threads.clear(); });
     }
 };
 Calls calls;
-Calls otherCalls;
 
 void onQuit(int signal) {
     calls.add(signal);
@@ -117,11 +111,11 @@ TEST(PlatformQuitSignal, EachSignalCallsOnAnOrdinaryThread) {
         calls.clear();
         ASSERT_EQ(0, installQuitSignals(&onQuit));
         raise(SIGTERM);
-        calls.wait(1);
+        calls.waitFor(1);
         raise(SIGINT);
         raise(SIGINT);
         kill(getpid(), SIGTERM);
-        calls.wait(4);
+        calls.waitFor(4);
         uninstallQuitSignals();
         uninstallQuitSignals();
         EXPECT_EQ((std::vector<int>{SIGTERM, SIGINT, SIGINT, SIGTERM}), calls.signals);
@@ -152,9 +146,9 @@ TEST(PlatformQuitSignal, UninstallingWaitsForTheCallbackButNotInIt) {
                   calls.add(signal);
               }));
     raise(SIGTERM);
-    calls.wait(1);
+    calls.waitFor(1);
     raise(SIGINT);
-    calls.wait(2);
+    calls.waitFor(2);
     uninstallQuitSignals();
     EXPECT_EQ((std::vector<int>{SIGTERM, SIGINT}), calls.signals);
 }
@@ -175,7 +169,7 @@ TEST(PlatformQuitSignal, AForkedChildDiesOfItsOwnSignal) {
     waitpid(child, &status, 0);
     EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM);
     raise(SIGINT);
-    calls.wait(1);
+    calls.waitFor(1);
     uninstallQuitSignals();
     EXPECT_EQ(std::vector<int>{SIGINT}, calls.signals);
 }

@@ -8,19 +8,18 @@
 
 #include <atomic>
 #include <cerrno>
-#include <condition_variable>
-#include <fstream>
 #include <functional>
-#include <mutex>
+#include <future>
 #include <string>
-#include <thread>
 #include <vector>
 
+#include "support/threads.h"
 #include "zan/platform/clock.h"
 
 namespace zan::platform {
 namespace {
 
+using zan_test::ofThisProcess, zan_test::Threads;
 using Work = std::function<void()>;
 
 void runWork(void* arg) {
@@ -31,37 +30,6 @@ ThreadHandle startWork(Work& work, unsigned long stackSize = 0) {
     ThreadHandle thread;
     EXPECT_EQ(0, ThreadHandle::start(&runWork, &work, stackSize, thread));
     return thread;
-}
-
-// Opens once, for any number of waiters.
-class Gate {
-public:
-    void open() {
-        std::lock_guard<std::mutex> lock(mutex_);
-        open_ = true;
-        opened_.notify_all();
-    }
-    void pass() {
-        std::unique_lock<std::mutex> lock(mutex_);
-        opened_.wait(lock, [this] { return open_; });
-    }
-
-private:
-    std::mutex mutex_;
-    std::condition_variable opened_;
-    bool open_ = false;
-};
-
-long threadsOfProcess() {
-    std::ifstream status("/proc/self/status");
-    std::string word;
-    while (status >> word)
-        if (word == "Threads:") {
-            long n = 0;
-            status >> n;
-            return n;
-        }
-    return -1;
 }
 
 // --- Ids are cached: the cache must not outlive its truth.
@@ -86,25 +54,23 @@ TEST(ThreadIds, AreRightInTheChildOfAFork) {
 
 TEST(ThreadJoin, SeveralThreadsAtOnceAllWaitForTheEnd) {
     for (int round = 0; round < 20; ++round) {
-        Gate gate;
+        std::promise<void> gate;
         std::vector<int> written;  // unguarded: the join alone must order it
         Work work = [&] {
-            gate.pass();
+            gate.get_future().wait();
             written.assign(100, round);
         };
         ThreadHandle thread = startWork(work);
         ThreadHandle const second = thread.share();
         EXPECT_FALSE(second.owns());
-        std::vector<std::thread> joiners;
         std::atomic<int> good{0};
-        for (int i = 0; i < 4; ++i)
-            joiners.emplace_back([&, i] {
-                int const error = (i % 2 ? second : thread).join();
-                good += error == 0 && written.size() == 100;
-            });
+        Threads joiners(4, [&](unsigned i) {
+            int const error = (i % 2 ? second : thread).join();
+            good += error == 0 && written.size() == 100;
+        });
         EXPECT_TRUE(thread.alive());
-        gate.open();
-        for (auto& joiner : joiners) joiner.join();
+        gate.set_value();
+        joiners.join();
         EXPECT_EQ(4, good.load());
         EXPECT_FALSE(thread.alive());
         EXPECT_EQ(0, thread.join());  // again, at once
@@ -131,25 +97,23 @@ TEST(ThreadJoin, OfOneselfAndOfNothingAreErrors) {
     EXPECT_EQ(EINVAL, ThreadHandle().join());
     EXPECT_EQ(EDEADLK, ThreadHandle::current().join());
     ThreadHandle own;
-    std::mutex mutex;
+    std::promise<void> set;
     int error = 0;
     Work work = [&] {
-        std::lock_guard<std::mutex> lock(mutex);
+        set.get_future().wait();
         error = own.join();
     };
-    {
-        std::lock_guard<std::mutex> lock(mutex);
-        own = startWork(work);
-    }
+    own = startWork(work);
+    set.set_value();
     EXPECT_EQ(0, own.join());
     EXPECT_EQ(EDEADLK, error);
 }
 
 TEST(ThreadJoin, OfAThreadThatWasGivenUpWaitsForItsEnd) {
-    Gate gate;
+    std::promise<void> gate;
     bool done = false;
     Work work = [&] {
-        gate.pass();
+        gate.get_future().wait();
         done = true;
     };
     ThreadHandle thread = startWork(work);
@@ -157,7 +121,7 @@ TEST(ThreadJoin, OfAThreadThatWasGivenUpWaitsForItsEnd) {
     thread.close();
     EXPECT_FALSE(thread.valid());
     EXPECT_TRUE(other.alive());
-    gate.open();
+    gate.set_value();
     EXPECT_EQ(0, other.join());
     EXPECT_TRUE(done);
     EXPECT_FALSE(other.alive());
@@ -166,7 +130,7 @@ TEST(ThreadJoin, OfAThreadThatWasGivenUpWaitsForItsEnd) {
 // --- Handles own: the resources of a thread go exactly once.
 
 TEST(ThreadOwnership, ManyThreadsJoinedOrNotLeaveNothing) {
-    long const before = threadsOfProcess();
+    long const before = ofThisProcess("Threads:");
     std::atomic<int> count{0};
     Work work = [&] { ++count; };
     std::vector<ThreadHandle> kept;
@@ -183,8 +147,8 @@ TEST(ThreadOwnership, ManyThreadsJoinedOrNotLeaveNothing) {
     for (auto& thread : kept) EXPECT_EQ(0, thread.join());
     EXPECT_EQ(200, count.load());
     // A thread given up counts for the kernel until just after its last act.
-    for (int i = 0; i < 1000 && threadsOfProcess() > before; ++i) yieldThread();
-    EXPECT_LE(threadsOfProcess(), before);
+    for (int i = 0; i < 1000 && ofThisProcess("Threads:") > before; ++i) yieldThread();
+    EXPECT_LE(ofThisProcess("Threads:"), before);
 }
 
 TEST(ThreadOwnership, ARefusedStartLeavesTheHandleAlone) {
@@ -198,20 +162,18 @@ TEST(ThreadOwnership, ARefusedStartLeavesTheHandleAlone) {
 }
 
 TEST(ThreadOwnership, TheStackSizeCounts) {
-    unsigned long got[3] = {};
-    unsigned long const wanted[3] = {1, 100 * 1000, 2 << 20};
-    for (int i = 0; i < 3; ++i) {
-        Work work = [&got, i] {
+    for (unsigned long wanted : {1ul, 100000ul, 2ul << 20}) {
+        unsigned long got = 0;
+        Work work = [&got] {
             pthread_attr_t attributes;
             pthread_getattr_np(pthread_self(), &attributes);
-            pthread_attr_getstacksize(&attributes, &got[i]);
+            pthread_attr_getstacksize(&attributes, &got);
             pthread_attr_destroy(&attributes);
         };
-        EXPECT_EQ(0, startWork(work, wanted[i]).join());
-        EXPECT_GE(got[i], wanted[i]);
+        EXPECT_EQ(0, startWork(work, wanted).join());
+        EXPECT_GE(got, std::max(wanted, 64ul * 1024));
+        EXPECT_LT(got, wanted + (1 << 20)) << "what was asked for, and not the usual size";
     }
-    EXPECT_GE(got[0], 64UL * 1024);
-    EXPECT_LT(got[0], 2UL << 20);
 }
 
 // --- Callbacks at the end of a thread.
@@ -270,9 +232,8 @@ TEST(ThreadSleep, LastsInSpiteOfSignals) {
     struct sigaction before;
     ignore.sa_handler = [](int) {};  // no SA_RESTART
     sigaction(SIGUSR1, &ignore, &before);
-    pthread_t const self = pthread_self();
     std::atomic<bool> stop{false};
-    std::thread pest([&] {
+    Threads pest(1, [&, self = pthread_self()](unsigned) {
         while (!stop) {
             pthread_kill(self, SIGUSR1);
             sched_yield();

@@ -13,30 +13,6 @@ namespace {
 using namespace zan_test;
 using namespace std::string_literals;
 
-// A listening socket without any of the library in it.
-class Listener {
-public:
-    explicit Listener(int backlog = 16) : fd_(socket(AF_INET, SOCK_STREAM, 0)) {
-        sockaddr_in addr{};
-        addr.sin_family = AF_INET;
-        addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t size = sizeof addr;
-        bind(fd_, reinterpret_cast<sockaddr*>(&addr), size);
-        if (backlog >= 0) listen(fd_, backlog);
-        getsockname(fd_, reinterpret_cast<sockaddr*>(&addr), &size);
-        port_ = ntohs(addr.sin_port);
-    }
-    Listener(Listener const&) = delete;
-    Listener& operator=(Listener const&) = delete;
-    ~Listener() { close(fd_); }
-    unsigned short port() const { return port_; }
-    Peer accept() { return Peer(::accept(fd_, nullptr, nullptr)); }
-
-private:
-    int fd_;
-    unsigned short port_ = 0;
-};
-
 TEST(TcpClientTalk, MessagesBothWaysAndTheLines) {
     Lines lines({"TCP.INFO", "TCP.TRACE"});
     Listener listener;
@@ -45,13 +21,11 @@ TEST(TcpClientTalk, MessagesBothWaysAndTheLines) {
     EXPECT_EQ("null tcp client impl", lines.of("TCP.INFO").back());
     EXPECT_EQ(0, client.getLocalPort());
     zan::Handle<Recorder> const recorder(new Recorder);
-    ASSERT_TRUE(client.open(loopback(listener.port()), recorder, 5, 65536));
+    ASSERT_TRUE(client.open(listener.addr(), recorder, 5, 65536));
     Peer server = listener.accept();
-    std::string const ports[] = {std::to_string(client.getLocalPort()),
-                                 std::to_string(listener.port())};
-    EXPECT_EQ(
-        1u, lines.count("connected at 127.0.0.1:" + ports[0] + " to 127.0.0.1:" + ports[1] + '\n'));
-    EXPECT_EQ(1u, lines.count("{tcp.client}TcpClientImpl::onBirth() connected at"));
+    EXPECT_EQ(1u,
+              lines.count("{tcp.client}TcpClientImpl::onBirth() connected at 127.0.0.1:" +
+                          std::to_string(client.getLocalPort()) + " to " + listener.name() + '\n'));
     EXPECT_TRUE(client.send("abc", 1));
     EXPECT_EQ("\0\0\0\3abc"s, server.read(7));
     EXPECT_TRUE(client.send("", 0));
@@ -62,7 +36,7 @@ TEST(TcpClientTalk, MessagesBothWaysAndTheLines) {
               recorder->messages());
     server.close();
     ASSERT_TRUE(recorder->waitClosed(1));
-    EXPECT_EQ(loopback(listener.port()), recorder->closed().front());
+    EXPECT_EQ(listener.addr(), recorder->closed().front());
     ASSERT_TRUE(lines.waitFor("thread end."));
     EXPECT_FALSE(client.send("late", 1));
     EXPECT_EQ(1u, lines.count("get_remote_addr"));
@@ -83,25 +57,18 @@ TEST(TcpClientFaults, WhatCannotBeReached) {
     EXPECT_FALSE(client.send("x", 1));
 
     Listener const deaf(-1);
-    EXPECT_FALSE(client.open(loopback(deaf.port()), recorder, 5, 0));
-    EXPECT_EQ(1u, lines.count("\"Connection refused\" connection failed 127.0.0.1:" +
-                              std::to_string(deaf.port()) + '\n'));
+    EXPECT_FALSE(client.open(deaf.addr(), recorder, 5, 0));
+    EXPECT_EQ(1u, lines.count("\"Connection refused\" connection failed " + deaf.name() + '\n'));
 
     // A listener whose queue is full answers no more.
     Listener const full(0);
-    std::vector<int> waiting;
+    std::vector<Peer> waiting;
     for (int i = 0; i < 4; ++i) {
-        waiting.push_back(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0));
-        sockaddr_in addr{};
-        addr.sin_family = AF_INET;
-        addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        addr.sin_port = htons(full.port());
-        ::connect(waiting.back(), reinterpret_cast<sockaddr*>(&addr), sizeof addr);
+        waiting.emplace_back(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0));
+        waiting.back().connectTo(full.port());
     }
-    EXPECT_FALSE(client.open(loopback(full.port()), recorder, 1, 0));
-    EXPECT_EQ(1u, lines.count("\"Timer expired\" connection timeout 127.0.0.1:" +
-                              std::to_string(full.port()) + '\n'));
-    for (int const fd : waiting) close(fd);
+    EXPECT_FALSE(client.open(full.addr(), recorder, 1, 0));
+    EXPECT_EQ(1u, lines.count("\"Timer expired\" connection timeout " + full.name() + '\n'));
     client.close();
     EXPECT_EQ(0u, recorder->closed().size()) << "there was no connection";
 }
@@ -113,7 +80,7 @@ TEST(TcpClientFaults, AServerThatLiesOrResetsIsOneClose) {
         zan::TcpClient client;
         client.setMaxFrameSize(8);
         zan::Handle<Recorder> const recorder(new Recorder);
-        ASSERT_TRUE(client.open(loopback(listener.port()), recorder, 5, 0));
+        ASSERT_TRUE(client.open(listener.addr(), recorder, 5, 0));
         Peer server = listener.accept();
         server.write(bytes);
         if (bytes.size() > 6) {
@@ -130,9 +97,9 @@ TEST(TcpClientLife, CloseWhileConnectedTellsFirstAndAReopenClosesTheOldOne) {
     Listener listener;
     zan::TcpClient client;
     zan::Handle<Recorder> const recorder(new Recorder);
-    ASSERT_TRUE(client.open(loopback(listener.port()), recorder, 5, 0));
+    ASSERT_TRUE(client.open(listener.addr(), recorder, 5, 0));
     Peer first = listener.accept();
-    ASSERT_TRUE(client.open(loopback(listener.port()), recorder, 5, 0));
+    ASSERT_TRUE(client.open(listener.addr(), recorder, 5, 0));
     EXPECT_EQ(1u, recorder->closed().size());
     EXPECT_TRUE(first.atEnd());
     Peer second = listener.accept();
@@ -144,7 +111,7 @@ TEST(TcpClientLife, CloseWhileConnectedTellsFirstAndAReopenClosesTheOldOne) {
     client.close();
     {
         zan::TcpClient scoped;
-        ASSERT_TRUE(scoped.open(loopback(listener.port()), recorder, 5, 0));
+        ASSERT_TRUE(scoped.open(listener.addr(), recorder, 5, 0));
     }
     EXPECT_EQ(3u, recorder->closed().size()) << "the destructor closes";
 }
@@ -157,17 +124,13 @@ TEST(TcpClientLife, SendersAndCloseRaceWithoutHarm) {
         zan::Handle<Recorder> const recorder(new Recorder);
         ASSERT_TRUE(client.open(loopback(test.server.getLocalPort()), recorder, 5, 0));
         std::atomic<bool> done{false};
-        std::vector<std::thread> threads;
-        for (int t = 0; t < 3; ++t)
-            threads.emplace_back([&] {
-                while (!done) client.send("ping", 1);
-            });
+        Threads senders(3, [&](unsigned) {
+            while (!done) client.send("ping", 1);
+        });
         ASSERT_TRUE(recorder->waitMessages(50));
-        std::thread other([&] { client.close(); });
-        client.close();
-        other.join();
+        Threads(2, [&](unsigned) { client.close(); });
         done = true;
-        for (auto& thread : threads) thread.join();
+        senders.join();
         for (auto const& message : recorder->messages()) ASSERT_EQ("ping", message);
         EXPECT_EQ(1u, recorder->closed().size());
     }

@@ -1,9 +1,9 @@
 #include "zan/tcp/tcp_impl_base.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <csignal>
-#include <map>
 #include <sstream>
 #include <thread>
 
@@ -13,27 +13,19 @@ namespace {
 
 using namespace zan_test;
 using namespace std::string_literals;
+using testing::ElementsAre, testing::HasSubstr;
 using zan::TcpAddr;
 
 // A channel over one end of a connection on loopback, with a plain peer at the other.
 class Channel : public zan::TcpChannel {
 public:
-    Channel() : peer(-1) {
-        int const listener = socket(AF_INET, SOCK_STREAM, 0);
-        sockaddr_in addr{};
-        addr.sin_family = AF_INET;
-        addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t size = sizeof addr;
-        bind(listener, reinterpret_cast<sockaddr*>(&addr), size);
-        listen(listener, 1);
-        getsockname(listener, reinterpret_cast<sockaddr*>(&addr), &size);
-        new (&peer) Peer(Peer::connect(ntohs(addr.sin_port)));
-        stream_.set_handle(accept(listener, nullptr, nullptr));
-        close(listener);
+    Channel() : peer(Peer::connect(listener.port())) {
+        stream_.set_handle(accept(listener.fd(), nullptr, nullptr));
     }
     ~Channel() override { stream_.close(); }
     ACE_SOCK_Stream& stream() override { return stream_; }
 
+    Listener listener;
     Peer peer;
 
 private:
@@ -41,110 +33,84 @@ private:
 };
 
 TEST(TcpAddrValue, OrderTextAndRoundTrip) {
-    EXPECT_LT(TcpAddr(80, "a"), TcpAddr(79, "b"));
-    EXPECT_LT(TcpAddr(79, "a"), TcpAddr(80, "a"));
-    EXPECT_FALSE(TcpAddr(80, "a") < TcpAddr(80, "a"));
-    EXPECT_EQ(TcpAddr(80, "a"), TcpAddr(80, "a"));
-    EXPECT_NE(TcpAddr(80, "a"), TcpAddr(81, "a"));
-    EXPECT_NE(TcpAddr(80, "a"), TcpAddr(80, "b"));
+    TcpAddr const ordered[] = {{79, "a"}, {80, "a"}, {79, "b"}};
+    for (auto const& a : ordered)
+        for (auto const& b : ordered) {
+            EXPECT_EQ(&a < &b, a < b) << a << ' ' << b;
+            EXPECT_EQ(&a == &b, a == b) << a << ' ' << b;
+        }
     std::ostringstream os;
     os << TcpAddr(65535, "10.1.2.3") << ' ' << TcpAddr();
     EXPECT_EQ("10.1.2.3:65535 :0", os.str());
 
-    TcpAddr const addr(4711, "127.0.0.1");
-    ACE_INET_Addr const inet = addr;
-    EXPECT_EQ(4711, inet.get_port_number());
-    EXPECT_EQ(addr, TcpAddr(inet));
+    auto const resolved = [](TcpAddr const& addr) { return static_cast<ACE_INET_Addr>(addr); };
+    EXPECT_EQ(TcpAddr(4711, "127.0.0.1"), TcpAddr(resolved({4711, "127.0.0.1"})));
+    EXPECT_EQ(TcpAddr(80, "127.0.0.1"), TcpAddr(resolved({80, "localhost"})));
+    EXPECT_EQ(TcpAddr(80, "0.0.0.0"), TcpAddr(resolved({80, ""})));
     // Text that is no address ends as the address that every client refuses.
-    EXPECT_EQ(ACE_INET_Addr(), static_cast<ACE_INET_Addr>(TcpAddr()));
-    EXPECT_EQ(ACE_INET_Addr(), static_cast<ACE_INET_Addr>(TcpAddr(80, "not an address")));
-    EXPECT_EQ(TcpAddr(80, "0.0.0.0"), TcpAddr(static_cast<ACE_INET_Addr>(TcpAddr(80, ""))));
-    EXPECT_EQ(TcpAddr(80, "127.0.0.1"),
-              TcpAddr(static_cast<ACE_INET_Addr>(TcpAddr(80, "localhost"))));
+    EXPECT_EQ(ACE_INET_Addr(), resolved({}));
+    EXPECT_EQ(ACE_INET_Addr(), resolved({80, "not an address"}));
 }
 
 TEST(TcpChannelWire, BytesAreTheSizeAndThePayload) {
     Channel channel;
-    ASSERT_TRUE(channel.sendBuf("abc", 1));
-    ASSERT_TRUE(channel.sendBuf("", 0));
-    ASSERT_TRUE(channel.sendBuf(zan::istr(), -1));
-    std::string const big(300000, 'z');
-    std::thread reader([&] {
-        EXPECT_EQ("\0\0\0\3abc\0\0\0\0\0\0\0\0"s + frame(big),
-                  channel.peer.read(4 + 3 + 8 + 4 + big.size()));
-    });
-    EXPECT_TRUE(channel.sendBuf(big, -1));
-    reader.join();
-}
-
-TEST(TcpChannelWire, FramesArriveWhereverTheStreamIsCut) {
-    std::vector<std::string> const payloads = {"", "a", "in\0side"s, std::string(200, '\xff'),
-                                               std::string(20000, 'q')};
-    Channel channel;
     zan::Bytes data;
-    for (auto const& payload : payloads) {
+    for (std::string const& payload :
+         {""s, "a"s, "in\0side"s, std::string(200, '\xff'), std::string(300000, 'z')}) {
         std::string const wire = frame(payload);
-        std::size_t const cuts = wire.size() < 300 ? wire.size() : 8;
-        for (std::size_t cut = 0; cut <= cuts; ++cut) {
-            channel.peer.write(wire.substr(0, cut));
-            channel.peer.write(wire.substr(cut));
-            ASSERT_TRUE(channel.recvBuf(data)) << payload.size() << " cut at " << cut;
-            ASSERT_EQ(payload, std::string(zan::istr(data))) << "cut at " << cut;
-        }
+        std::thread other([&] {
+            EXPECT_TRUE(wire == channel.peer.read(wire.size()));
+            channel.peer.write(wire);
+        });
+        EXPECT_TRUE(channel.sendBuf(payload, payload.size() % 2 ? -1 : 1));
+        EXPECT_TRUE(channel.recvBuf(data));
+        EXPECT_TRUE(payload == std::string(zan::istr(data))) << payload.size();
+        other.join();
     }
+    EXPECT_TRUE(channel.sendBuf(zan::istr(), 0));
+    EXPECT_EQ("\0\0\0\0"s, channel.peer.read(4));
 }
 
 TEST(TcpChannelFaults, LinesOfEachEnd) {
     Lines lines({"TCP.TRACE", "TCP.INFO"});
+    zan::Bytes data;
     {
         Channel channel;
         channel.peer.write(frame("abc"));
-        zan::Bytes data;
         ASSERT_TRUE(channel.recvBuf(data));
         ASSERT_TRUE(channel.sendBuf("hello", 5));
-        EXPECT_EQ(
-            (std::vector<std::string>{"(len) recving 4 bytes", "(len) recv ok 4 bytes", "size 3",
-                                      "(data) recving 3 bytes", "(data) recv ok 3 bytes",
-                                      "sending 5 bytes", "send ok 9 bytes"}),
-            lines.of("TCP.TRACE"));
+        EXPECT_THAT(lines.of("TCP.TRACE"),
+                    ElementsAre("(len) recving 4 bytes", "(len) recv ok 4 bytes", "size 3",
+                                "(data) recving 3 bytes", "(data) recv ok 3 bytes",
+                                "sending 5 bytes", "send ok 9 bytes"));
     }
-    auto const endOf = [&](std::string const& bytes, std::string const& name) {
+    for (auto const& [bytes, name] :
+         {std::pair(""s, "len"), std::pair("\0\0"s, "len"), std::pair("\0\0\0\5abc"s, "data")}) {
         Channel channel;
-        std::ostringstream peer;
-        peer << channel.peer.addr();
+        std::string const peer = channel.peer.name();
         channel.peer.write(bytes);
         channel.peer.close();
-        zan::Bytes data;
         EXPECT_FALSE(channel.recvBuf(data));
-        EXPECT_EQ('(' + name + ") reached end of client connection " + peer.str(),
+        EXPECT_EQ("("s + name + ") reached end of client connection " + peer,
                   lines.of("TCP.INFO").back());
-    };
-    endOf("", "len");
-    endOf("\0\0"s, "len");
-    endOf("\0\0\0\5abc"s, "data");
-    EXPECT_EQ(0u, lines.count("<TCP.ERROR>"));
-    {
-        Channel channel;
-        std::ostringstream peer;
-        peer << channel.peer.addr();
-        channel.peer.write("\0\0\0\5abc"s);
-        zan::Bytes data;
-        unsigned int size = 4;
-        char head[4];
-        ASSERT_TRUE(channel.recvBuf_i(head, size, "len", ACE_INET_Addr()));
-        channel.peer.reset();
-        size = 5;
-        EXPECT_FALSE(
-            channel.recvBuf_i(head, size, "data", static_cast<ACE_INET_Addr>(channel.peer.addr())));
-        EXPECT_NE(
-            std::string::npos,
-            lines.of("<TCP.ERROR>").back().find("\"Connection reset by peer\" (data) recv_n() "));
-        // A socket that is gone fails before anything is sent.
-        channel.stream().close();
-        EXPECT_FALSE(channel.sendBuf("x", 1));
-        EXPECT_FALSE(channel.recvBuf(data));
-        EXPECT_EQ("\"Bad file descriptor\" get_remote_addr", lines.of("<TCP.ERROR>").back());
     }
+    EXPECT_EQ(0u, lines.count("<TCP.ERROR>"));
+    Channel channel;
+    ACE_INET_Addr const peer = channel.peer.addr();
+    channel.peer.write("\0\0\0\5abc"s);
+    unsigned int size = 4;
+    char head[4];
+    ASSERT_TRUE(channel.recvBuf_i(head, size, "len", ACE_INET_Addr()));
+    channel.peer.reset();
+    size = 5;
+    EXPECT_FALSE(channel.recvBuf_i(head, size, "data", peer));
+    EXPECT_THAT(lines.of("<TCP.ERROR>").back(),
+                HasSubstr("\"Connection reset by peer\" (data) recv_n() "));
+    // A socket that is gone fails before anything is sent.
+    channel.stream().close();
+    EXPECT_FALSE(channel.sendBuf("x", 1));
+    EXPECT_FALSE(channel.recvBuf(data));
+    EXPECT_EQ("\"Bad file descriptor\" get_remote_addr", lines.of("<TCP.ERROR>").back());
 }
 
 TEST(TcpChannelFaults, AnnouncementsReserveNothingAndLimitsHold) {

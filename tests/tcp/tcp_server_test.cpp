@@ -1,15 +1,15 @@
 #include "zan/tcp/tcp_server.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
-#include <sys/resource.h>
 
 #include <atomic>
-#include <fstream>
+#include <climits>
 #include <set>
-#include <sstream>
 #include <thread>
 
+#include "support/open_files.h"
 #include "support/seed.h"
 #include "tcp/tcp_support.h"
 #include "zan/base/exception.h"
@@ -18,6 +18,7 @@ namespace {
 
 using namespace zan_test;
 using namespace std::string_literals;
+using testing::ElementsAre;
 
 // --- The stream may be cut anywhere.
 
@@ -43,24 +44,19 @@ TEST(TcpServerFraming, RandomSizesComeBackWhole) {
     test.echo();
     auto random = makeRandom();
     Peer peer = test.connect();
-    std::vector<std::string> payloads;
-    for (unsigned long const edge : {0ul, 1ul, 2047ul, 2048ul, 2049ul, 16379ul, 16380ul, 16381ul,
-                                     32768ul, 65535ul, 65536ul, 1000000ul})
-        payloads.push_back(std::string(edge, static_cast<char>(random())));
-    for (int i = 0; i < 300; ++i)
-        payloads.push_back(
-            std::string(random() % (i % 10 == 0 ? 100000 : 300), static_cast<char>(random())));
+    std::vector<unsigned long> sizes = {0,     1,     2047,  2048,  2049,  16379,
+                                        16380, 16381, 32768, 65535, 65536, 1000000};
+    for (int i = 0; i < 300; ++i) sizes.push_back(random() % (i % 10 == 0 ? 100000 : 300));
+    std::string wire;
+    for (unsigned long const size : sizes)
+        wire += frame(std::string(size, static_cast<char>(random())));
     std::thread writer([&] {
-        std::string wire;
-        for (auto const& payload : payloads) wire += frame(payload);
-        for (std::size_t at = 0; at < wire.size();) {
-            std::size_t const n = 1 + random() % 70000;
-            peer.write(wire.substr(at, n));
-            at += n;
-        }
+        for (std::size_t at = 0, n; at < wire.size(); at += n)
+            peer.write(wire.substr(at, n = 1 + random() % 70000));
     });
-    for (auto const& payload : payloads) ASSERT_EQ(payload, peer.readFrame());
+    std::string const back = peer.read(wire.size());
     writer.join();
+    EXPECT_TRUE(wire == back);
 }
 
 // --- Peers may be hostile; the others do not notice.
@@ -89,58 +85,41 @@ TEST(TcpServerHostility, AnEndInsideAFrameAtEveryByteIsOneCloseAndNoMessage) {
     EXPECT_EQ(all.size(), std::set<zan::TcpAddr>(all.begin(), all.end()).size());
 }
 
-unsigned long residentKiB() {
-    std::ifstream status("/proc/self/status");
-    std::string word;
-    while (status >> word)
-        if (word == "VmRSS:") {
-            unsigned long kib = 0;
-            status >> kib;
-            return kib;
-        }
-    return 0;
-}
-
 TEST(TcpServerHostility, SilentSlowAndLyingPeersDoNotDisturbTheRest) {
     TestServer test;
     test.echo();
     Peer good = test.connect();
-    ASSERT_TRUE(good.write(frame("warm")));
-    ASSERT_EQ("warm", good.readFrame());
-    unsigned long const before = residentKiB();
+    ASSERT_EQ("warm", good.ask("warm"));
+    long const before = ofThisProcess("VmRSS:");
     std::vector<Peer> silent;
     std::vector<Peer> liars;
     for (int i = 0; i < 20; ++i) {
         silent.push_back(test.connect());
         liars.push_back(test.connect());
+        ASSERT_EQ("x", liars.back().ask("x"));  // both have left the backlog
         liars.back().write("\xff\xff\xff\xff"s + std::string(1000, 'x'));
     }
     Peer slow = test.connect();
     std::string const slowly = frame("drop by drop");
     for (std::size_t i = 0; i < slowly.size(); ++i) {
         slow.write(slowly.substr(i, 1));
-        std::string const text = "fast" + std::to_string(i);
-        ASSERT_TRUE(good.write(frame(text)));
-        ASSERT_EQ(text, good.readFrame());
+        ASSERT_EQ("fast", good.ask("fast"));
     }
     EXPECT_EQ("drop by drop", slow.readFrame());
     // Forty threads and no gigabytes.
-    EXPECT_LT(residentKiB(), before + 64 * 1024);
+    EXPECT_LT(ofThisProcess("VmRSS:"), before + 64 * 1024);
 }
 
 TEST(TcpServerHostility, AFrameOverTheLimitIsRefusedOnItsAnnouncement) {
     Lines lines;
     TestServer test(8);
-    EXPECT_EQ(8u, test.server.maxFrameSize());
     test.echo();
     Peer peer = test.connect();
-    peer.write(frame("12345678"));
-    EXPECT_EQ("12345678", peer.readFrame());
+    EXPECT_EQ("12345678", peer.ask("12345678"));
     peer.write("\0\0\0\x9"s);
     EXPECT_TRUE(peer.atEnd());
-    std::ostringstream text;
-    text << "frame of 9 bytes refused, the limit is 8 " << peer.addr();
-    EXPECT_EQ(std::vector<std::string>{text.str()}, lines.of("<TCP.ERROR>"));
+    EXPECT_THAT(lines.of("<TCP.ERROR>"),
+                ElementsAre("frame of 9 bytes refused, the limit is 8 " + peer.name()));
     EXPECT_TRUE(test.recorder->waitClosed(1));
 }
 
@@ -160,8 +139,7 @@ TEST(TcpServerHostility, AnExceptionOfTheCallbackEndsItsConnectionAlone) {
         Peer bad = test.connect();
         bad.write(frame(kind));
         EXPECT_TRUE(bad.atEnd());
-        good.write(frame("still here"));
-        EXPECT_EQ("still here", good.readFrame());
+        EXPECT_EQ("still here", good.ask("still here"));
     }
     ASSERT_TRUE(test.recorder->waitClosed(3));
     ASSERT_TRUE(lines.waitFor("unknown type"));
@@ -178,44 +156,16 @@ TEST(TcpServerHostility, TwoHundredClientsAtOnce) {
     for (int i = 0; i < 200; ++i) {
         // The answer says that this one is accepted: the next finds room in the backlog.
         peers.push_back(test.connect());
-        ASSERT_TRUE(peers.back().valid()) << i;
-        peers.back().write(frame(std::to_string(i)));
-        ASSERT_EQ(std::to_string(i), peers.back().readFrame());
+        ASSERT_EQ("one", peers.back().ask("one")) << i;
     }
-    for (int i = 0; i < 200; ++i)
-        peers[static_cast<std::size_t>(i)].write(frame(std::to_string(i)));
-    for (int i = 0; i < 200; ++i)
-        ASSERT_EQ(std::to_string(i), peers[static_cast<std::size_t>(i)].readFrame());
+    for (auto& peer : peers) peer.write(frame("all"));
+    for (auto& peer : peers) ASSERT_EQ("all", peer.readFrame());
     test.server.close();
     EXPECT_EQ(200u, test.recorder->closed().size());
     for (auto& peer : peers) EXPECT_TRUE(peer.atEnd());
 }
 
 // --- The process may run out of what a connection needs.
-
-// Takes every descriptor that is left, the limit set as low as this many.
-class NoDescriptors {
-public:
-    explicit NoDescriptors(int spare) {
-        getrlimit(RLIMIT_NOFILE, &before_);
-        int const next = dup(0);
-        ::close(next);
-        rlimit low = before_;
-        low.rlim_cur = static_cast<rlim_t>(next + spare);
-        setrlimit(RLIMIT_NOFILE, &low);
-        for (int fd = dup(0); fd != -1; fd = dup(0)) taken_.push_back(fd);
-    }
-    ~NoDescriptors() {
-        for (int fd : taken_) ::close(fd);
-        setrlimit(RLIMIT_NOFILE, &before_);
-    }
-    NoDescriptors(NoDescriptors const&) = delete;
-    NoDescriptors& operator=(NoDescriptors const&) = delete;
-
-private:
-    rlimit before_{};
-    std::vector<int> taken_;
-};
 
 TEST(TcpServerShortage, WithoutDescriptorsClientsWaitAndTheOthersGoOn) {
 #if defined(__has_feature)
@@ -226,17 +176,16 @@ TEST(TcpServerShortage, WithoutDescriptorsClientsWaitAndTheOthersGoOn) {
     TestServer test;
     test.echo();
     Peer served = test.connect();
-    served.write(frame("before"));
-    ASSERT_EQ("before", served.readFrame());
+    ASSERT_EQ("before", served.ask("before"));
     Lines lines({"TCP.ERROR"});
-    Peer waiting(socket(AF_INET, SOCK_STREAM, 0));
+    Peer waiting;
     {
-        NoDescriptors const shortage(8);
+        OpenFiles shortage(OpenFiles::next() + 8);
+        EXPECT_FALSE(shortage.takeUpTo(INT_MAX));
         ASSERT_TRUE(waiting.connectTo(test.server.getLocalPort()));
         waiting.write(frame("patience"));
         EXPECT_TRUE(lines.waitFor("accept() "));
-        served.write(frame("meanwhile"));
-        EXPECT_EQ("meanwhile", served.readFrame());
+        EXPECT_EQ("meanwhile", served.ask("meanwhile"));
     }
     EXPECT_EQ("patience", waiting.readFrame());
     // It pauses between its attempts instead of filling the log.
@@ -244,37 +193,25 @@ TEST(TcpServerShortage, WithoutDescriptorsClientsWaitAndTheOthersGoOn) {
 }
 
 TEST(TcpServerShortage, DescriptorsAboveTheRangeOfSelectServeToo) {
-    rlimit before{};
-    getrlimit(RLIMIT_NOFILE, &before);
-    rlimit high = before;
-    high.rlim_cur = std::min<rlim_t>(before.rlim_max, 4096);
-    if (high.rlim_cur < 1300) GTEST_SKIP() << "the system allows only " << high.rlim_cur;
-    setrlimit(RLIMIT_NOFILE, &high);
-    std::vector<int> taken;
-    while (taken.empty() || taken.back() < 1100) taken.push_back(dup(0));
-    {
-        TestServer test;
-        test.echo();
-        Peer peer = test.connect();
-        EXPECT_GT(peer.fd(), 1024);
-        peer.write(frame("far up"));
-        EXPECT_EQ("far up", peer.readFrame());
-        zan::TcpClient client;
-        zan::Handle<Recorder> const recorder(new Recorder);
-        ASSERT_TRUE(client.open(loopback(test.server.getLocalPort()), recorder, 10, 0));
-        EXPECT_TRUE(client.send("and a client", 10));
-        EXPECT_TRUE(recorder->waitMessages(1));
-    }
-    for (int fd : taken) ::close(fd);
-    setrlimit(RLIMIT_NOFILE, &before);
+    OpenFiles many(4096);
+    if (!many.takeUpTo(1100)) GTEST_SKIP() << "the system allows fewer";
+    TestServer test;
+    test.echo();
+    Peer peer = test.connect();
+    EXPECT_GT(peer.fd(), 1024);
+    EXPECT_EQ("far up", peer.ask("far up"));
+    zan::TcpClient client;
+    zan::Handle<Recorder> const recorder(new Recorder);
+    ASSERT_TRUE(client.open(loopback(test.server.getLocalPort()), recorder, 10, 0));
+    EXPECT_TRUE(client.send("and a client", 10));
+    EXPECT_TRUE(recorder->waitMessages(1));
 }
 
 TEST(TcpServerShortage, AClientForWhomThereIsNoThreadIsClosedAlone) {
     TestServer test;
     test.echo();
     Peer served = test.connect();
-    served.write(frame("before"));
-    ASSERT_EQ("before", served.readFrame());
+    ASSERT_EQ("before", served.ask("before"));
     Lines lines;
     pthread_attr_t normal;
     pthread_attr_t huge;
@@ -286,11 +223,9 @@ TEST(TcpServerShortage, AClientForWhomThereIsNoThreadIsClosedAlone) {
     EXPECT_TRUE(refused.atEnd());
     EXPECT_EQ(0, pthread_setattr_default_np(&normal));
     EXPECT_TRUE(lines.waitFor("start tcp server failure"));
-    served.write(frame("after"));
-    EXPECT_EQ("after", served.readFrame());
+    EXPECT_EQ("after", served.ask("after"));
     Peer next = test.connect();
-    next.write(frame("next"));
-    EXPECT_EQ("next", next.readFrame());
+    EXPECT_EQ("next", next.ask("next"));
     EXPECT_EQ(2u, test.server.clients().size());
 }
 
@@ -298,42 +233,29 @@ TEST(TcpServerShortage, AClientForWhomThereIsNoThreadIsClosedAlone) {
 
 TEST(TcpServerSending, ConcurrentSendersNeverInterleave) {
     TestServer test;
-    Peer peer = test.connect();
-    peer.write(frame("hello"));
-    ASSERT_TRUE(test.recorder->waitMessages(1));
-    constexpr int THREADS = 4, EACH = 200;
-    std::vector<std::thread> senders;
-    for (int t = 0; t < THREADS; ++t)
-        senders.emplace_back([&, t] {
-            auto const name = static_cast<char>('a' + t);
-            for (int i = 0; i < EACH; ++i) {
-                std::string payload(static_cast<std::size_t>(1 + i * 37 % 9000), name);
-                payload[0] = static_cast<char>(i);
-                ASSERT_TRUE(test.server.send(peer.addr(), payload, i % 2 ? -1 : 20));
-            }
-        });
-    std::vector<int> next(THREADS, 0);
-    for (int n = 0; n < THREADS * EACH; ++n) {
+    Peer peer = test.greeted();
+    constexpr unsigned THREADS = 4, EACH = 200;
+    Threads const senders(THREADS, [&](unsigned t) {
+        for (unsigned i = 0; i < EACH; ++i) {
+            std::string payload(2 + i * 37 % 9000, static_cast<char>('a' + t));
+            payload[0] = static_cast<char>(i);
+            ASSERT_TRUE(test.server.send(peer.addr(), payload, i % 2 ? -1 : 20));
+        }
+    });
+    std::vector<unsigned> next(THREADS, 0);
+    for (unsigned n = 0; n < THREADS * EACH; ++n) {
         std::string const payload = peer.readFrame();
-        ASSERT_FALSE(payload.empty());
-        // A frame of one byte names no sender.
-        if (payload.size() == 1) continue;
-        auto const t = static_cast<std::size_t>(payload.back() - 'a');
-        ASSERT_LT(t, next.size());
+        auto const t = static_cast<unsigned>(payload.back() - 'a');
+        ASSERT_LT(t, THREADS);
         ASSERT_EQ(std::string::npos, payload.find_first_not_of(payload.back(), 1));
-        int const i = static_cast<unsigned char>(payload[0]);
-        ASSERT_GT(i + 256, next[t]);
-        next[t] = i;
+        ASSERT_EQ(next[t]++, static_cast<unsigned char>(payload[0]));
     }
-    for (auto& sender : senders) sender.join();
 }
 
 TEST(TcpServerSending, APartOfAFrameEndsTheConnectionAndABusyOneFailsAtOnce) {
     Lines lines({"TCP.INFO"});
     TestServer test;
-    Peer peer = test.connect();
-    peer.write(frame("hello"));
-    ASSERT_TRUE(test.recorder->waitMessages(1));
+    Peer peer = test.greeted();
     std::string const big(64 << 20, 'x');
     std::thread blocked([&] { EXPECT_FALSE(test.server.send(peer.addr(), big, -1)); });
     // The first byte on the wire says that the other thread has its turn.
@@ -348,9 +270,7 @@ TEST(TcpServerSending, APartOfAFrameEndsTheConnectionAndABusyOneFailsAtOnce) {
     blocked.join();
 
     TestServer second;
-    Peer full = second.connect();
-    full.write(frame("hello"));
-    ASSERT_TRUE(second.recorder->waitMessages(1));
+    Peer full = second.greeted();
     EXPECT_FALSE(second.server.send(full.addr(), big, 0));
     EXPECT_TRUE(lines.waitFor("part of a frame was sent, closing connection "));
     ASSERT_TRUE(second.recorder->waitClosed(1));
@@ -362,11 +282,8 @@ TEST(TcpServerSending, APartOfAFrameEndsTheConnectionAndABusyOneFailsAtOnce) {
 TEST(TcpServerSending, AnAddressThatIsNoClientsReachesEverybody) {
     TestServer test;
     EXPECT_FALSE(test.server.send(zan::TcpAddr(), "nobody", 1));
-    Peer a = test.connect();
-    Peer b = test.connect();
-    a.write(frame("a"));
-    b.write(frame("b"));
-    ASSERT_TRUE(test.recorder->waitMessages(2));
+    Peer a = test.greeted();
+    Peer b = test.greeted();
     EXPECT_TRUE(test.server.send(a.addr(), "for a", 1));
     EXPECT_TRUE(test.server.send(zan::TcpAddr(), "for all", 1));
     EXPECT_EQ("for a", a.readFrame());
@@ -386,54 +303,36 @@ TEST(TcpServerSending, AnAddressThatIsNoClientsReachesEverybody) {
 
 TEST(TcpServerLife, LinesOfAConnection) {
     Lines lines({"TCP.INFO", "TCP.DEBUG", "TCP.TRACE"});
-    zan::TcpServer server;
-    EXPECT_FALSE(server.send(zan::TcpAddr(), "x", 1));
-    EXPECT_EQ("null tcp server impl", lines.of("TCP.INFO").back());
-    EXPECT_EQ(0, server.getLocalPort());
-    zan::Handle<Recorder> const recorder(new Recorder);
-    ASSERT_TRUE(server.open(loopback(), recorder, 65536));
-    std::string const port = std::to_string(server.getLocalPort());
+    TestServer test;
+    std::string const port = std::to_string(test.server.getLocalPort());
     EXPECT_EQ(1u, lines.count("start tcp acceptor at 127.0.0.1:" + port + "\n"));
     EXPECT_NE(0u, lines.count("{tcp.acceptor.0}"));
-    Peer peer = Peer::connect(server.getLocalPort());
-    std::ostringstream os;
-    os << peer.addr();
-    std::string const client = os.str();
-    peer.write(frame("abc"));
-    ASSERT_TRUE(recorder->waitMessages(1));
-    ASSERT_TRUE(lines.waitFor("accepted new client = " + client + "\n"));
-    std::string const thread = "tcp.server." + port + '|' + std::to_string(peer.port());
-    EXPECT_NE(0u, lines.count('{' + thread + '}'));
-    peer.close();
-    ASSERT_TRUE(lines.waitFor("break loop: !recv()"));
-    ASSERT_TRUE(lines.waitFor("remove tcp server " + client + "\n"));
-    EXPECT_EQ((std::vector<std::string>{"null tcp server impl",
-                                        "(len) reached end of client connection " + client,
-                                        "break loop: !recv()"}),
-              lines.of("TCP.INFO"));
-    EXPECT_EQ(std::vector<std::string>{"closed connection " + client}, lines.of("TCP.DEBUG"));
-    EXPECT_EQ((std::vector<std::string>{"(len) recving 4 bytes", "(len) recv ok 4 bytes", "size 3",
-                                        "(data) recving 3 bytes", "(data) recv ok 3 bytes",
-                                        "(len) recving 4 bytes"}),
-              lines.of("TCP.TRACE"));
-
-    Peer second = Peer::connect(server.getLocalPort());
-    second.write(frame("x"));
-    ASSERT_TRUE(recorder->waitMessages(2));
-    server.close();
-    EXPECT_EQ(1u, lines.count("() stopping tcp.server." + port + '|' +
-                              std::to_string(second.port()) + '{'));
-    EXPECT_EQ(
-        "closing connection " +
-            [&] {
-                std::ostringstream text;
-                text << second.addr();
-                return text.str();
-            }(),
-        lines.of("TCP.DEBUG")[1]);
-    EXPECT_EQ(0, server.getLocalPort());
-    EXPECT_FALSE(server.send(zan::TcpAddr(), "x", 1));
+    auto const thread = [&](Peer const& peer) {
+        return "tcp.server." + port + '|' + std::to_string(peer.port());
+    };
+    Peer first = test.greeted();
+    std::string const client = first.name();
+    EXPECT_TRUE(lines.waitFor("accepted new client = " + client + "\n"));
+    EXPECT_NE(0u, lines.count('{' + thread(first) + '}'));
+    first.close();
+    EXPECT_TRUE(lines.waitFor("remove tcp server " + client + "\n"));
+    EXPECT_THAT(
+        lines.of("TCP.TRACE"),
+        ElementsAre("(len) recving 4 bytes", "(len) recv ok 4 bytes", "size 5",
+                    "(data) recving 5 bytes", "(data) recv ok 5 bytes", "(len) recving 4 bytes"));
+    EXPECT_THAT(
+        lines.of("TCP.INFO"),
+        ElementsAre("(len) reached end of client connection " + client, "break loop: !recv()"));
+    Peer const second = test.greeted();
+    test.server.close();
+    EXPECT_EQ(1u, lines.count("() stopping " + thread(second) + '{'));
+    EXPECT_EQ("closed connection " + client, lines.of("TCP.DEBUG")[0]);
+    EXPECT_EQ("closing connection " + second.name(), lines.of("TCP.DEBUG")[1]);
+    EXPECT_EQ(0, test.server.getLocalPort());
+    EXPECT_FALSE(test.server.send(zan::TcpAddr(), "x", 1));
     EXPECT_EQ("null tcp acceptor impl", lines.of("TCP.INFO").back());
+    EXPECT_FALSE(zan::TcpServer().send(zan::TcpAddr(), "x", 1));
+    EXPECT_EQ("null tcp server impl", lines.of("TCP.INFO").back());
 }
 
 TEST(TcpServerLife, CloseIsPromptTellsEverybodyAndMayBeRepeated) {
@@ -492,15 +391,11 @@ TEST(TcpServerLife, APortInUseIsFalseAndAReopenTakesItsPlace) {
     EXPECT_EQ(0, second.getLocalPort());
     EXPECT_FALSE(second.open(zan::TcpAddr(0, "no such host.invalid"), new Recorder, 0));
 
-    Peer before = first.connect();
-    before.write(frame("x"));
-    ASSERT_TRUE(first.recorder->waitMessages(1));
+    Peer before = first.greeted();
     ASSERT_TRUE(first.server.open(loopback(port), first.recorder, 0)) << "on its own port";
     EXPECT_TRUE(before.atEnd());
     EXPECT_EQ(1u, first.recorder->closed().size());
-    Peer after = first.connect();
-    after.write(frame("y"));
-    EXPECT_TRUE(first.recorder->waitMessages(2));
+    first.greeted();
 }
 
 TEST(TcpServerLife, CloseFromManyThreadsWhileClientsComeAndGo) {
@@ -513,28 +408,25 @@ TEST(TcpServerLife, CloseFromManyThreadsWhileClientsComeAndGo) {
         ASSERT_TRUE(server.open(loopback(), recorder, 0));
         unsigned short const port = server.getLocalPort();
         std::atomic<bool> done{false};
-        std::vector<std::thread> threads;
-        for (int t = 0; t < 3; ++t)
-            threads.emplace_back([&, t] {
-                for (int i = 0; !done; ++i) {
-                    Peer peer = Peer::connect(port);
-                    if (!peer.valid()) continue;
-                    peer.write(frame("ping"));
-                    // A reset without an answer, but not so many that the backlog overflows.
-                    if (t != 0 || i % 2 == 0) peer.readFrame();
-                    if (t == 0) peer.reset();
-                }
-            });
-        threads.emplace_back([&] {
+        Threads clients(3, [&](unsigned t) {
+            for (int n = 0; !done; ++n) {
+                Peer peer = Peer::connect(port);
+                if (!peer.valid()) continue;
+                peer.write(frame("ping"));
+                // A reset without an answer, but not so many that the backlog overflows.
+                if (t != 0 || n % 2 == 0) peer.readFrame();
+                if (t == 0) peer.reset();
+            }
+        });
+        Threads sender(1, [&](unsigned) {
             while (!done) server.send(zan::TcpAddr(), "all", 0);
         });
         ASSERT_TRUE(recorder->waitMessages(20));
-        std::thread other([&] { server.close(); });
-        server.close();
-        other.join();
+        Threads(2, [&](unsigned) { server.close(); });
         EXPECT_EQ(0, server.getLocalPort());
         done = true;
-        for (auto& thread : threads) thread.join();
+        clients.join();
+        sender.join();
         auto const closed = recorder->closed();
         server.close();
         EXPECT_EQ(closed.size(), recorder->closed().size()) << "a callback came after close()";

@@ -8,13 +8,12 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
-#include <condition_variable>
 #include <functional>
-#include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "support/threads.h"
 #include "zan/log/log_logger.h"
 #include "zan/tcp/tcp_client.h"
 #include "zan/tcp/tcp_server.h"
@@ -23,8 +22,6 @@
 // and the lines of the log.
 
 namespace zan_test {
-
-constexpr std::chrono::seconds PATIENCE(20);  // before a test gives up
 
 inline std::string frame(std::string const& payload) {
     std::string wire;
@@ -36,28 +33,25 @@ inline zan::TcpAddr loopback(unsigned short port = 0) {
     return zan::TcpAddr(port, "127.0.0.1");
 }
 
-// A connected socket without any of the library in it.
+// A socket without any of the library in it.
 class Peer {
 public:
-    explicit Peer(int fd) : fd_(fd) {}
+    explicit Peer(int fd = socket(AF_INET, SOCK_STREAM, 0)) : fd_(fd) {}
     static Peer connect(unsigned short port) {
-        Peer peer(socket(AF_INET, SOCK_STREAM, 0));
+        Peer peer;
         if (!peer.connectTo(port)) peer.close();
         return peer;
     }
     bool connectTo(unsigned short port) {
-        sockaddr_in addr{};
-        addr.sin_family = AF_INET;
-        addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        addr.sin_port = htons(port);
-        if (::connect(fd_, reinterpret_cast<sockaddr*>(&addr), sizeof addr) != 0) return false;
+        sockaddr_in const to = address(port);
+        if (::connect(fd_, reinterpret_cast<sockaddr const*>(&to), sizeof to) != 0) return false;
         int const on = 1;
         setsockopt(fd_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
         timeval const limit = {PATIENCE.count(), 0};
         setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
         return true;
     }
-    Peer(Peer&& other) noexcept : fd_(other.fd_) { other.fd_ = -1; }
+    Peer(Peer&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
     Peer& operator=(Peer&&) = delete;
     ~Peer() { close(); }
 
@@ -70,6 +64,7 @@ public:
         return ntohs(addr.sin_port);
     }
     zan::TcpAddr addr() const { return loopback(port()); }
+    std::string name() const { return "127.0.0.1:" + std::to_string(port()); }
 
     bool write(std::string const& bytes) {
         for (std::size_t done = 0; done < bytes.size();) {
@@ -82,13 +77,8 @@ public:
     // Fewer bytes only at the end of the stream.
     std::string read(std::size_t n) {
         std::string bytes(n, 0);
-        std::size_t done = 0;
-        while (done < n) {
-            ssize_t const got = recv(fd_, &bytes[done], n - done, 0);
-            if (got <= 0) break;
-            done += static_cast<std::size_t>(got);
-        }
-        bytes.resize(done);
+        ssize_t const got = recv(fd_, bytes.data(), n, MSG_WAITALL);
+        bytes.resize(got > 0 ? static_cast<std::size_t>(got) : 0);
         return bytes;
     }
     bool atEnd() { return read(1).empty(); }
@@ -98,6 +88,11 @@ public:
         std::size_t size = 0;
         for (char c : head) size = size << 8 | static_cast<unsigned char>(c);
         return read(size);
+    }
+    // The answer to a message.
+    std::string ask(std::string const& payload) {
+        write(frame(payload));
+        return readFrame();
     }
     void reset() {
         linger const now = {1, 0};
@@ -109,28 +104,27 @@ public:
         fd_ = -1;
     }
 
-private:
+protected:
+    static sockaddr_in address(unsigned short port) {
+        sockaddr_in addr{};
+        addr.sin_family = AF_INET;
+        addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        addr.sin_port = htons(port);
+        return addr;
+    }
+
     int fd_;
 };
 
-// Waits until a condition on shared state holds.
-class Gate {
+// One that listens on a port of its own; with a negative backlog it has the port only.
+class Listener : public Peer {
 public:
-    template <class F>
-    void change(F f) {
-        std::lock_guard<std::mutex> const guard(mutex_);
-        f();
-        changed_.notify_all();
+    explicit Listener(int backlog = 16) {
+        sockaddr_in const own = address(0);
+        bind(fd_, reinterpret_cast<sockaddr const*>(&own), sizeof own);
+        if (backlog >= 0) listen(fd_, backlog);
     }
-    template <class F>
-    bool wait(F holds) {
-        std::unique_lock<std::mutex> lock(mutex_);
-        return changed_.wait_for(lock, PATIENCE, holds);
-    }
-
-private:
-    std::mutex mutex_;
-    std::condition_variable changed_;
+    Peer accept() { return Peer(::accept(fd_, nullptr, nullptr)); }
 };
 
 class Recorder : public zan::TcpCallback {
@@ -142,7 +136,6 @@ public:
                 EXPECT_EQ(0, std::count(closed_.begin(), closed_.end(), peer)) << "after onClose";
             }
             messages_.push_back(data);
-            last_ = peer;
         });
         if (hook) hook(peer, data);
     }
@@ -176,7 +169,6 @@ private:
     Gate gate_;
     std::vector<std::string> messages_;
     std::vector<zan::TcpAddr> closed_;
-    zan::TcpAddr last_;
 };
 
 // The lines that the library writes while this object lives, from the tag on. What receives them
@@ -262,6 +254,14 @@ struct TestServer {
         };
     }
     Peer connect() { return Peer::connect(server.getLocalPort()); }
+    // One whose first message has arrived.
+    Peer greeted() {
+        std::size_t const before = recorder->messages().size();
+        Peer peer = connect();
+        peer.write(frame("hello"));
+        EXPECT_TRUE(recorder->waitMessages(before + 1));
+        return peer;
+    }
 
     zan::TcpServer server;
     zan::Handle<Recorder> recorder;
