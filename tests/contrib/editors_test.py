@@ -2,8 +2,6 @@
 format says: vim runs itself, the TextMate grammar is run by the few rules of such grammars here."""
 
 import json
-import os
-import random
 import re
 import shutil
 import subprocess
@@ -13,6 +11,10 @@ import unittest
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[2]
+sys.path.append(str(ROOT / "tests/support"))
+
+from programs import seeded  # noqa: E402
+
 VIM = ROOT / "contrib/vim"
 GRAMMAR = ROOT / "contrib/textmate/pml.tmLanguage.json"
 
@@ -136,9 +138,7 @@ def corpus():
         data = file.read_bytes()
         if data.isascii() and not set(data) & set(b"\0\r\x0b\x0c\x1c\x1d\x1e"):
             texts.append(data.decode())
-    seed = int(os.environ.get("ZAN_TEST_SEED", random.SystemRandom().getrandbits(32)))
-    print(f"ZAN_TEST_SEED={seed}", file=sys.stderr)
-    rng = random.Random(seed)
+    rng = seeded()
     words = ["a", "port", "b c", ":int", "(", ")", "(", ")", " ", "\n    ", "(* x ' *)", "(* (* y *) ^ *)",
              "'q(:'", "\"d^\"e\"", "^(", "80", "true", "x*", "-1.5"]
     for _ in range(200):

@@ -24,20 +24,7 @@ using zan::pml::ntvFromPml;
 using zan::pml::ntv::Unit;
 using zan_test::messageOf;
 using zan_test::parsedPml;
-
-// A tree in full: name, type, and the text or the children. Unlike PML it shows every byte, and
-// the difference between no value and an empty one: "a:t=text", "a[b=1|c=|d]".
-std::string shape(Unit const& u) {
-    std::string text = u.name() + (u.type().empty() ? "" : ":" + u.type());
-    if (u.stringValue() != nullptr) return text + "=" + u.stringValue()->data();
-    if (u.listValue() == nullptr) return text;
-    char before = '[';
-    for (Unit const* child : *u.listValue()) {
-        text += before + shape(*child);
-        before = '|';
-    }
-    return text + "]";
-}
+using zan_test::shape;
 
 struct Example {
     char const* text;

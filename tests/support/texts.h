@@ -3,23 +3,24 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <type_traits>
 
 #include "zan/log/log_dumper.h"
 
 // Values and errors as texts, which a comparison shows in full.
 namespace zan_test {
 
+// What a pointer points to, or "null".
 template <class T>
 std::string dumped(T const& value, bool compact = true) {
     zan::dumper d(compact);
-    d << value;
+    if constexpr (std::is_pointer_v<T>) {
+        if (value == nullptr) return "null";
+        d << *value;
+    } else {
+        d << value;
+    }
     return d.str();
-}
-
-// Of what it points to.
-template <class T>
-std::string dumped(T const* value, bool compact = true) {
-    return value == nullptr ? "null" : dumped(*value, compact);
 }
 
 // The message of the E that `f` throws. Where it throws none the test fails.

@@ -143,10 +143,11 @@ TEST(GzipMember, DamageIsToldAndWhatWasReadStays) {
         damaged[at] = static_cast<char>(damaged[at] ^ (1 << random() % 8));
         Unpacked const got = unpacked(damaged);
         bool const ignored = at >= 4 && (at < 10 || at + 4 >= whole.size());
-        if (at < 2)
+        if (at < 2) {
             EXPECT_EQ(damaged, got.text) << "plain";
-        else if (at != 3)  // a flag may find what it asks for in the data
+        } else if (at != 3) {  // a flag may find what it asks for in the data
             EXPECT_TRUE(got.good == ignored || got.text == text) << at << ": not all bits count";
+        }
         EXPECT_TRUE(at + 8 < whole.size() || got.text == text) << at;
     }
     char* out = nullptr;
