@@ -12,6 +12,7 @@
 #include "support/seed.h"
 #include "support/temp_dir.h"
 #include "support/texts.h"
+#include "support/vectors.h"
 #include "zan/pml/pml_t.h"
 
 namespace {
@@ -31,70 +32,15 @@ struct Example {
     char const* tree;
 };
 
-Example const EXAMPLES[] = {
-    {"a:int(1)", "a:int=1"},
-    {"a:(1)", "a=1"},
-    {":t(1)", ":t=1"},
-    {"a()", "a="},
-    {"a( hello world )", "a=hello world"},
-    {"a(x y(1))", "a[x y=1]"},
-    {"a:t(b:x(1) c:y(2))", "a:t[b:x=1|c:y=2]"},
-    {"a(b(c(d(1))))", "a[b[c[d=1]]]"},
-    {"a((1)(2))", "a[=1|=2]"},
-    {"a(:t(1):t(2))", "a[:t=1|:t=2]"},
-    // Comments.
-    {"(* c *) a (* d *) (1)", "a=1"},
-    {"a(p (*c*) q)", "a=p q"},
-    {"(*)*)a(1)", "a=1"},
-    {"(*((*x*)*)a(1)", "a=1"},
-    {"(***)a(1)", "a=1"},
-    {"(*^*)a(1)", "a=1"},
-    {"a(\"(*x*)\")", "a=(*x*)"},
-    // Quotes and escapes.
-    {"a(\"x:y \")", "a=x:y "},
-    {"a('it^'s')", "a=it's"},
-    {"a(^(x^))", "a=(x)"},
-    {"a(x^ )", "a=x"},
-    {"a(\"ab\" 'c\"d')", "a=abc\"d"},
-    {"a(\"ab\" (*c*) \"cd\")", "a=ab\"\"cd"},
-    {"a(\"x\" y)", "a=\"x\"y"},
-    {"a(x \"y\" )", "a=x \"y\""},
-    {"a(\"b:c\"(1))", "a[\"b:c\"=1]"},
-    {"a(\"\")", "a="},
-    {"a(\")", "a=\")"},
-    // Input that ends too soon.
-    {"", ""},
-    {" \t\n", ""},
-    {"a", ""},
-    {"a(", ""},
-    {"a( x ", "a=x"},
-    {"a(\"x", "a=\"x"},
-    {"a(\"x\"", "a=x"},
-    {"a(x^", "a=x^"},
-    {"a(\"x^", "a=\"x^"},
-    {"a(x(", "a=x"},
-    {"a(x(*y", "a=x"},
-    {"(*)", ""},
-    {"(", ""},
-    {"a(b(1)c", "a[b=1]"},
-    {"a(b(c(1", "a[b[c=1]]"},
-    // A name without a body, and what stands behind the unit.
-    {")", ""},
-    {"a)", "a"},
-    {"a(b)c", "a=b"},
-    {"x(a(b(1) c) d(2))", "x[a[b=1|c]|d=2]"},
-};
-
 TEST(PmlText, GivesTheTreeThatItSaysInAllFormsOfInput) {
     zan_test::TempDir const dir;
-    for (Example const& e : EXAMPLES) {
-        SCOPED_TRACE(e.text);
-        auto const gives = [&e](auto&& input) {
+    auto const check = [&dir](std::string const& text, std::string const& tree) {
+        SCOPED_TRACE(text);
+        auto const gives = [&tree](auto&& input) {
             Unit u("old", "old", "old");
             EXPECT_TRUE(ntvFromPml(u, input));
-            EXPECT_EQ(e.tree, shape(u));
+            EXPECT_EQ(tree, shape(u));
         };
-        std::string const text = e.text;
         std::wstring const wide(text.begin(), text.end());
         gives(istr(text));
         gives(iwstr(wide));
@@ -111,7 +57,13 @@ TEST(PmlText, GivesTheTreeThatItSaysInAllFormsOfInput) {
         EXPECT_EQ(p, std::string(std::istreambuf_iterator<char>(is), {}));
         std::wistringstream wis(wide);
         gives(wis);
-    }
+    };
+    for (auto const& v : zan_test::vectors("pml.txt", "tree")) check(v.fields[0], v.fields[1]);
+    // What the file of vectors cannot hold.
+    check("a(\"x:y \")", "a=x:y ");
+    check("", "");
+    check(" \t\n", "");
+    check("a( x ", "a=x");
 }
 
 TEST(PmlText, UnitsFollowEachOther) {
@@ -123,14 +75,12 @@ TEST(PmlText, UnitsFollowEachOther) {
 }
 
 TEST(PmlText, BodiesStandWithoutANameAndItsParentheses) {
-    Example const bodies[] = {{"abc", "=abc"},     {"b(1)c(2)", "[b=1|c=2]"},  {"", "="},
-                              {"b(1) c", "[b=1]"}, {"b(1) c)d(2)", "[b=1|c]"}, {"x)y", "=x"}};
-    for (Example const& e : bodies) {
+    for (auto const& v : zan_test::vectors("pml.txt", "body")) {
         Unit u;
-        EXPECT_TRUE(zan::pml::ntvFromValueString(u, istr(e.text)));
-        EXPECT_EQ(e.tree, shape(u)) << e.text;
-        std::istringstream is(e.text);
-        EXPECT_EQ(e.tree, shape(Unit(zan::pml::newNtvValue(is)))) << e.text;
+        EXPECT_TRUE(zan::pml::ntvFromValueString(u, istr(v.fields[0])));
+        EXPECT_EQ(v.fields[1], shape(u)) << v.line;
+        std::istringstream is(v.fields[0]);
+        EXPECT_EQ(v.fields[1], shape(Unit(zan::pml::newNtvValue(is)))) << v.line;
     }
 }
 
@@ -192,10 +142,10 @@ TEST(PmlErrors, LeaveWhatWasReadSoFar) {
     zan_test::LogCapture const log;
     Unit u;
     EXPECT_THROW(ntvFromPml(u, "x(a(1)b(c(2)c(3)d(4)))"), zan::DuplicatedUnitException);
-    EXPECT_EQ("x[a=1|b[c=2]]", shape(u));
+    EXPECT_EQ("x[a=1, b[c=2]]", shape(u));
     EXPECT_FALSE(log.has("THROWING"));
     EXPECT_THROW(ntvFromPml(u, "x(a(1)b(c(2)d:e)"), zan::pml::DecodeException);
-    EXPECT_EQ("x[a=1|b[c=2|d]]", shape(u));
+    EXPECT_EQ("x[a=1, b[c=2, d]]", shape(u));
     EXPECT_EQ("/b/d", u.find("b/d")->path());
 }
 

@@ -13,15 +13,15 @@ inline zan::pml::ntv::Unit parsedPml(zan::istr const& text) {
 }
 
 // A tree in full: name, type, and the text or the children. Unlike PML it shows every byte, and
-// the difference between no value and an empty one: "a:t=text", "a[b=1|c=|d]".
+// the difference between no value and an empty one: "a:t=text", "a[b=1, c=, d]".
 inline std::string shape(zan::pml::ntv::Unit const& u) {
     std::string text = u.name() + (u.type().empty() ? "" : ":" + u.type());
     if (u.stringValue() != nullptr) return text + "=" + u.stringValue()->data();
     if (u.listValue() == nullptr) return text;
-    char before = '[';
+    std::string before = "[";
     for (zan::pml::ntv::Unit const* child : *u.listValue()) {
         text += before + shape(*child);
-        before = '|';
+        before = ", ";
     }
     return text + "]";
 }

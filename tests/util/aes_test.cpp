@@ -32,7 +32,7 @@ constexpr AesCipher::Path PATHS[] = {AesCipher::FASTEST, AesCipher::TABLES};
 TEST(AesVectors, OfTheStandards) {
     std::string const iv = fromDigits("000102030405060708090A0B0C0D0E0F");
     for (auto const path : PATHS)
-        for (auto const& v : zan_test::vectors("aes.txt", "aes")) {
+        for (auto const& v : zan_test::vectors("ciphers.txt", "aes")) {
             int const mode = std::stoi(v.fields[0]);
             std::string const key = fromDigits(v.fields[1]);
             std::string const text = fromDigits(v.fields[2]);

@@ -73,7 +73,7 @@ TEST_F(DirectoryWalk, ShowsDirectoriesAheadOfTheirContent) {
     EXPECT_TRUE(d.setup(home() + L"/"));
     EXPECT_THAT(items(d.items()), ElementsAre("sub, <dir>", "sub\\deeper, <dir>",
                                               "sub\\deeper\\b, 2", "sub\\a.txt, 0", "\xC3\xA4, 1"));
-    EXPECT_EQ(1 + 2 + 0 + 2 + 1, d.totalSize());
+    EXPECT_EQ(1 + 2 + 1 + 2 + 1, d.totalSize());
     EXPECT_EQ(d.files().find("/sub/deeper"), d.at(1).unit);
     EXPECT_THROW((void)d.at(d.numof()), OutOfRangeException);
     EXPECT_EQ(0, DirItem().size.value());
@@ -171,7 +171,13 @@ TEST_F(DirectoryWalk, IsKeptAsPmlAndReadBack) {
     std::vector<DirItem> read;
     pml::ntv::Unit const files = zan_test::parsedPml(d.files().str());
     EXPECT_TRUE(Directory::recurseDirTree(iwstr(), files, &read));
-    EXPECT_EQ(items(d.items()), items(read));
+    ASSERT_EQ(d.numof(), read.size());
+    for (unsigned long i = 0; i < read.size(); ++i) {
+        __int64 size = -1;
+        if (!d.at(i).isDir) *read[i].unit >> size;
+        EXPECT_EQ(d.at(i).path, read[i].path);
+        EXPECT_EQ(d.at(i).size.value(), size);
+    }
 }
 
 TEST_F(DirectoryWalk, NullPointersAreReported) {

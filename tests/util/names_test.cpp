@@ -72,7 +72,7 @@ TEST(NamesFuncname, KeepsTheClassWithTheFunction) {
     Funcname name("main");
     name.merge();
     EXPECT_EQ("::main", std::string(name.full()));
-    EXPECT_EQ("a::f", std::string(name.func("f").full()));
+    EXPECT_EQ("a::f", std::string(name.ns("a").func("f").full()));
     EXPECT_EQ("n::C::f", std::string(Funcname("n", "C::f").full()));
 }
 

@@ -4,11 +4,11 @@
 
 #include <cstring>
 #include <memory>
+#include <sstream>
 #include <string>
 
 #include "support/assertions.h"
 #include "support/log_capture.h"
-#include "support/texts.h"
 
 namespace zan {
 namespace {
@@ -112,7 +112,9 @@ TEST(UtilMem, CopiesAsMuchAsBothHave) {
     EXPECT_LT(m.cmp("\xFF"), 0);
     Mem(memory, 0).copyZ("x");
     EXPECT_STREQ("-----", memory);
-    EXPECT_EQ("5, -----", zan_test::dumped(m));
+    std::ostringstream os;
+    m.dump(os);
+    EXPECT_EQ("5, -----", os.str());
 }
 
 }  // namespace

@@ -96,6 +96,7 @@ TEST(GzipMember, BytesAndSizes) {
     size = -2;
     EXPECT_FALSE(gzlib::comp("abc", out, size));
     delete[] out;
+    size = -1;
     EXPECT_FALSE(gzlib::uncomp("abc", text, size));
     delete[] text;
 }
