@@ -27,9 +27,9 @@ using zan_test::messageOf;
 using zan_test::parsedPml;
 using zan_test::shape;
 
-struct Example {
+struct Row {
     char const* text;
-    char const* tree;
+    char const* wanted;
 };
 
 TEST(PmlText, GivesTheTreeThatItSaysInAllFormsOfInput) {
@@ -114,19 +114,20 @@ TEST(PmlErrors, SayWhatWasDueAndWhere) {
     zan_test::LogCapture const log;
     zan_test::TempDir const dir;
     Unit u;
-    Example const refused[] = {{"a:b", "get type token"},
-                               {"a:", "get type token"},
-                               {"a:b:c(1)", "not found value begin tag, token"},
-                               {"a:b)", "not found value begin tag, token"},
-                               {"x(\n  a(1)\n  b:c)\n)", "not found value begin tag, token"}};
-    for (auto const& [text, message] : refused) {
-        std::string const whole = "DecodeException: "s + message;
-        EXPECT_EQ(whole, messageOf<zan::pml::DecodeException>([&] { parsedPml(text); })) << text;
+    Row const refused[] = {{"a:b", "get type token"},
+                           {"a:", "get type token"},
+                           {"a:b:c(1)", "not found value begin tag, token"},
+                           {"a:b)", "not found value begin tag, token"},
+                           {"x(\n  a(1)\n  b:c)\n)", "not found value begin tag, token"}};
+    for (Row const& row : refused) {
+        std::string const message = "DecodeException: "s + row.wanted;
+        EXPECT_EQ(message, messageOf<zan::pml::DecodeException>([&] { parsedPml(row.text); }))
+            << row.text;
         EXPECT_TRUE(log.has("THROWING"));
-        std::string const file = dir.write("x.pml", text);
+        std::string const file = dir.write("x.pml", row.text);
         EXPECT_THAT(messageOf<zan::pml::DecodeException>(
                         [&] { ntvFromPml(u, zan::pml::File(istr(file))); }),
-                    testing::StartsWith(whole + ", file " + file + ", line "));
+                    testing::StartsWith(message + ", file " + file + ", line "));
     }
     std::istringstream bad("a(1)");
     bad.setstate(std::ios::failbit);
@@ -162,16 +163,16 @@ std::wstring escaped(std::wstring text) {
 }
 
 TEST(PmlEscapes, AreThoseOfTheTable) {
-    Example const table[] = {{"", ""},
-                             {"a b", "a b"},
-                             {" a", "\" a\""},
-                             {"a ", "\"a \""},
-                             {"a:b", "\"a:b\""},
-                             {"a\"b", "\"a^\"b\""},
-                             {"a*", "\"a*\""},
-                             {"a^b", "\"a^^b\""},
-                             {"it's", "\"it's\""},
-                             {"\xC3\xA9", "\"\xC3\xA9\""}};
+    Row const table[] = {{"", ""},
+                         {"a b", "a b"},
+                         {" a", "\" a\""},
+                         {"a ", "\"a \""},
+                         {"a:b", "\"a:b\""},
+                         {"a\"b", "\"a^\"b\""},
+                         {"a*", "\"a*\""},
+                         {"a^b", "\"a^^b\""},
+                         {"it's", "\"it's\""},
+                         {"\xC3\xA9", "\"\xC3\xA9\""}};
     for (auto const& [text, wanted] : table) {
         EXPECT_EQ(wanted, escaped(String(text)));
         EXPECT_EQ(wanted, zan::toAnsi(zan::wstr(escaped(zan::toWstring(zan::ansi(text))))));

@@ -87,9 +87,9 @@ TEST(BinaryInDamage, Texts) {
                        {"\1\t123456789", "invalid size 9"},
                        {"\1\x80z", "invalid size 4294967168"}};
     int v = 0;
-    for (auto const& [bytes, fault] : table)
-        EXPECT_EQ("BinaryDecodeException: " + std::string(fault),
-                  messageOf<BinaryDecodeException>([&] { BinaryInStream(bytes).read(v); }));
+    for (auto const& row : table)
+        EXPECT_EQ("BinaryDecodeException: " + std::string(row.fault),
+                  messageOf<BinaryDecodeException>([&] { BinaryInStream(row.bytes).read(v); }));
     Bytes b;
     EXPECT_EQ("BinaryDecodeException: invalid los 5",
               messageOf<BinaryDecodeException>([&] { BinaryInStream("\5\1").read(b); }));

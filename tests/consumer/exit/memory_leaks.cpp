@@ -87,15 +87,6 @@ int leaveNothing() {
         throw std::runtime_error("thrown");
     } catch (std::exception const&) {
     }
-    char* line = nullptr;
-    size_t size = 0;
-    std::FILE* const file = std::fopen("/proc/self/status", "r");
-    while (getline(&line, &size, file) > 0) {
-    }
-    std::free(line);
-    std::fclose(file);
-    char* const path = realpath("/proc/self/exe", nullptr);
-    std::free(path);
     zan::logger& log = zan::logger_factory::instance("leaves.nothing");
     log.open("leaves_nothing.log");
     log.start();
