@@ -50,25 +50,22 @@ class Printers(unittest.TestCase):
     def stopped(self):
         return ["set host-charset UTF-8", "break here", "run", "up"]
 
-    def test_each_type_shows_what_it_holds(self):
+    def test_each_type_shows_what_it_holds_and_damage_is_an_error_in_its_place_only(self):
         out = self.gdb(f"source {ROOT}/contrib/gdb/zan_printers.py", *self.stopped(),
-                       *(f"print {name}" for name in WANTED))
+                       *(f"print {name}" for name in WANTED),
+                       "set var *(void**)&bytes = 8", "print bytes", "set var *(void**)&unit = 8",
+                       "print unit", "print string")
         if "ptrace: Operation not permitted" in out or "Could not trace" in out:
             self.skipTest("gdb may not trace here")
+        self.assertNotIn("Traceback", out)
         shown = re.findall(r"^\$\d+ = (.*)$", out, re.MULTILINE)
-        self.assertEqual(len(WANTED), len(shown), out)
+        self.assertEqual(len(WANTED) + 3, len(shown), out)
+        self.assertEqual(WANTED["string"], shown[-1])
         for (name, wanted), got in zip(WANTED.items(), shown):
             if isinstance(wanted, re.Pattern):
                 self.assertRegex(got, wanted, name)
             else:
                 self.assertEqual(wanted, got, name)
-
-    def test_damage_is_an_error_in_its_place_only(self):
-        out = self.gdb(f"source {ROOT}/contrib/gdb/zan_printers.py", *self.stopped(),
-                       "set var *(void**)&bytes = 8", "print bytes", "set var *(void**)&unit = 8",
-                       "print unit", "print string")
-        self.assertRegex(out, r"\$3 = .caf")
-        self.assertNotIn("Traceback", out)
 
     def test_loads_by_itself_beside_the_library(self):
         library = Path(os.environ["ZAN_LIB"]) if "ZAN_LIB" in os.environ else BIN.parent / "lib/libzan.so"

@@ -189,14 +189,15 @@ TEST(PmlEscapes, AreThoseOfTheTable) {
 
 TEST(PmlEscapes, BringBackAnyTextWithoutANul) {
     auto random = zan_test::makeRandom();
-    std::wstring const likely = L"()^:*'\" \t\nax";
-    std::wstring const wide = likely + L"\x141\x180\x3000\x85\xA0";
+    std::string const likely = "()^:*'\" \t\nax";
+    std::wstring const wide =
+        std::wstring(likely.begin(), likely.end()) + L"\x141\x180\x3000\x85\xA0";
     for (int round = 0; round < 10000; ++round) {
         std::string text;
         std::wstring wideText;
         for (auto n = random() % 12; n != 0; --n) {
-            text += static_cast<char>(random() % 4 != 0 ? likely[random() % likely.size()]
-                                                        : random() % 255 + 1);
+            text += random() % 4 != 0 ? likely[random() % likely.size()]
+                                      : static_cast<char>(random() % 255 + 1);
             wideText += wide[random() % wide.size()];
         }
         Unit u;

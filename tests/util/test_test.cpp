@@ -128,7 +128,7 @@ TEST(MenuText, ToTheByte) {
     EXPECT_TRUE(log.has("not found for ==> late\n") && log.has("not found for ==> extra\n"));
     unit.run("all");
     EXPECT_EQ("extra a own late ", g_calls) << "no addons, no rows of the frame";
-    shared.del("extra");
+    shared.clear();
     EXPECT_EQ("{interactive_=true}", zan_test::dumped(Context::instance()));
 }
 
