@@ -111,11 +111,12 @@ TEST(NbrRoundTrip, AllTypesAtTheirBounds) {
             uint64 const u = (1ull << shift) + static_cast<uint64>(delta);
             auto const s = static_cast<__int64>(u);
             expectBack(u);
-            expectBack(s);
+            expectBack(Longlong(s));
+            expectBack(Bit(s < 0));
             expectBack(Ulonglong(0 - u));
             expectBack(Time::microSeconds(s));
             expectBack(static_cast<int>(u));
-            expectBack(static_cast<unsigned int>(u));
+            expectBack(Ulong(static_cast<unsigned int>(u)));
             expectBack(Short(static_cast<short>(u)));
             expectBack(static_cast<unsigned short>(u));
             expectBack(static_cast<long>(static_cast<int>(u)));
@@ -124,7 +125,7 @@ TEST(NbrRoundTrip, AllTypesAtTheirBounds) {
             expectBack(Wchar(static_cast<wchar_t>(u & 0xFFFF)));
         }
     for (double v : {0.0, -0.0, 1.5, DBL_MAX, DBL_MIN, -DBL_MAX, HUGE_VAL}) {
-        expectBack(v);
+        expectBack(Double(v));
         expectBack(static_cast<float>(v > FLT_MAX ? HUGE_VALF : v));
     }
     expectBack(std::wstring(L"\u00E9\U0001F600"));
@@ -184,11 +185,12 @@ TEST(NbrStreams, NullAndWrongKinds) {
     EXPECT_EQ(nullptr, simple.get());
     EXPECT_NE(nullptr, none.getSimpleValue());
     OutputStream a;
-    a << istr("abc");
+    a << "abc";
+    a << L"\u00E9";
     OutputStream b(a);
     a.reset();
     a.swap(b);
-    EXPECT_EQ(istr("\1\3abc"), a.str());
+    EXPECT_EQ(istr("\1\3abc\1\2\xC3\xA9"), a.str());
     EXPECT_EQ(istr(), b.str());
 }
 

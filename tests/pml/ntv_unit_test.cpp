@@ -264,6 +264,8 @@ TEST(NtvValues, HaveTheirTextAndTheirDump) {
 
 TEST(NtvValues, ThatAreDisplacedGo) {
     Unit u(IntegerValue::create(5));
+    StringValue* s = nullptr;
+    EXPECT_FALSE(u.getValue(s));
     u.setValue("stays");
     EXPECT_EQ("(5)", u.str());
     u.value(IntegerValue::create(6));

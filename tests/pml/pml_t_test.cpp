@@ -123,8 +123,8 @@ TEST(PmlOutputs, NameTheirModesAndPatterns) {
     for (int mode = 1; mode <= 5; ++mode) os << ShowMode(mode) << ' ';
     EXPECT_EQ("COMPACT SIMPLE MIXED FORMATTED <UnknownShowMode> ", os.str());
     os.str("");
-    os << ShowPattern(0) << ", " << ShowPattern() << ", " << ShowPattern(15);
-    EXPECT_EQ("NONE, NAME TYPE VALUE, PATH NAME TYPE VALUE", os.str());
+    os << ShowPattern(0) << ", " << ShowPattern() << ", " << ShowPattern(0).show_path(true);
+    EXPECT_EQ("NONE, NAME TYPE VALUE, PATH", os.str());
     Unit u;
     u << ShowMode(4);
     EXPECT_EQ("(FORMATTED)", u.str());

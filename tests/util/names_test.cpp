@@ -42,7 +42,8 @@ TEST(NamesFilename, PartsMakeTheWhole) {
     EXPECT_TRUE(Filename(L"d", L"f\\").full() == L"d\\f");
     EXPECT_TRUE(Filename(L"d", L"f/").full() == L"d\\f/");
     Filename name(L"logs/today.log");
-    EXPECT_TRUE(name.dir(L"").full() == L"today.log");
+    EXPECT_TRUE(name.file(L"yesterday.log").full() == L"logs\\yesterday.log");
+    EXPECT_TRUE(name.dir(L"").full() == L"yesterday.log");
     EXPECT_TRUE(name.full(L"x/y").dir() == L"x");
     // From a view of itself.
     EXPECT_TRUE(name.full(name.file()).full() == L"y");

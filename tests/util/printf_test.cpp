@@ -3,10 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
-
-#include "support/texts.h"
 
 namespace {
 
@@ -53,10 +52,15 @@ TEST(PrintfPlaceholders, AreFilledAnewAndInCopies) {
     // A value may be the result itself.
     copy.reset().replaceNext(copy.str());
     EXPECT_EQ("<<$}|$}>|$}>", copy.str());
+    std::ostringstream os;
+    Printf("a$}", '$', '{', '}', '\\').dump(os);
     EXPECT_EQ(
-        "{format_='a$}' tags_={[0]{begin_=0 end_=1} [1]{begin_=1 end_=3}} curr_=0 tempbuf_= "
-        "result_= flag_='$' left_='{' right_='}' escape_='\\'}",
-        zan_test::dumped(Printf("a$}", '$', '{', '}', '\\')));
+        "@zan::Printf{\n    format_ = 'a$}'\n    tags_ = @zan::vector{"
+        "\n        [0]@zan::Printf::Tag{\n            begin_ = 0\n            end_ = 1\n        }"
+        "\n        [1]@zan::Printf::Tag{\n            begin_ = 1\n            end_ = 3\n        }"
+        "\n    }\n    curr_ = 0\n    tempbuf_ = \n    result_ = "
+        "\n    flag_ = '$'\n    left_ = '{'\n    right_ = '}'\n    escape_ = '\\'\n}",
+        os.str());
 }
 
 }  // namespace

@@ -3,11 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <sstream>
 #include <stdexcept>
 
 #include "support/assertions.h"
 #include "support/log_capture.h"
-#include "support/texts.h"
 #include "zan/base/exception.h"
 #include "zan/mt/mutex.h"
 
@@ -129,10 +129,15 @@ TEST(MainUnit, WalksItsArguments) {
     EXPECT_EQ("", main.argNext());
     EXPECT_EQ(0u, main.argLeft());
     EXPECT_EQ("", main.argAt(2));
+    std::ostringstream os;
+    main.cmdline().dump(os);
     EXPECT_EQ(
-        "{argc_=3 argv={[0]\"/usr/bin/prog\" [1]\"a\xC3\xA4\" [2]\"b\"} cmd_=\"prog\" "
-        "args_={[0]'a\xC3\xA4' [1]'b'}}",
-        zan_test::dumped(main.cmdline()));
+        "@zan::CmdLine{\n    argc_ = 3\n"
+        "    argv = @zan::array{\n        [0]\"/usr/bin/prog\"\n        [1]\"a\xc3\xa4\"\n        "
+        "[2]\"b\"\n    }\n"
+        "    cmd_ = \"prog\"\n"
+        "    args_ = @zan::vector{\n        [0]'a\xc3\xa4'\n        [1]'b'\n    }\n}",
+        os.str());
     EXPECT_EQ("", UowMain(1, wide.argv()).argCurrent());
     CmdLine const none(0, nullptr);
     EXPECT_TRUE(none.cmd().empty() && none.args().empty());
