@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "support/log_capture.h"
+#include "support/text.h"
 #include "zan/base/exception.h"
 #include "zan/string/string_charray.h"
 #include "zan/string/string_slice.h"
@@ -13,12 +14,7 @@ using namespace zan;
 using zan_test::LogCapture;
 
 std::string hex(istr const& bytes) {
-    std::string text;
-    for (char const c : bytes) {
-        text += HexToChar(static_cast<unsigned char>(static_cast<unsigned char>(c) >> 4));
-        text += HexToChar(static_cast<unsigned char>(c));
-    }
-    return text;
+    return zan_test::dumped(hexdata(bytes), true);
 }
 
 TEST(BytesGrowth, DoublesAndKeepsTheZeroBehindTheCapacity) {
@@ -36,7 +32,6 @@ TEST(BytesGrowth, DoublesAndKeepsTheZeroBehindTheCapacity) {
     EXPECT_EQ(115u, b.max_size()) << "never shrinks";
     b.clear();
     EXPECT_EQ(nullptr, b.data());
-    EXPECT_EQ(0u, b.max_size());
 }
 
 TEST(BytesContent, AssignPadAndCompare) {
@@ -94,23 +89,19 @@ TEST(FixedArrays, TooMuchDataIsReportedAndCut) {
 }
 
 TEST(ByteOrder, MostSignificantFirst) {
-    EXPECT_EQ("1234", hex(hton(static_cast<unsigned short>(0x1234))));
-    EXPECT_EQ("12345678", hex(hton(0x12345678u)));
-    EXPECT_EQ("12345678", hex(hton(0x12345678ul)));
-    EXPECT_EQ("FFFFFFFE", hex(hton(-2)));
-    EXPECT_EQ("FFFFFFFE", hex(hton(-2L)));
-    EXPECT_EQ("0102030405060708", hex(hton(0x0102030405060708ull)));
+    EXPECT_EQ("12 34", hex(hton(static_cast<unsigned short>(0x1234))));
+    EXPECT_EQ("12 34 56 78", hex(hton(0x12345678u)));
+    EXPECT_EQ("12 34 56 78", hex(hton(0x12345678ul)));
+    EXPECT_EQ("FF FF FF FE", hex(hton(-2)));
+    EXPECT_EQ("FF FF FF FE", hex(hton(-2L)));
+    EXPECT_EQ("01 02 03 04 05 06 07 08", hex(hton(0x0102030405060708ull)));
     EXPECT_EQ(0x1234u, ntoh(octets<2>(istr("\x12\x34"))));
     EXPECT_EQ(0xFFFFFFFEul, ntoh(octets<4>(istr("\xff\xff\xff\xfe"))));
     EXPECT_EQ(0x80ull << 56, ntoh(octets<8>(istr("\x80\0\0\0\0\0\0\0", 8))));
     LogCapture const log;
     EXPECT_THROW(hton(0x100000000ul), OutOfRangeException) << "data has 32 bits";
     EXPECT_THROW(hton(-0x80000001l), OutOfRangeException);
-}
-
-TEST(IpAddresses, BetweenTextAndNetworkForm) {
-    unsigned long const address = ip_aton("127.0.0.1");
-    EXPECT_EQ("127.0.0.1", ip_ntoa(address));
+    EXPECT_EQ("127.0.0.1", ip_ntoa(ip_aton("127.0.0.1")));
     EXPECT_EQ(0xFFFFFFFFul, ip_aton("no address"));
 }
 

@@ -16,69 +16,59 @@ String const UTF8_TEXT("\xe4\xb8\xad\xe6\x96\x87 \xf0\x9f\x98\x80 abc");  // CJK
 std::wstring const WIDE_TEXT(L"\u4e2d\u6587 \U0001F600 abc");
 
 TEST(StringForms, NullCountsAsEmptyEverywhere) {
-    String s(static_cast<char const*>(nullptr));
-    EXPECT_TRUE(!s);
+    char const* const none = nullptr;
+    wchar_t const* const wideNone = nullptr;
+    String s(none);
+    EXPECT_TRUE(!s && s == none);
     EXPECT_EQ(nullptr, static_cast<void*>(s));
-    s = "abc";
-    s = static_cast<char const*>(nullptr);
-    EXPECT_EQ("", s);
-    s = "abc";
-    s = static_cast<wchar_t const*>(nullptr);
-    EXPECT_EQ("", s);
-    s = "abc";
-    s = istr();
-    EXPECT_EQ("", s);
-    s += static_cast<char const*>(nullptr);
-    s += static_cast<wchar_t const*>(nullptr);
+    EXPECT_EQ("", s = String("abc") = none);
+    EXPECT_EQ("", s = String("abc") = wideNone);
+    EXPECT_EQ("", s = String("abc") = istr());
+    s += none;
+    s += wideNone;
     s += istr();
     EXPECT_EQ("", s);
-    EXPECT_TRUE(s == static_cast<char const*>(nullptr));
-    EXPECT_STREQ("", to_str(static_cast<char const*>(nullptr)).get());
-    EXPECT_STREQ(L"", to_wstr(static_cast<char const*>(nullptr)).get());
+    EXPECT_STREQ("", to_str(none).get());
+    EXPECT_STREQ(L"", to_wstr(none).get());
     EXPECT_STREQ("", to_utf8str(nullptr).get());
 }
 
 TEST(StringForms, KeepsZeroBytesWhereTheLengthIsGiven) {
-    EXPECT_EQ(3u, String(istr("a\0b", 3)).size());
-    EXPECT_EQ(3u, String("a\0b", 3).size());
-    char const text[] = "abc";
-    EXPECT_EQ("bc", String(text + 1, text + 3));
+    istr const bytes("a\0b", 3);
+    EXPECT_EQ(bytes, String(bytes));
+    EXPECT_EQ(bytes, String("a\0b", 3));
+    EXPECT_EQ(bytes, String(bytes.data(), bytes.data() + 3));
     String s("a");
     s += '\0';
     s += static_cast<unsigned char>('b');
-    EXPECT_EQ(istr("a\0b", 3), s);
-    s = istr("x\0y", 3);
-    EXPECT_EQ(3u, s.size());
+    EXPECT_EQ(bytes, s);
+    EXPECT_EQ(bytes, s = bytes);
 }
 
 TEST(StringForms, ComposesTextAndNumbers) {
     String s;
     s << "n=" << 7 << ", " << -1L << ", " << 2.5 << ", " << std::string("x") << String("y")
       << istr("zz", 1) << L"\u00e4" << 'c' << true;
-    EXPECT_EQ(
-        "n=7, -1, 2.5, xyz\xc3\xa4"
-        "c1",
-        s);
+    EXPECT_EQ(String("n=7, -1, 2.5, xyz") + "\xc3\xa4" + "c1", s);
 }
 
 TEST(StringForms, ComparesWithEverythingTextual) {
     String const a("ab");
     EXPECT_TRUE(a == "ab" && "ab" == a && a == std::string("ab") && std::string("ab") == a);
     EXPECT_TRUE(a == istr("ab") && istr("ab") == a && a != String("ac") && a < "b" && "a" < a);
-    EXPECT_TRUE(String("\x80") > "\x7f");
-    EXPECT_TRUE(a <= a && a >= a && !(a < a));
+    EXPECT_TRUE(String("\x80") > "\x7f" && a <= a && a >= a && !(a < a));
 }
 
 TEST(StringEdits, PairsAndReplacements) {
-    EXPECT_EQ("x", String("'x'").trimLeftRight('\''));
-    EXPECT_EQ("'", String("'").trimLeftRight('\''));
-    EXPECT_EQ("'x'", String("''x''").trimLeftRight('\''));
-    EXPECT_EQ("", String("''").trimLeftRight('\''));
-    EXPECT_EQ("aaaaaa", String("aaa").replace("a", "aa"));
-    EXPECT_EQ("ba", String("aaa").replace("aa", "b"));
-    EXPECT_EQ("abc", String("abc").replace("", "x"));
-    EXPECT_EQ("-", String("").replace("x", "y") + "-");
-    EXPECT_EQ("", String::null());
+    std::pair<char const*, char const*> const trimmed[] = {
+        {"'x'", "x"}, {"'", "'"}, {"''x''", "'x'"}, {"''", ""}};
+    for (auto const& [text, want] : trimmed) EXPECT_EQ(want, String(text).trimLeftRight('\''));
+    char const* const replaced[][4] = {{"aaa", "a", "aa", "aaaaaa"},
+                                       {"aaa", "aa", "b", "ba"},
+                                       {"abc", "", "x", "abc"},
+                                       {"", "x", "y", ""}};
+    for (auto const& [text, from, to, want] : replaced)
+        EXPECT_EQ(want, String(text).replace(from, to));
 }
 
 TEST(Conversion, Utf8IsTheDefaultAndPassesUnchecked) {
@@ -106,12 +96,7 @@ TEST(Conversion, GoesThroughWideTextForOtherPages) {
     EXPECT_STREQ("\xd6\xd0", to_str(L"\u4e2d", 936).get());
     EXPECT_EQ("\xe4", String::fromWstring(L"\u00e4", 1252));
     EXPECT_EQ("?", String::fromWstring(L"\u4e2d", 1252)) << "the target cannot hold it";
-    EXPECT_EQ(
-        L"\ufffd"
-        L"A",
-        toWstring(utf8("\xff"
-                       "A")))
-        << "damage never stops a conversion";
+    EXPECT_EQ(L"\ufffdZ", toWstring(utf8("\xffZ"))) << "damage never stops a conversion";
 }
 
 TEST(Conversion, ANulEndsTextOnTheWideRouteOnly) {
@@ -153,7 +138,6 @@ TEST(Conversion, RandomTextComesBack) {
 TEST(ScratchBuffers, OwnOneCharacterMoreAndHandOver) {
     CharBuffer five(5);
     EXPECT_EQ(6u, five.max_size());
-    EXPECT_EQ(0u, five.size());
     CharBuffer text{istr("abc")};
     CharBuffer copy(text);
     five = copy;
@@ -165,10 +149,7 @@ TEST(ScratchBuffers, OwnOneCharacterMoreAndHandOver) {
     delete[] raw;
     five = CharBuffer(five);
     EXPECT_EQ(0u, five.max_size());
-    WcharBuffer wide{iwstr(L"ab")};
-    EXPECT_EQ(3u, wide.max_size());
-    EXPECT_EQ(L"ab", iwstr(wide));
-
+    EXPECT_EQ(L"ab", iwstr(WcharBuffer{iwstr(L"ab")}));
     AutoPtr<char> first = to_str("abc");
     AutoPtr<char> second(first);
     EXPECT_EQ(nullptr, first.get());

@@ -4,12 +4,11 @@
 #include <sys/time.h>
 
 #include <cstdlib>
-#include <ctime>
 #include <limits>
-#include <sstream>
 
 #include "support/log_capture.h"
 #include "support/seed.h"
+#include "support/text.h"
 #include "zan/base/exception.h"
 
 namespace {
@@ -19,35 +18,29 @@ using namespace zan;
 // Runs the process in another time zone for one test.
 class Zone {
 public:
-    explicit Zone(char const* name) {
-        if (char const* const old = std::getenv("TZ")) old_ = old, had_ = true;
-        setenv("TZ", name, 1);
-        tzset();
+    explicit Zone(char const* name) : old_(std::getenv("TZ") ? std::getenv("TZ") : "") {
+        set(name);
     }
-    ~Zone() {
-        if (had_)
-            setenv("TZ", old_.c_str(), 1);
-        else
-            unsetenv("TZ");
-        tzset();
-    }
+    ~Zone() { set(old_); }
 
 private:
+    // An empty one counts as none.
+    static void set(std::string const& name) {
+        if (name.empty())
+            unsetenv("TZ");
+        else
+            setenv("TZ", name.c_str(), 1);
+        tzset();
+    }
     std::string old_;
-    bool had_ = false;
 };
 
-TEST(TimeText, ZeroIsNoTimeAtAll) {
+TEST(TimeText, FromNoTimeAtAllToTheEndOfTheRange) {
     Zone const utc("UTC");
     EXPECT_EQ("<null>", Time().toDateTime());
     EXPECT_EQ("1970-01-01 00:00:00.000", Time().toFullDateTime());
     EXPECT_EQ("0.000000", Time().toString());
-    EXPECT_EQ("00:00:00", Time().toDuration());
-}
-
-TEST(TimeText, TheWholeRangeHasAText) {
     // The calendar of this platform holds every value, so none is refused.
-    Zone const utc("UTC");
     EXPECT_EQ("294247-01-10 04:00:54.775", Time::forever().toDateTime());
     char small[8];
     Time::forever().toDateTime(ostr(small, sizeof(small)));
@@ -60,9 +53,6 @@ TEST(TimeText, FormatsInTheLocalZone) {
     EXPECT_EQ("2014-06-16 08:07:13.125", t.toDateTime());
     EXPECT_EQ("2014/6/16 8 7 13 125 678", t.format("%d/%d/%d %d %d %d %d %d"));
     EXPECT_EQ(64u, t.format("%060d%060d").size()) << "the String forms hold 64 bytes";
-    char small[5];
-    t.toDateTime(ostr(small, sizeof(small)));
-    EXPECT_STREQ("2014", small);
     // Across the change of the clocks, within one second of each other.
     EXPECT_EQ("2024-03-31 01:59:59.000", Time::seconds(1711846799).toDateTime());
     EXPECT_EQ("2024-03-31 03:00:00.000", Time::seconds(1711846800).toDateTime());
@@ -92,17 +82,17 @@ TEST(TimeText, ParsingIsTheInverseAndNeverFails) {
 }
 
 TEST(TimeText, Durations) {
-    auto const text = [](__int64 us) { return Time::microSeconds(us).toDuration(); };
-    EXPECT_EQ("01:30:00", text(5400000000));
-    EXPECT_EQ("1d 01:01:01.500", text(90061500000));
-    EXPECT_EQ("-00:00:00.000001", text(-1));
-    EXPECT_EQ("00:00:00.001002", text(1002));
-    EXPECT_EQ("-106751991d 04:00:54.775808", text(std::numeric_limits<__int64>::min()));
+    std::pair<__int64, char const*> const cases[] = {
+        {0, "00:00:00"},
+        {5400000000, "01:30:00"},
+        {90061500000, "1d 01:01:01.500"},
+        {-1, "-00:00:00.000001"},
+        {1002, "00:00:00.001002"},
+        {1500000, "00:00:01.500"},
+        {std::numeric_limits<__int64>::min(), "-106751991d 04:00:54.775808"}};
+    for (auto const& [us, text] : cases) EXPECT_EQ(text, zan_test::printed(Time::microSeconds(us)));
     EXPECT_EQ("-1.500000", Time::microSeconds(-1500000).toString());
     EXPECT_EQ("0.500000", Time::microSeconds(-500000).toString()) << "no sign without seconds";
-    std::ostringstream os;
-    os << Time::milliSeconds(1500);
-    EXPECT_EQ("00:00:01.500", os.str());
 }
 
 TEST(TimeArithmetic, TruncatesTowardsZeroAndNeverTraps) {

@@ -3,31 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <climits>
-#include <sstream>
 #include <string>
-#include <type_traits>
 
 #include "support/log_capture.h"
 #include "zan/base/exception.h"
-#include "zan/log/log_dumper.h"
 
 namespace {
 
 using namespace zan;
-
-template <class T>
-std::string dumped(T const& v) {
-    dumper d;
-    d << v;
-    return d.str();
-}
-
-template <class T>
-std::string streamed(T const& v) {
-    std::ostringstream os;
-    v.dump(os);
-    return os.str();
-}
 
 // --- From text
 
@@ -61,7 +44,6 @@ TEST(ValueText, ThereAndBack) {
     EXPECT_EQ("97", Byte('a').toString());
     EXPECT_EQ("97", Wchar(L'a').toString());
     EXPECT_EQ("-2147483648", Long(Long::MIN_VAL).toString());
-    EXPECT_EQ("4294967295", Ulong(Ulong::MAX_VAL).toString());
     EXPECT_EQ("-9223372036854775808", Longlong(Longlong::MIN_VAL).toString());
     EXPECT_EQ(Ulonglong::MAX_VAL, Ulonglong(Ulonglong(Ulonglong::MAX_VAL).toString()).value());
     EXPECT_EQ("1.23457", Double(1.23456789).toString());

@@ -20,14 +20,10 @@ std::string dumped(T const& value) {
 }
 
 TEST(ViewNullAndEmpty, BothCountAsEmptyAndCompareEqual) {
-    EXPECT_TRUE(istr(0).is_null());
-    EXPECT_TRUE(istr(0).empty());
-    EXPECT_EQ(0u, istr(0).size());
-    EXPECT_TRUE(iwstr(0).is_null());
+    EXPECT_TRUE(istr(0).is_null() && iwstr(0).is_null()) << "a literal zero is no length";
     EXPECT_FALSE(istr("", 0).is_null());
-    EXPECT_TRUE(istr("", 0).empty());
-    EXPECT_TRUE(istr() == istr(""));
-    EXPECT_TRUE(iwstr() == iwstr(L""));
+    EXPECT_TRUE(istr().empty() && istr("", 0).empty());
+    EXPECT_TRUE(istr() == istr("") && iwstr() == iwstr(L""));
     EXPECT_EQ(std::string(), static_cast<std::string>(istr()));
     EXPECT_EQ("0, <null>", dumped(istr()));
     EXPECT_EQ("2, ab", dumped(istr("ab")));
@@ -35,13 +31,13 @@ TEST(ViewNullAndEmpty, BothCountAsEmptyAndCompareEqual) {
 }
 
 TEST(ViewOrder, BytesAreUnsignedAndPrefixesSortFirst) {
-    EXPECT_LT(istr("abc").compare(istr("abd")), 0);
-    EXPECT_LT(istr("ab"), istr("abc"));
-    EXPECT_GT(istr("\x80"), istr("\x7f"));
-    EXPECT_GT(istr("a\0b", 3), istr("a"));
-    EXPECT_NE(istr("a\0b", 3), istr("a\0c", 3));
-    char const* const same = "abc";
-    EXPECT_EQ(1, istr(same, 3).compare(istr(same, 2)));
+    istr const ordered[] = {"", "\1", "a", istr("a\0b", 3), istr("a\0c", 3), "ab", "abc", "\x80"};
+    for (istr const& a : ordered)
+        for (istr const& b : ordered) {
+            EXPECT_EQ(&a < &b, a < b) << a << ' ' << b;
+            EXPECT_EQ(&a == &b, a == b) << a << ' ' << b;
+            EXPECT_EQ(&a > &b, a.compare(b) > 0) << a << ' ' << b;
+        }
 }
 
 TEST(ViewCutting, NeverReachesOutside) {
@@ -50,14 +46,12 @@ TEST(ViewCutting, NeverReachesOutside) {
     EXPECT_EQ("bc", abc.substr(1, 100));
     EXPECT_EQ("bc", abc.substr(1));
     EXPECT_EQ("bc", abc.rightstr(2));
-    EXPECT_EQ("abc", abc.rightstr(5));
     EXPECT_EQ("abc", abc.rightstr(~0UL));
     EXPECT_EQ("ab", istr(abc, 2));
     EXPECT_EQ("abc", istr(abc, ~0UL));
     EXPECT_EQ("c", abc.removeLeft(istr("xy")));
     EXPECT_EQ("a", abc.removeRight(2));
-    EXPECT_TRUE(abc.beginWith(istr()) && abc.endWith(""));
-    EXPECT_TRUE(abc.beginWith("ab") && abc.endWith("bc") && !abc.beginWith("abcd"));
+    EXPECT_TRUE(abc.beginWith(istr()) && abc.endWith("bc") && !abc.beginWith("abcd"));
     EXPECT_EQ(L"bc", std::wstring(iwstr(L"abc").rightstr(2)));
 }
 
@@ -75,12 +69,8 @@ TEST(ViewTrim, StopsAtBothEnds) {
 TEST(ViewStream, WritesRawBytesWhateverTheWidth) {
     std::ostringstream os;
     os.width(10);
-    os << istr("a\0b", 3);
-    EXPECT_EQ(std::string("a\0b", 3), os.str());
-    os.str("");
-    os.width(0);
-    os << iwstr(L"\u00e4") << istr() << iwstr();
-    EXPECT_EQ("\xc3\xa4", os.str());
+    os << istr("a\0b", 3) << iwstr(L"\u00e4") << istr() << iwstr();
+    EXPECT_EQ(std::string("a\0b\xc3\xa4", 5), os.str());
 }
 
 TEST(WritableBuffer, CutsAndStaysTerminated) {
@@ -88,10 +78,8 @@ TEST(WritableBuffer, CutsAndStaysTerminated) {
     ostr out(memory, 4);
     out = "abcdef";
     EXPECT_STREQ("abc", memory);
-    EXPECT_EQ(3u, out.size());
-    EXPECT_EQ(4u, out.max_size());
-    EXPECT_EQ('!', memory[4]);
     EXPECT_EQ("3/4, abc", dumped(out));
+    EXPECT_EQ('!', memory[4]);
     out.assign("a\0b", 3);
     EXPECT_STREQ("a", memory);
     EXPECT_EQ(4u, istr(out).size());
@@ -108,9 +96,8 @@ TEST(WritableBuffer, AssignFromAnotherRebindsInsteadOfCopying) {
     char b[4] = "bbb";
     ostr out(a, sizeof(a));
     out = ostr(b, sizeof(b));
-    EXPECT_EQ(b, out.buffer());
-    EXPECT_STREQ("aaa", a);
     out.substr(1, 2).assign("x");
+    EXPECT_STREQ("aaa", a);
     EXPECT_STREQ("bx", b);
     out.reset();
     EXPECT_STREQ("", b);

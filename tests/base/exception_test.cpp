@@ -1,10 +1,12 @@
 #include "zan/base/exception.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <sstream>
+#include <regex>
 
 #include "support/log_capture.h"
+#include "support/text.h"
 #include "zan/log/log_tracer.h"
 #include "zan/mt/handle.h"
 #include "zan/mt/threadexception.h"
@@ -15,15 +17,11 @@ using namespace zan;
 using zan_test::LogCapture;
 using zan_test::normalized;
 
-logger& libraryLog() {
-    return logger_factory::instance(LOGGER_ID);
-}
-
 struct Outer {
     static void throwIt() {
-        TraceEntry const outer(libraryLog(), "src/outer.cpp", 12, "app::Outer::throwIt");
-        TraceEntry const inner(libraryLog(), "src/inner.cpp", 34, "app::inner");
-        ZAN_USER_THROW_MSG(libraryLog(), zan::InvalidDataException, "bad value " << 7);
+        TraceEntry const outer(detail::zanLogger(), "src/outer.cpp", 12, "app::Outer::throwIt");
+        TraceEntry const inner(detail::zanLogger(), "src/inner.cpp", 34, "app::inner");
+        ZAN_USER_THROW_MSG(detail::zanLogger(), zan::InvalidDataException, "bad value " << 7);
     }
 };
 
@@ -37,44 +35,37 @@ TEST(ExceptionFacts, CarryCausePlaceAndStackFarFromTheThrow) {
         EXPECT_STREQ("zan::InvalidDataException", e.name());
         EXPECT_EQ(2u, e.stack().container().size());
         std::string const what = e.what();
+        // How a compiler writes the anonymous namespace is its own affair.
         EXPECT_EQ(
             "{\n"
             " EXCEPTION: zan::InvalidDataException zan::InvalidDataException: bad value 7\n"
-            "        AT: {anonymous}::Outer::throwIt(exception_test.cpp:N)\n"
+            "        AT: ::Outer::throwIt(exception_test.cpp:N)\n"
             "CALL STACK: app::inner(inner.cpp:N)\n"
             "            app::Outer::throwIt(outer.cpp:N)\n"
             "}",
-            std::string(normalized(what))
-                .replace(
-                    normalized(what).find("AT: ") + 4,
-                    normalized(what).find("::Outer::throwIt") - normalized(what).find("AT: ") - 4,
-                    "{anonymous}"));
+            std::regex_replace(normalized(what), std::regex("AT: .*::Outer"), "AT: ::Outer"));
         tracer::instance()->push("x", 1, "y");
         EXPECT_EQ(what, e.what()) << "taken once";
         tracer::instance()->pop();
-        std::ostringstream os;
-        std::operator<<(os, static_cast<std::exception const&>(e));
-        EXPECT_EQ(what, os.str());
+        EXPECT_EQ(what, zan_test::printed(static_cast<std::exception const&>(e)));
     }
     EXPECT_EQ(1u, log.count(" THROWING\n"));
 }
 
 TEST(ExceptionFacts, TheThrowingRecordIsFramed) {
     LogCapture const log;
-    exceptionThrown(libraryLog(), "a/b/place.cpp", 5, "app::f", "the cause");
-    std::string const text = log.text();
+    exceptionThrown(detail::zanLogger(), "a/b/place.cpp", 5, "app::f", "the cause");
     std::string const blanks(110, ' ');
-    std::string first = text.substr(0, text.find('\n', 1) + 1);
-    EXPECT_EQ(1u + 118u + 1u, first.size());
-    EXPECT_EQ("\nDATE<T>[ZAN][THROWING] ---", normalized(first).substr(0, 27));
-    EXPECT_EQ("---\n", first.substr(first.size() - 4));
-    EXPECT_EQ(std::string(110, ' ') + "THROWING\n" + std::string(110, ' ') +
+    EXPECT_EQ("\nDATE<T>[ZAN][THROWING] " + std::string(76, '-') + "\n" +  //
+                  blanks + "THROWING\n" + blanks +
                   "========\n"
                   "     CAUSE: the cause\n"
-                  "        AT: app::f(place.cpp:5)\n"
+                  "        AT: app::f(place.cpp:N)\n"
                   "CALL STACK: \n" +
                   std::string(118, '-') + "\n\n",
-              text.substr(first.size()));
+              std::regex_replace(normalized(log.text()), std::regex("\\] -+\n"),
+                                 "] " + std::string(76, '-') + "\n"));
+    EXPECT_EQ(119u, log.text().find('\n', 1)) << "the first line has the width of the others";
 }
 
 int ensured(bool good) {
@@ -91,14 +82,14 @@ TEST(Conditions, AnEnsureReportsAndGoesOn) {
     EXPECT_TRUE(log.has(" CONDITION: good\n        AT: "));
     EXPECT_TRUE(log.has("\nCALL STACK: \n   WILL DO: return -1\n"));
     log.clear();
-    ensureFailure(libraryLog(), "c", "f", 1, "g", nullptr);
-    ensureFailure(libraryLog(), "c", "f", 1, "g", "");
+    ensureFailure(detail::zanLogger(), "c", "f", 1, "g", nullptr);
+    ensureFailure(detail::zanLogger(), "c", "f", 1, "g", "");
     EXPECT_FALSE(log.has("WILL DO"));
 }
 
 TEST(Conditions, CatchSitesReportWhatTheyCaught) {
     LogCapture const log;
-    writeExcptLog(libraryLog(), "f.cpp", 1, "app::g", "what it printed");
+    writeExcptLog(detail::zanLogger(), "f.cpp", 1, "app::g", "what it printed");
     EXPECT_TRUE(log.has(std::string(109, ' ') + "EXCEPTION\n"));
     EXPECT_TRUE(
         log.has("     CAUSE: catch a exception.\n        AT: app::g(f.cpp:1)\nCALL STACK: \n"
@@ -116,9 +107,8 @@ TEST(NullHandle, ThrowsOrEndsTheProcess) {
         none->__GetRef();
         ADD_FAILURE();
     } catch (NullHandleException const& e) {
-        std::string const func = e.func();
-        EXPECT_EQ(0u, func.find("zan::SmartPtrBase<class ")) << func;
-        EXPECT_NE(std::string::npos, func.find("Counted>::operator ->")) << func;
+        EXPECT_THAT(e.func(), AllOf(testing::StartsWith("zan::SmartPtrBase<class "),
+                                    testing::HasSubstr("Counted>::operator ->")));
         EXPECT_STREQ("", e.msg());
     }
     nullHandleAbort = true;

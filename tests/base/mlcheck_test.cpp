@@ -1,18 +1,18 @@
 #include "zan/base/mlcheck.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
-#include <random>
 #include <sstream>
-#include <thread>
 #include <unordered_set>
-#include <vector>
 
 #include "support/log_capture.h"
 #include "support/seed.h"
+#include "support/text.h"
+#include "support/threads.h"
 #include "zan/log/console.h"
 #include "zan/log/log_dumper.h"
 #include "zan/log/log_factory.h"
@@ -44,20 +44,34 @@ private:
     std::streambuf* before_;
 };
 
-// A logger with the category on or off for the length of a test.
-class Category {
-public:
-    explicit Category(bool on) { zan::detail::zanLogger().setAppLog("MLC", on); }
-    ~Category() {
+// A book of its own for each test, with the category on, and the log and the console collected.
+class LeakTest : public testing::Test {
+protected:
+    LeakTest() { category(true); }
+    ~LeakTest() override {
         MemLeakChecker::destroy();
-        zan::detail::zanLogger().setAppLog("MLC", false);
+        category(false);
     }
-    Category(Category const&) = delete;
-    Category& operator=(Category const&) = delete;
+    static void category(bool on) { zan::detail::zanLogger().setAppLog("MLC", on); }
+
+    zan_test::LogCapture const log_;
+    Screen screen_;
 };
+
+using LeakReport = LeakTest;
+using LeakBook = LeakTest;
+using LeakRaces = LeakTest;
 
 MemLeakChecker& book() {
     return *MemLeakChecker::instance();
+}
+
+// Enters an object as if the file had made it.
+void push(void* p, char const* file, int line) {
+    book().push(p, file, line, "f");
+}
+bool pop(void* p) {
+    return book().pop(p, "b.cpp", 2, "g");
 }
 
 std::string report() {
@@ -74,17 +88,15 @@ std::string placed(std::string const& file, int line, std::string const& indent)
 
 std::string const CLEAN = "@zan::MemLeakChecker{\n\tCongratulations! No memory leaked.\n}";
 
-TEST(LeakReport, FoldsPlacesAndOrdersThemByCount) {
-    Category const on(true);
-    zan_test::LogCapture const log;
+TEST_F(LeakReport, FoldsPlacesAndOrdersThemByCount) {
     char objects[5];
     {
         MemLeakChecker::Helper const checked;
         EXPECT_EQ(CLEAN, report());
-        for (int i = 0; i < 3; ++i) book().push(&objects[i], "a.cpp", 1, "f");
-        book().push(&objects[3], "c.cpp", 9, "f");
-        book().push(&objects[3], "b.cpp", 9, "f");  // replaces the place
-        EXPECT_TRUE(book().pop(&objects[4], "", 0, "") == false);
+        for (int i = 0; i < 3; ++i) push(&objects[i], "a.cpp", 1);
+        push(&objects[3], "c.cpp", 9);
+        push(&objects[3], "b.cpp", 9);  // replaces the place
+        EXPECT_FALSE(pop(&objects[4]));
         std::string const in(8, ' ');
         std::string const want =
             "@zan::MemLeakChecker{\n    sorted = @zan::multimap{\n" + in +
@@ -93,49 +105,44 @@ TEST(LeakReport, FoldsPlacesAndOrdersThemByCount) {
             placed("b.cpp", 9, in) + " : 1\n    }\n}";
         EXPECT_EQ(want, report());
     }
-    EXPECT_TRUE(log.has("stop() @zan::MemLeakChecker{\n    sorted = ")) << log.text();
+    EXPECT_TRUE(log_.has("stop() @zan::MemLeakChecker{\n    sorted = ")) << log_.text();
     EXPECT_FALSE(MemLeakChecker::running());
     EXPECT_EQ(CLEAN, report()) << "the next book is an empty one";
 }
 
-TEST(LeakBook, StoppedTakesNothingAndAcceptsEverything) {
-    Category const off(false);
-    Screen screen;
+TEST_F(LeakBook, StoppedTakesNothingAndAcceptsEverything) {
+    category(false);
     int x = 0;
     MemLeakChecker::Helper const unchecked;
     EXPECT_FALSE(MemLeakChecker::running());
-    book().push(&x, "a.cpp", 1, "f");
+    push(&x, "a.cpp", 1);
     EXPECT_EQ(CLEAN, report());
-    EXPECT_TRUE(book().pop(&x, "a.cpp", 1, "f"));
-    EXPECT_FALSE(book().pop(nullptr, "a.cpp", 1, "f"));
-    EXPECT_EQ("", screen.text());
+    EXPECT_TRUE(pop(&x));
+    EXPECT_FALSE(pop(nullptr));
+    EXPECT_EQ("", screen_.text());
 }
 
-TEST(LeakBook, SaysWhatItDoesNotKnowAndShowsEachStepOnDemand) {
-    Category const on(true);
-    zan_test::LogCapture const log;
-    Screen screen;
+TEST_F(LeakBook, SaysWhatItDoesNotKnowAndShowsEachStepOnDemand) {
     MemLeakChecker::Helper const checked;
     int x = 0;
-    std::ostringstream p;
-    p << &x;
-    book().push(&x, "src/a.cpp", 1, "f");
-    EXPECT_TRUE(book().pop(&x, "b.cpp", 2, "g"));
-    EXPECT_FALSE(book().pop(nullptr, "b.cpp", 2, "g"));
-    EXPECT_EQ("", screen.text());
-    EXPECT_FALSE(book().pop(&x, "b.cpp", 2, "g"));
-    std::string want = "[NOTICE] not found pointer g(b.cpp:2)\n";
-    EXPECT_EQ(want, screen.text());
+    std::string const p = zan_test::printed(&x);
+    push(&x, "src/a.cpp", 1);
+    EXPECT_TRUE(pop(&x));
+    EXPECT_FALSE(pop(nullptr));
+    EXPECT_EQ("", screen_.text());
+    EXPECT_FALSE(pop(&x));
+    std::string const unknown = "[NOTICE] not found pointer g(b.cpp:2)\n";
+    EXPECT_EQ(unknown, screen_.text());
     {
         MemLeakChecker::DumpEntry const shown;
-        book().push(&x, "src/a.cpp", 1, "f");
-        book().pop(&x, "b.cpp", 2, "g");
-        book().pop(&x, "b.cpp", 3, "g");
+        push(&x, "src/a.cpp", 1);
+        pop(&x);
+        pop(&x);
     }
-    book().push(&x, "src/a.cpp", 1, "f");
-    want += "+++ " + p.str() + " f(a.cpp:1)\n--- " + p.str() + " f(a.cpp:1) (g(b.cpp:2))\n--- " +
-            p.str() + " (g(b.cpp:3))\n[NOTICE] not found pointer g(b.cpp:3)\n";
-    EXPECT_EQ(want, screen.text());
+    push(&x, "src/a.cpp", 1);
+    EXPECT_EQ(unknown + "+++ " + p + " f(a.cpp:1)\n--- " + p + " f(a.cpp:1) (g(b.cpp:2))\n--- " +
+                  p + " (g(b.cpp:2))\n" + unknown,
+              screen_.text());
 }
 
 struct Left {
@@ -150,114 +157,89 @@ struct Unbuilt {
     Unbuilt() { throw 1; }
 };
 
-TEST(LeakBook, KnowsAnObjectByAnyOfItsBases) {
-    Category const on(true);
-    zan_test::LogCapture const log;
-    Screen screen;
+TEST_F(LeakBook, KnowsAnObjectByAnyOfItsBases) {
     MemLeakChecker::Helper const checked;
     Left* const left = ZAN_NEW(Both);
     ZAN_DELETE(left);
     { zan::Handle<Right> const right(ZAN_NEW(Both)); }
     { zan::Handle<Right> const right(new (__FILE__, __LINE__, "f") Both); }  // not entered
     EXPECT_EQ("[NOTICE] not found pointer zan::Shared::__SubRef(shared.cpp:",
-              screen.text().substr(0, 60));
+              screen_.text().substr(0, 60));
     EXPECT_ANY_THROW(ZAN_NEW(Unbuilt));
     auto* const array = ZAN_NEW(std::string[3]);
     ZAN_DELETE_ARRAY(array);
     int* const none = nullptr;
     ZAN_DELETE(none);
     EXPECT_EQ(CLEAN, report());
-    EXPECT_EQ(1u, zan_test::occurrences(screen.text(), "\n"));
+    EXPECT_EQ(1u, zan_test::occurrences(screen_.text(), "\n"));
 }
 
 // Against a set, with pointers that share shards and places.
-TEST(LeakBook, HoldsWhatAModelHolds) {
-    Category const on(true);
-    zan_test::LogCapture const log;
+TEST_F(LeakBook, HoldsWhatAModelHolds) {
     MemLeakChecker::Helper const checked;
-    std::mt19937_64 random(zan_test::seed());
-    std::unordered_set<unsigned long> model;
+    auto random = zan_test::makeRandom();
+    std::unordered_set<void*> model;
     for (int i = 0; i < 200000; ++i) {
         unsigned long const number = random() % 3000 + 1;
         auto* const p = reinterpret_cast<void*>(number << (number % 3 == 0 ? 20 : 4));
         if (random() % (i < 100000 ? 3 : 2) != 0) {
-            book().push(p, "a.cpp", 1, "f");
-            model.insert(number);
-        } else if (model.count(number) != 0) {
-            ASSERT_TRUE(book().pop(p, "a.cpp", 2, "f")) << number;
-            model.erase(number);
+            push(p, "a.cpp", 1);
+            model.insert(p);
+        } else if (model.erase(p) != 0) {
+            ASSERT_TRUE(pop(p)) << number;
         }
     }
-    ASSERT_NE(std::string::npos, report().find(" : " + std::to_string(model.size()) + "\n"));
-    for (unsigned long const number : model)
-        ASSERT_TRUE(book().pop(reinterpret_cast<void*>(number << (number % 3 == 0 ? 20 : 4)),
-                               "a.cpp", 3, "f"));
+    ASSERT_THAT(report(), testing::HasSubstr(" : " + std::to_string(model.size()) + "\n"));
+    for (void* const p : model) ASSERT_TRUE(pop(p));
     EXPECT_EQ(CLEAN, report());
 }
 
-// Threads that make and free tracked objects.
-class Churn {
-public:
-    Churn() {
-        for (int t = 0; t < 3; ++t)
-            threads_.emplace_back([this] {
-                while (!done_) {
+// Threads that make and free tracked objects until they are told to stop.
+zan_test::Threads churn(std::atomic<bool>& done) {
+    return {3, [&done](unsigned) {
+                while (!done) {
                     int* const p = ZAN_NEW(int(1));
                     ZAN_DELETE(p);
                 }
-            });
-    }
-    ~Churn() { stop(); }
-    Churn(Churn const&) = delete;
-    Churn& operator=(Churn const&) = delete;
-    void stop() {
-        done_ = true;
-        for (auto& thread : threads_) thread.join();
-        threads_.clear();
-    }
+            }};
+}
 
-private:
-    std::atomic<bool> done_{false};
-    std::vector<std::thread> threads_;
-};
-
-TEST(LeakRaces, ThreadsAllocateWhileBooksComeAndGo) {
-    Category const on(true);
-    zan_test::LogCapture const log;
-    Churn churn;
+TEST_F(LeakRaces, ThreadsAllocateWhileBooksComeAndGo) {
+    std::atomic<bool> done{false};
+    zan_test::Threads threads = churn(done);
     for (int i = 0; i < 200; ++i) {
         MemLeakChecker::Helper const checked;
         if (i % 20 == 0) report();
     }
-    churn.stop();
+    done = true;
+    threads.join();
     MemLeakChecker::Helper const checked;
     EXPECT_EQ(CLEAN, report()) << "nothing of an earlier book";
 }
 
 // A child of a fork has one thread, and no other to let go of a lock.
-TEST(LeakRaces, TheChildOfAForkHasTheWholeBook) {
-    Category const on(true);
-    zan_test::LogCapture const log;
+TEST_F(LeakRaces, TheChildOfAForkHasTheWholeBook) {
     MemLeakChecker::Helper const checked;
-    Churn churn;
+    std::atomic<bool> done{false};
+    zan_test::Threads threads = churn(done);
     int x = 0;
-    book().push(&x, "a.cpp", 1, "f");
+    push(&x, "a.cpp", 1);
     for (int i = 0; i < 20; ++i) {
         pid_t const child = fork();
         if (child == 0) {
             alarm(20);
             char room[4096];
-            for (char& p : room) book().push(&p, "b.cpp", 1, "f");
+            for (char& p : room) push(&p, "b.cpp", 1);
             for (char& p : room)
-                if (!book().pop(&p, "b.cpp", 2, "f")) _exit(2);
-            _exit(book().pop(&x, "a.cpp", 2, "f") ? 0 : 3);
+                if (!pop(&p)) _exit(2);
+            _exit(pop(&x) ? 0 : 3);
         }
         int status = -1;
         waitpid(child, &status, 0);
         EXPECT_EQ(0, status);
     }
-    EXPECT_TRUE(book().pop(&x, "a.cpp", 2, "f"));
-    churn.stop();
+    EXPECT_TRUE(pop(&x));
+    done = true;
 }
 
 }  // namespace

@@ -3,12 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <fstream>
 #include <regex>
 #include <sstream>
 
 #include "support/log_capture.h"
 #include "support/temp_dir.h"
+#include "support/text.h"
 #include "zan/base/exception.h"
 #include "zan/base/version.h"
 #include "zan/log/console.h"
@@ -18,13 +18,6 @@ namespace {
 
 using namespace zan;
 using zan_test::normalized;
-
-std::string contentOf(std::string const& file) {
-    std::ifstream in(file, std::ios::binary);
-    std::ostringstream os;
-    os << in.rdbuf();
-    return os.str();
-}
 
 // Each build has its own stamp and thread numbers.
 std::string plain(std::string const& text) {
@@ -36,10 +29,11 @@ TEST(StartStop, TheLogOfARunToTheByte) {
     zan_test::TempDir const dir;
     std::string const file = dir.file("run.log");
     logger_factory::destroy();  // with what the tests before have logged
+    bool const closedBefore = System::closing();
     {
         InitFini const library(file.c_str(), false);
         ZAN_NOTICE(logger_factory::instance(LOGGER_ID), "at work");
-        EXPECT_FALSE(System::closing());
+        EXPECT_EQ(closedBefore, System::closing());
     }
     EXPECT_TRUE(System::closing());
     console::setOn(false);
@@ -62,8 +56,8 @@ TEST(StartStop, TheLogOfARunToTheByte) {
                   z + "num of timers = 5000\n" + begun("timer") + begun("logger.ZAN") +
                   "DATE<T>[ZAN][NOTICE]TestBody() at work\n" + z + "zan shutdown...\n" + "\n" +
                   stopped("timer") + stopped("logger.ZAN") + z + "zan finalized.\n\n",
-              std::regex_replace(plain(contentOf(file)), std::regex(R"(\]\w+::TestBody\(\))"),
-                                 "]TestBody()"));
+              std::regex_replace(plain(dir.content("run.log")),
+                                 std::regex(R"(\]\w+::TestBody\(\))"), "]TestBody()"));
 }
 
 TEST(StartStop, AnyOrderIsHarmless) {
@@ -85,13 +79,17 @@ TEST(StartStop, AnyOrderIsHarmless) {
     EXPECT_EQ(dir.file("x.log"), logger_factory::instance(LOGGER_ID).filename());
     fini();
     console::setOn(false);
-    EXPECT_NE(std::string::npos, contentOf(dir.file("x.log")).find("zan finalized.\n\n"));
+    EXPECT_NE(std::string::npos, dir.content("x.log").find("zan finalized.\n\n"));
 }
 
 TEST(VersionNumbers, ComparePairwiseAndPrintTwoDigits) {
-    EXPECT_TRUE(Version(1, 9) < Version(2, 0) && Version(2, 1) < Version(2, 2));
-    EXPECT_TRUE(Version() == Version(0, 0) && Version(2, 1) >= Version(2, 1) &&
-                Version(2, 1) != Version(1, 2) && Version(3, 0) > Version(2, 9));
+    Version const ordered[] = {{}, {1, 2}, {1, 9}, {2, 0}, {2, 1}, {2, 2}, {3, 0}};
+    for (auto const& a : ordered)
+        for (auto const& b : ordered) {
+            EXPECT_EQ(&a < &b, a < b);
+            EXPECT_EQ(&a <= &b, a <= b);
+            EXPECT_EQ(&a == &b, a == b);
+        }
     std::ostringstream os;
     os << Version(2, 3) << ' ' << Version(2, 13);
     os.width(3);
@@ -102,9 +100,7 @@ TEST(VersionNumbers, ComparePairwiseAndPrintTwoDigits) {
 }
 
 TEST(VersionReport, ToTheByte) {
-    std::ostringstream os;
-    os << show_version();
-    std::string const text = plain(os.str());
+    std::string const text = plain(zan_test::printed(show_version()));
     std::string want = "ZAN(Zenith Assembly Nexus) version " + std::string(detail::versionText());
     EXPECT_EQ(want, text.substr(0, want.size()));
     want = "\n\nCurrent time = DATE\nCompile time = STAMP\nCompile options:\n";

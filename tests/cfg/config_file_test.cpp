@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "support/temp_dir.h"
-#include "support/texts.h"
+#include "support/text.h"
 #include "zan/base/exception.h"
 #include "zan/log/console.h"
 #include "zan/log/log_factory.h"
@@ -43,7 +43,7 @@ public:
         zan::logger_factory::destroy();
         ConfigFile::destroy();
     }
-    void write(std::string const& name, std::string const& text) const { dir_.write(name, text); }
+    void write(std::string const& name, std::string const& text) const { dir_.put(name, text); }
 
 private:
     std::filesystem::path before_;
@@ -56,7 +56,7 @@ TEST(ConfigDefaults, HoldWithoutAFile) {
     EXPECT_EQ(65001u, ConfigFile::codepage());
     EXPECT_FALSE(config.empty());
     EXPECT_EQ("(enable()codepage())", config.mps().toPml(false));
-    EXPECT_THAT(zan_test::dumped(config), testing::HasSubstr("config_='p2p_config.pml'"));
+    EXPECT_THAT(zan_test::dumped(config, true), testing::HasSubstr("config_='p2p_config.pml'"));
 }
 
 TEST(ConfigKeys, AreReadFromTheFileOfTheEnvironmentFirst) {

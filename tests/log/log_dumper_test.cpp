@@ -4,9 +4,7 @@
 
 #include <array>
 
-#include "support/log_capture.h"
-#include "zan/base/exception.h"
-#include "zan/log/log_factory.h"
+#include "support/text.h"
 
 namespace {
 
@@ -28,16 +26,11 @@ struct Sample {
 
 template <class T>
 std::string normal(T const& value) {
-    dumper d;
-    d << value;
-    return d.str();
+    return zan_test::dumped(value);
 }
-
 template <class T>
 std::string compact(T const& value) {
-    dumper d(true);
-    d << value;
-    return d.str();
+    return zan_test::dumped(value, true);
 }
 
 TEST(DumpShape, NormalAndCompactToTheByte) {
@@ -83,8 +76,6 @@ TEST(DumpShape, ContainersAndSettings) {
     args.enter("T", "arg", "x", "y");
     args.leave();
     EXPECT_EQ("@T<arg>@x@y{\n}", args.str());
-    EXPECT_EQ("    ", static_cast<std::string>(dumper().indentSeparator()));
-    EXPECT_EQ(3u, dumper().level(3).level());
 }
 
 TEST(DumpValues, PlainAndDumpForm) {

@@ -1,26 +1,24 @@
 #include "zan/log/log_tracer.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <sstream>
 #include <thread>
 
 #include "support/log_capture.h"
+#include "support/text.h"
 
 namespace {
 
 using namespace zan;
 using zan_test::LogCapture;
 using zan_test::normalized;
+using zan_test::printed;
 
-logger& libraryLog() {
-    return logger_factory::instance(LOGGER_ID);
-}
-
-class Tracing {
-public:
-    Tracing() { libraryLog().setTraceOn(true); }
-    ~Tracing() { libraryLog().setTraceOn(false); }
+struct Tracing {
+    Tracing() { detail::zanLogger().setTraceOn(true); }
+    ~Tracing() { detail::zanLogger().setTraceOn(false); }
 };
 
 unsigned long depth() {
@@ -31,14 +29,14 @@ TEST(TraceFrames, GrowAndShrinkWhateverIsLogged) {
     LogCapture const log;
     unsigned long const before = depth();
     {
-        TraceEntry const silent(libraryLog(), "f.cpp", 1, "app::f");
-        TraceEntry const both(libraryLog(), "f.cpp", 2, "app::g", LOG_BOTH);
+        TraceEntry const silent(detail::zanLogger(), "f.cpp", 1, "app::f");
+        TraceEntry const both(detail::zanLogger(), "f.cpp", 2, "app::g", LOG_BOTH);
         EXPECT_EQ(before + 2, depth());
     }
     EXPECT_EQ(before, depth());
     EXPECT_EQ("", log.text()) << "traceOn is off";
     {
-        TraceEntry const entry(libraryLog(), "f.cpp", 1, "app::f");
+        TraceEntry const entry(detail::zanLogger(), "f.cpp", 1, "app::f");
         tracer::instance()->destroy_current_stack();
     }
     EXPECT_EQ(0u, depth()) << "an empty stack does not underflow";
@@ -48,9 +46,9 @@ TEST(TraceLines, RunOutToColumn118InTheirFillCharacter) {
     Tracing const on;
     LogCapture const log;
     {
-        TraceEntry const outer(libraryLog(), "f.cpp", 1, "app::outer", LOG_BOTH);
-        TraceEntry const entering(libraryLog(), "f.cpp", 2, "app::in", LOG_ENTRY, "name");
-        TraceEntry leaving(libraryLog(), "f.cpp", 3, "app::out", LOG_LEAVE);
+        TraceEntry const outer(detail::zanLogger(), "f.cpp", 1, "app::outer", LOG_BOTH);
+        TraceEntry const entering(detail::zanLogger(), "f.cpp", 2, "app::in", LOG_ENTRY, "name");
+        TraceEntry leaving(detail::zanLogger(), "f.cpp", 3, "app::out", LOG_LEAVE);
         leaving.addType(LOG_NONE);
     }
     std::istringstream lines(log.text());
@@ -61,27 +59,18 @@ TEST(TraceLines, RunOutToColumn118InTheirFillCharacter) {
         while (text.back() == '.' || text.back() == '_') text.pop_back();
         shown.push_back(text);
     }
-    std::vector<std::string> const want = {
-        "DATE<T>[ZAN] TRACE  app::outer() ",
-        "DATE<T>[ZAN] TRACE  .... app::in( name ) ",
-        "DATE<T>[ZAN] TRACE~ ________ app::out() ",
-        "DATE<T>[ZAN] TRACE~ app::outer() ",
-    };
-    EXPECT_EQ(want, shown);
+    EXPECT_THAT(shown, testing::ElementsAre("DATE<T>[ZAN] TRACE  app::outer() ",
+                                            "DATE<T>[ZAN] TRACE  .... app::in( name ) ",
+                                            "DATE<T>[ZAN] TRACE~ ________ app::out() ",
+                                            "DATE<T>[ZAN] TRACE~ app::outer() "));
 }
 
 TEST(TraceLines, ALongOneStandsUnpadded) {
     Tracing const on;
     LogCapture const log;
     std::string const name = "app::" + std::string(120, 'x');
-    { TraceEntry const entry(libraryLog(), "f.cpp", 1, name.c_str(), LOG_ENTRY); }
+    { TraceEntry const entry(detail::zanLogger(), "f.cpp", 1, name.c_str(), LOG_ENTRY); }
     EXPECT_TRUE(log.has(name + "()\n"));
-}
-
-std::string printed(Current const& place) {
-    std::ostringstream os;
-    os << place;
-    return os.str();
 }
 
 TEST(SourcePlace, PrintsWhatItHas) {
@@ -89,10 +78,9 @@ TEST(SourcePlace, PrintsWhatItHas) {
     EXPECT_EQ("(b.cpp:7)", printed(Current("a\\b.cpp", 7, nullptr)));
     EXPECT_EQ("app::f", printed(Current(nullptr, 7, "app::f")));
     EXPECT_EQ("", printed(Current()));
-    EXPECT_TRUE(Current("a", 1, "f") < Current("b", 1, "f"));
-    EXPECT_TRUE(Current("a", 1, "f") < Current("a", 2, "e"));
-    EXPECT_TRUE(Current("a", 1, "e") < Current("a", 1, "f"));
-    EXPECT_FALSE(Current("a", 1, "f") < Current("a", 1, "f"));
+    Current const ordered[] = {{"a", 1, "e"}, {"a", 1, "f"}, {"a", 2, "e"}, {"b", 1, "e"}};
+    for (auto const& a : ordered)
+        for (auto const& b : ordered) EXPECT_EQ(&a < &b, a < b) << a << ' ' << b;
     Current place("b.cpp", 7, "f");
     place.prefix("at ");
     Current const copy(place);
@@ -116,11 +104,11 @@ TEST(SourcePlace, AWideOneIsBrokenAtColumn118) {
 
 TEST(CallStacks, BelongToOneThreadEach) {
     tracer::instance()->destroy_current_stack();
-    TraceEntry const mine(libraryLog(), "f.cpp", 1, "app::mine");
+    TraceEntry const mine(detail::zanLogger(), "f.cpp", 1, "app::mine");
     std::string others;
     std::thread([&others] {
-        TraceEntry const theirs(libraryLog(), "g.cpp", 2, "app::theirs");
-        TraceEntry const inner(libraryLog(), "g.cpp", 3, "app::inner");
+        TraceEntry const theirs(detail::zanLogger(), "g.cpp", 2, "app::theirs");
+        TraceEntry const inner(detail::zanLogger(), "g.cpp", 3, "app::inner");
         tracer::instance()->separator(" < ");
         std::ostringstream os;
         printTraceStack(os);
@@ -128,8 +116,6 @@ TEST(CallStacks, BelongToOneThreadEach) {
     }).join();
     EXPECT_EQ("app::inner(g.cpp:3) < app::theirs(g.cpp:2)", others);
     EXPECT_EQ(1u, depth());
-    dumper d;
-    tracer::instance()->dump(d);
     EXPECT_EQ(
         "@zan::tracer{\n"
         "    callStack() = @zan::CallStack{\n"
@@ -144,7 +130,7 @@ TEST(CallStacks, BelongToOneThreadEach) {
         "        _v.separator() = '\n'\n"
         "    }\n"
         "}",
-        d.str());
+        zan_test::dumped(*tracer::instance()));
 }
 
 }  // namespace

@@ -3,8 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <thread>
-#include <vector>
+#include <future>
+
+#include "support/text.h"
+#include "support/threads.h"
 
 #include "zan/mt/containers.h"
 #include "zan/mt/handle.h"
@@ -22,15 +24,14 @@ TEST(Locks, TheHolderMayLockAgainAndMustUnlockAsOften) {
     mutex.unlock();
     inner.unlock();
     inner.unlock();  // a second call does nothing
-    bool obtained = true;
-    std::thread([&] { obtained = mutex.tryLock(); }).join();
-    EXPECT_FALSE(obtained) << "the first lock still holds";
+    auto const obtained = [&] {
+        bool const locked = mutex.tryLock();
+        if (locked) mutex.unlock();
+        return locked;
+    };
+    EXPECT_FALSE(std::async(std::launch::async, obtained).get()) << "the first lock still holds";
     mutex.unlock();
-    std::thread([&] {
-        obtained = mutex.tryLock();
-        mutex.unlock();
-    }).join();
-    EXPECT_TRUE(obtained);
+    EXPECT_TRUE(std::async(std::launch::async, obtained).get());
     EXPECT_TRUE(mutex.willUnlock());
 }
 
@@ -39,23 +40,21 @@ TEST(Locks, AMonitorHandsTokensThroughWithoutLosingOne) {
     int tokens = 0;
     int taken = 0;
     constexpr int COUNT = 2000;
-    std::vector<std::thread> consumers;
-    for (int i = 0; i < 3; ++i)
-        consumers.emplace_back([&] {
-            for (;;) {
-                MonitorLock const guard(monitor);
-                while (tokens == 0 && taken < COUNT) monitor.wait();
-                if (taken == COUNT) return;
-                --tokens;
-                if (++taken == COUNT) monitor.notifyAll();
-            }
-        });
+    zan_test::Threads consumers(3, [&](unsigned) {
+        for (;;) {
+            MonitorLock const guard(monitor);
+            while (tokens == 0 && taken < COUNT) monitor.wait();
+            if (taken == COUNT) return;
+            --tokens;
+            if (++taken == COUNT) monitor.notifyAll();
+        }
+    });
     for (int i = 0; i < COUNT; ++i) {
         MonitorLock const guard(monitor);
         ++tokens;
         monitor.notify();
     }
-    for (auto& thread : consumers) thread.join();
+    consumers.join();
     EXPECT_EQ(COUNT, taken);
     EXPECT_EQ(0, tokens);
 }
@@ -69,14 +68,12 @@ TEST(Locks, ATimedWaitTellsTimeOutFromWakeUp) {
     MonitorLock guard(monitor);
     EXPECT_FALSE(monitor.timedWait(Time::milliSeconds(1)));
     EXPECT_FALSE(monitor.timedWait(Time()));
-    std::thread waker;
-    waker = std::thread([&] {
+    zan_test::Threads const waker(1, [&](unsigned) {
         MonitorLock const inner(monitor);
         monitor.notify();
     });
     EXPECT_TRUE(monitor.timedWait(Time::forever()));
     guard.unlock();
-    waker.join();
 }
 
 struct Counted : Shared {
@@ -122,14 +119,11 @@ TEST(Handles, CountAndDeleteOnce) {
 TEST(Handles, ManyThreadsShareOneObject) {
     std::atomic<int> alive{0};
     Handle<Counted> shared(new Counted(alive));
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i)
-        threads.emplace_back([own = shared] {
-            for (int n = 0; n < 10000; ++n) Handle<Counted> const copy(own);
-        });
+    zan_test::Threads threads(4, [own = shared](unsigned) {
+        for (int n = 0; n < 10000; ++n) Handle<Counted> const copy(own);
+    });
     shared = nullptr;
-    for (auto& thread : threads) thread.join();
-    threads.clear();
+    threads.join();
     EXPECT_EQ(0, alive);
 }
 
@@ -145,17 +139,13 @@ TEST(LockedContainers, CopyFindAndDump) {
     auto const copy = map.copy();
     map.erase(1);
     EXPECT_EQ(2u, copy.size());
-    dumper d(true);
-    map.dump(d);
-    EXPECT_EQ("{{2:'b'}}", d.str());
+    EXPECT_EQ("{{2:'b'}}", zan_test::dumped(map, true));
     map.clear();
     EXPECT_EQ(0u, map.size());
     mt::set<int> set;
     EXPECT_TRUE(set.insert(5));
     EXPECT_FALSE(set.insert(5));
-    dumper normal;
-    set.dump(normal);
-    EXPECT_EQ("@zan::mt::set{\n    @zan::set{\n        5\n    }\n}", normal.str());
+    EXPECT_EQ("@zan::mt::set{\n    @zan::set{\n        5\n    }\n}", zan_test::dumped(set));
 }
 
 struct Once {
@@ -169,15 +159,13 @@ struct Once {
 TEST(Singletons, AreBuiltOnceByWhoeverComesFirst) {
     Singleton<Once>::destroy();
     EXPECT_EQ(nullptr, Singleton<Once>::peek());
-    std::vector<std::thread> threads;
+    Once::built() = 0;
     std::atomic<int> ready{0};
-    for (int i = 0; i < 4; ++i)
-        threads.emplace_back([&ready] {
-            ++ready;
-            while (ready < 4) std::this_thread::yield();
-            EXPECT_NE(nullptr, Singleton<Once>::instance(ZAN_HERE));
-        });
-    for (auto& thread : threads) thread.join();
+    zan_test::Threads(4, [&ready](unsigned) {
+        ++ready;
+        while (ready < 4) std::this_thread::yield();
+        EXPECT_NE(nullptr, Singleton<Once>::instance(ZAN_HERE));
+    });
     EXPECT_EQ(1, Once::built());
     Singleton<Once>::destroy();
     EXPECT_NE(nullptr, Singleton<Once>::instance(ZAN_HERE));

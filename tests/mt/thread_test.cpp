@@ -3,38 +3,24 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <sstream>
+#include <future>
 #include <thread>
-#include <vector>
 
 #include "support/assertions.h"
 #include "support/log_capture.h"
+#include "support/text.h"
+#include "support/threads.h"
 #include "zan/base/exception.h"
 #include "zan/mt/threadexception.h"
 
 namespace {
 
 using namespace zan;
+using testing::HasSubstr;
+using zan_test::dumped;
 using zan_test::LogCapture;
 using zan_test::normalized;
-
-// A flag that threads can wait for.
-class Event {
-public:
-    void set() {
-        MonitorLock const guard(monitor_);
-        set_ = true;
-        monitor_.notifyAll();
-    }
-    void wait() {
-        MonitorLock const guard(monitor_);
-        while (!set_) monitor_.wait();
-    }
-
-private:
-    Monitor monitor_;
-    bool set_ = false;
-};
+using zan_test::printed;
 
 class Recorder {
 public:
@@ -57,15 +43,11 @@ class Worker : public SimpleThread {
 public:
     Worker(Recorder& calls, ThreadOwner* owner = nullptr)
         : SimpleThread(owner, "worker"), calls_(calls) {}
-    ~Worker() override {
-        calls_.add("gone");
-        if (gone != nullptr) gone->set();
-    }
+    ~Worker() override { calls_.add("gone"); }
 
     bool birth = true;
     int loops = -1;  // ends by itself after so many
-    Event* hold = nullptr;
-    Event* gone = nullptr;
+    std::shared_future<void> hold;
 
 protected:
     bool onBirth() override {
@@ -77,7 +59,7 @@ protected:
         return true;
     }
     bool onLoop() override {
-        if (hold != nullptr) hold->wait();
+        if (hold.valid()) hold.wait();
         if (loops < 0) return true;
         calls_.add("loop");
         return --loops > 0;
@@ -175,33 +157,32 @@ TEST(ThreadLife, OneNeverStartedIsOnlyGoodForDestruction) {
 
 TEST(ThreadLife, TheLastOutsideHandleDoesNotEndIt) {
     Recorder calls;
-    Event go;
-    Event gone;
+    std::promise<void> go;
     Handle<Worker> worker(new Worker(calls));
-    worker->gone = &gone;
     worker->loops = 1;
-    worker->hold = &go;
+    worker->hold = go.get_future().share();
     worker->startAndWait();
+    ThreadControl control = worker->getThreadControl();
     worker = nullptr;
-    go.set();
-    gone.wait();
-    EXPECT_EQ(0u, calls.text().find("birth loop death "));
+    go.set_value();
+    control.join();
+    EXPECT_EQ("birth loop death gone ", calls.text());
 }
 
 TEST(ThreadLife, AJoinWithATimeOutPollsAndGivesUp) {
     Recorder calls;
-    Event go;
+    std::promise<void> go;
     LogCapture const log;
     Handle<Worker> const worker(new Worker(calls));
     worker->loops = 1;
-    worker->hold = &go;
+    worker->hold = go.get_future().share();
     worker->startAndWait();
     Time const begin = Time::now(Time::Monotonic);
     EXPECT_FALSE(worker->stop(Time::milliSeconds(1)));
     EXPECT_GE(Time::now(Time::Monotonic) - begin, Time::milliSeconds(20)) << "raised to the step";
     EXPECT_TRUE(log.has(" thread not stopped in 00:00:00.020\n"));
     EXPECT_TRUE(log.has("<WARNING>"));
-    go.set();
+    go.set_value();
     EXPECT_TRUE(worker->join(Time::seconds(60)));
     EXPECT_TRUE(worker->stop(Time::seconds(1)));
     EXPECT_TRUE(log.has("(00:00:01) thread already stopped.\n"));
@@ -209,19 +190,15 @@ TEST(ThreadLife, AJoinWithATimeOutPollsAndGivesUp) {
 
 TEST(ThreadLife, StartingWithATimeOutTellsWhetherItWasBorn) {
     Recorder calls;
-    Event go;
     struct Slow : Worker {
-        Slow(Recorder& calls, Event& event) : Worker(calls), event_(event) {}
-        bool onBirth() override {
-            event_.wait();
-            return true;
-        }
-        Event& event_;
+        using Worker::Worker;
+        bool onBirth() override { return go.get_future().wait(), true; }
+        std::promise<void> go;
     };
-    Handle<Slow> const worker(new Slow(calls, go));
+    Handle<Slow> const worker(new Slow(calls));
     EXPECT_FALSE(worker->startAndWait(Time::milliSeconds(1)));
     worker->notify();  // no birth either
-    go.set();
+    worker->go.set_value();
     worker->stop();
     EXPECT_THAT(calls.text(), testing::AnyOf("stop death ", "death stop "));
 }
@@ -245,9 +222,7 @@ TEST(ThreadLife, JoiningItselfIsReportedAndReturns) {
 }
 
 TEST(ThreadIdentity, ShowsWhatRunsTheThread) {
-    std::ostringstream mine;
-    mine << SimpleThread::current();
-    EXPECT_EQ("DATE<T>", normalized(mine.str()));
+    EXPECT_EQ("DATE<T>", normalized(printed(SimpleThread::current())));
     Recorder calls;
     Handle<Worker> const worker(new Worker(calls));
     EXPECT_EQ("worker", worker->fullname());
@@ -255,34 +230,26 @@ TEST(ThreadIdentity, ShowsWhatRunsTheThread) {
     EXPECT_EQ("worker{T}", normalized(worker->fullname()));
     EXPECT_EQ(std::string("worker") + worker->threadIdString(), worker->fullname());
     EXPECT_NE(Time(), worker->currDateTime());
-    std::ostringstream id;
-    id << ThreadId(7);
-    EXPECT_EQ("   7", id.str());
-    dumper d(true);
-    worker->dump(d);
-    EXPECT_EQ(0u, normalized(d.str()).find(
-                      "{name()='worker' fullname()='worker{T}' started()=true living()=true "
-                      "activeStopping()=false refcount="));
-    dumper all;
-    all << THREAD_FACTORY();
-    EXPECT_NE(std::string::npos, all.str().find("thread_ = @zan::SimpleThread{"));
-    EXPECT_NE(std::string::npos, all.str().find("thread_ = null"));
+    EXPECT_EQ("   7", printed(ThreadId(7)));
+    EXPECT_THAT(normalized(dumped(*worker, true)),
+                testing::StartsWith("{name()='worker' fullname()='worker{T}' started()=true "
+                                    "living()=true activeStopping()=false refcount="));
+    EXPECT_THAT(dumped(THREAD_FACTORY()), testing::AllOf(HasSubstr("thread_ = @zan::SimpleThread{"),
+                                                         HasSubstr("thread_ = null")));
     worker->stop();
     EXPECT_TRUE(worker->threadIdString().size() > 0) << "after the end too";
 }
 
 TEST(ThreadIdentity, TheTablesDoNotGrowWithTheThreadsThatEverLived) {
     auto const known = [] {
-        dumper d;
-        d << THREAD_FACTORY();
-        return zan_test::occurrences(d.str(), "@zan::ThreadInfo{");
+        return zan_test::occurrences(dumped(THREAD_FACTORY()), "@zan::ThreadInfo{");
     };
     SimpleThread::current();
     unsigned long const before = known();
     for (int i = 0; i < 50; ++i) std::thread([] { SimpleThread::current(); }).join();
     EXPECT_EQ(before, known());
     SimpleThread::destroyThreadFactory();
-    EXPECT_EQ("DATE<T>", normalized((std::ostringstream() << SimpleThread::current()).str()));
+    EXPECT_EQ("DATE<T>", normalized(printed(SimpleThread::current())));
 }
 
 class Service : public ThreadOwner {
@@ -320,10 +287,7 @@ TEST(ThreadRaces, StartAndStopFromManySides) {
         Recorder calls;
         Handle<Worker> worker(new Worker(calls));
         worker->start(0);
-        std::vector<std::thread> stoppers;
-        for (int i = 0; i < 3; ++i) stoppers.emplace_back([worker] { worker->stop(); });
-        for (auto& thread : stoppers) thread.join();
-        stoppers.clear();
+        zan_test::Threads(3, [worker](unsigned) { worker->stop(); });
         EXPECT_FALSE(worker->living());
     }
 }

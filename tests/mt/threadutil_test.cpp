@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "support/log_capture.h"
+#include "support/text.h"
 
 namespace {
 
@@ -46,9 +47,7 @@ TEST(AsyncThreads, GoWhenTheyEndAndAreStoppedAtClosing) {
     ending->start();
     running->start();
     running = nullptr;
-    dumper d(true);
-    manager.dump(d);
-    EXPECT_EQ(0u, d.str().find("{name_='jobs' threads_={{"));
+    EXPECT_EQ(0u, zan_test::dumped(manager, true).find("{name_='jobs' threads_={{"));
     end.set_value();
     ending->join();
     EXPECT_EQ(1u, manager.size());

@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "support/texts.h"
+#include "support/text.h"
 #include "zan/base/mlcheck.h"
 #include "zan/nbr/parser.h"
 
@@ -120,7 +120,7 @@ TEST(NbrDump, BothForms) {
         "    [7] 01\n"
         "}",
         os.str());
-    EXPECT_EQ("{[1] 05 [2] 'ab' [3] {[200]  [4] } [7] 01}", zan_test::dumped(*tree));
+    EXPECT_EQ("{[1] 05 [2] 'ab' [3] {[200]  [4] } [7] 01}", zan_test::dumped(*tree, true));
 }
 
 }  // namespace

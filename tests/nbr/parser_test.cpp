@@ -14,7 +14,7 @@
 #include "support/log_capture.h"
 #include "support/nbr_model.h"
 #include "support/seed.h"
-#include "support/texts.h"
+#include "support/text.h"
 #include "support/vectors.h"
 #include "zan/log/log_tracer.h"
 #include "zan/nbr/stream.h"
@@ -185,7 +185,7 @@ TEST(NbrDepth, AMillionLevelsInLinearTime) {
         unsigned depth = 0;
         for (; !value->simple(); ++depth) value = static_cast<ComplexValue const*>(value)->get(1);
         EXPECT_EQ(DEPTH, depth);
-        std::string const text = dumped(tree.get());
+        std::string const text = dumped(tree.get(), true);
         EXPECT_EQ(DEPTH * std::string("{[1] }").size() + 2, text.size());
     }
     // Step over all of it to the field behind.
@@ -193,13 +193,13 @@ TEST(NbrDepth, AMillionLevelsInLinearTime) {
         begin + fromDigits("01 00") + end.substr(3) + fromDigits("02 01 01 63 FF 01 29");
     Tree const found(parser::from(field, 2));
     ASSERT_NE(nullptr, found);
-    EXPECT_EQ("63", dumped(found.get()));
+    EXPECT_EQ("63", dumped(found.get(), true));
 }
 
 TEST(NbrDepth, IndentedDumpsHaveNoLimitButTheirSize) {
     std::string bytes;
     for (int i = 0; i < 2000; ++i) bytes += "\xFF\x01(\x01";
-    std::string const text = dumped(parse(bytes).get(), false);
+    std::string const text = dumped(parse(bytes).get());
     std::string const innermost = "\n" + std::string(4 * 1999, ' ') + "[1] {\n";
     EXPECT_NE(std::string::npos, text.find(innermost));
 }

@@ -5,7 +5,7 @@
 #include <map>
 #include <memory>
 
-#include "support/texts.h"
+#include "support/text.h"
 #include "support/vectors.h"
 #include "zan/nbr/stream.h"
 
@@ -104,7 +104,7 @@ Type const& type(std::string const& name) {
 
 void expectTree(nbr::ValueBase* made, std::string const& text, unsigned long line) {
     std::unique_ptr<nbr::ValueBase> const tree(made);
-    EXPECT_EQ(text, dumped(tree.get())) << "line " << line;
+    EXPECT_EQ(text, dumped(tree.get(), true)) << "line " << line;
 }
 
 TEST(NbrVectors, WritersMakeTheseBytes) {

@@ -11,7 +11,7 @@
 #include "support/log_capture.h"
 #include "support/pml.h"
 #include "support/seed.h"
-#include "support/texts.h"
+#include "support/text.h"
 #include "zan/base/exception.h"
 #include "zan/pml/ntv_boolean_value.h"
 #include "zan/pml/ntv_bytes_value.h"
@@ -284,9 +284,9 @@ TEST(NtvValues, ThatAreDisplacedGo) {
 
 TEST(NtvDump, ShowsNamesTypesAndValues) {
     Unit const u = parsedPml("r:t(a(1)b(c:x(2) (3)))");
-    EXPECT_EQ("r:t({a'1' b({c:x'2' '3'})})", zan_test::dumped(u));
+    EXPECT_EQ("r:t({a'1' b({c:x'2' '3'})})", zan_test::dumped(u, true));
     EXPECT_EQ("r:t({\n    a'1'\n    b({\n        c:x'2'\n        '3'\n    })\n})",
-              zan_test::dumped(u, false));
+              zan_test::dumped(u));
 }
 
 }  // namespace

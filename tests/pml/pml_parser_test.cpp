@@ -11,7 +11,7 @@
 #include "support/pml.h"
 #include "support/seed.h"
 #include "support/temp_dir.h"
-#include "support/texts.h"
+#include "support/text.h"
 #include "support/vectors.h"
 #include "zan/pml/pml_t.h"
 
@@ -44,7 +44,7 @@ TEST(PmlText, GivesTheTreeThatItSaysInAllFormsOfInput) {
         std::wstring const wide(text.begin(), text.end());
         gives(istr(text));
         gives(iwstr(wide));
-        gives(zan::pml::File(istr(dir.write("x.pml", text))));
+        gives(zan::pml::File(istr(dir.put("x.pml", text))));
         // What stands behind the unit stays unread.
         char const* p = text.c_str();
         gives(p);
@@ -92,7 +92,7 @@ TEST(PmlText, EndsAtANulInViewsButNotInFilesAndStreams) {
     ntvFromPml(u, is);
     EXPECT_EQ("a=x\0y"s, shape(u));
     zan_test::TempDir const dir;
-    ntvFromPml(u, zan::pml::File(istr(dir.write("x.pml", text))));
+    ntvFromPml(u, zan::pml::File(istr(dir.put("x.pml", text))));
     EXPECT_EQ("a=x\0y"s, shape(u));
     EXPECT_FALSE(ntvFromPml(u, zan::pml::File(istr(dir.file("none")))));
     EXPECT_EQ(nullptr, zan::pml::newNTV(zan::pml::File(istr(dir.file("none")))));
@@ -124,7 +124,7 @@ TEST(PmlErrors, SayWhatWasDueAndWhere) {
         EXPECT_EQ(message, messageOf<zan::pml::DecodeException>([&] { parsedPml(row.text); }))
             << row.text;
         EXPECT_TRUE(log.has("THROWING"));
-        std::string const file = dir.write("x.pml", row.text);
+        std::string const file = dir.put("x.pml", row.text);
         EXPECT_THAT(messageOf<zan::pml::DecodeException>(
                         [&] { ntvFromPml(u, zan::pml::File(istr(file))); }),
                     testing::StartsWith(message + ", file " + file + ", line "));
@@ -133,7 +133,7 @@ TEST(PmlErrors, SayWhatWasDueAndWhere) {
     bad.setstate(std::ios::failbit);
     EXPECT_EQ("DecodeException: get pml name token",
               messageOf<zan::pml::DecodeException>([&] { ntvFromPml(u, bad); }));
-    std::string const file = dir.write("x.pml", "x(\n  a(1)\n  a(2))");
+    std::string const file = dir.put("x.pml", "x(\n  a(1)\n  a(2))");
     EXPECT_EQ("DuplicatedUnitException, file " + file + ", line 3, column 6",
               messageOf<zan::DuplicatedUnitException>(
                   [&] { ntvFromPml(u, zan::pml::File(istr(file))); }));
@@ -266,7 +266,7 @@ TEST(PmlDepth, OneMillionLevelsAreReadCopiedShownAndFreed) {
     EXPECT_EQ(DEEP, depth);
     EXPECT_EQ(2 * (DEEP - 1), last->path().size());
     EXPECT_EQ(&u, last->root());
-    EXPECT_GT(zan_test::dumped(copy).size(), 4 * DEEP);
+    EXPECT_GT(zan_test::dumped(copy, true).size(), 4 * DEEP);
     u = *u.childAt(0);
     copy.setValue("gone");
 }

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "support/temp_dir.h"
-#include "support/texts.h"
+#include "support/text.h"
 #include "zan/base/version.h"
 #include "zan/pml/pml_t.h"
 #include "zan/tcp/tcp_impl_base.h"
@@ -122,7 +122,7 @@ TEST(PmlStream, LooksUpChildrenByNameAndByPath) {
     String text("=");
     text << s;
     EXPECT_EQ("=n:T(v)", text);
-    EXPECT_EQ("{direction_=input unit_=n:T'v'}", zan_test::dumped(s));
+    EXPECT_EQ("{direction_=input unit_=n:T'v'}", zan_test::dumped(s, true));
 }
 
 TEST(PmlStream, MovesTreesTextsAndLists) {
@@ -151,7 +151,7 @@ TEST(PmlTypes, StandForTextAndFiles) {
     EXPECT_FALSE(f.toNTV(u));
     EXPECT_TRUE(s.toNTV(u));
     EXPECT_TRUE(f.fromNTV(u, 4, 7));
-    EXPECT_EQ("a(1)", zan_test::contentOf(name));
+    EXPECT_EQ("a(1)", dir.content("f.pml"));
     EXPECT_TRUE(f.toNTV(u));
     EXPECT_TRUE(zan::pml::pmlFile(name, true).toNTV(u));
     EXPECT_EQ("(a(1))", u.str());

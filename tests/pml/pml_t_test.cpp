@@ -100,7 +100,7 @@ TEST(PmlOutputs, AgreeInAllForms) {
         EXPECT_TRUE(zan::pml::ntvToPml(u, os, mode, 7));
         EXPECT_EQ(text, os.str());
         EXPECT_TRUE(zan::pml::ntvToPml(u, file, mode, 7));
-        EXPECT_EQ(text, zan_test::contentOf(file.filename()));
+        EXPECT_EQ(text, dir.content("out.pml"));
         String formatted;
         EXPECT_TRUE(zan::pml::format(file, formatted, mode, 7));
         EXPECT_EQ(text, formatted);

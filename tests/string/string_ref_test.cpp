@@ -8,7 +8,7 @@
 
 #include "support/assertions.h"
 #include "support/log_capture.h"
-#include "support/texts.h"
+#include "support/text.h"
 #include "zan/base/base_type_value.h"
 #include "zan/base/exception.h"
 
@@ -112,7 +112,7 @@ TEST(StringRefMemory, Views) {
     onBytes += 'x';
     onBytes += istr("y");
     EXPECT_EQ(istr("xy"), istr(onBytes));
-    EXPECT_EQ("{buffer_='xy' curSize_=2 maxSize_=4}", zan_test::dumped(onBytes));
+    EXPECT_EQ("{buffer_='xy' curSize_=2 maxSize_=4}", zan_test::dumped(onBytes, true));
 }
 
 }  // namespace

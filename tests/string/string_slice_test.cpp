@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "support/seed.h"
-#include "support/texts.h"
+#include "support/text.h"
 #include "zan/base/base_type_value.h"
 #include "zan/base/exception.h"
 
@@ -88,7 +88,7 @@ TEST(StringSliceCompare, LooksAtThePointersFirst) {
     EXPECT_EQ(StringSlice(String("ab")), StringSlice(istr("ab")));
     EXPECT_NE(StringSlice("ab").substr(1, 9), StringSlice("ab"));
     EXPECT_EQ(StringSlice("abc").substr(1, 9), StringSlice("bc"));
-    EXPECT_EQ("{addr_='abcde' size_=5 cursor_=2}", zan_test::dumped(StringSlice(text, 5, 2)));
+    EXPECT_EQ("{addr_='abcde' size_=5 cursor_=2}", zan_test::dumped(StringSlice(text, 5, 2), true));
 }
 
 }  // namespace

@@ -19,14 +19,14 @@ TempDir::~TempDir() {
     std::filesystem::remove_all(path_, ignored);
 }
 
-std::string TempDir::write(std::string const& name, std::string const& content) const {
-    std::ofstream(file(name), std::ios::binary) << content;
-    return file(name);
+std::string TempDir::content(std::string const& name) const {
+    std::ifstream in(file(name), std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
 }
 
-std::string contentOf(std::string const& file) {
-    std::ifstream in(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
+std::string TempDir::put(std::string const& name, std::string const& content) const {
+    std::ofstream(file(name), std::ios::binary) << content;
+    return file(name);
 }
 
 }  // namespace zan_test

@@ -19,15 +19,13 @@ public:
 
     // The full name of a file in it, which need not exist.
     std::string file(std::string const& name) const { return (path_ / name).string(); }
-
-    // Writes a file in it and gives its full name.
-    std::string write(std::string const& name, std::string const& content) const;
+    // What a file in it holds, and nothing where there is none.
+    std::string content(std::string const& name) const;
+    // Writes a file into it; its full name.
+    std::string put(std::string const& name, std::string const& content) const;
 
 private:
     std::filesystem::path path_;
 };
-
-// All bytes of a file; none where there is no such file.
-std::string contentOf(std::string const& file);
 
 }  // namespace zan_test

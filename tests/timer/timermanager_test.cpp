@@ -4,10 +4,10 @@
 
 #include <atomic>
 #include <future>
-#include <thread>
 
 #include "support/assertions.h"
 #include "support/log_capture.h"
+#include "support/threads.h"
 
 namespace {
 
@@ -16,21 +16,18 @@ using namespace zan;
 class Counting : public ITimerObject {
 public:
     void waitFor(int fired) {
-        MonitorLock const guard(monitor_);
-        while (fired_ < fired) monitor_.wait();
+        EXPECT_TRUE(gate_.wait([&] { return fired_ >= fired; }));
     }
     std::atomic<int> released_{0};
 
 protected:
     OnTimerResult onTimer(TimerId, unsigned long, void*) override {
-        MonitorLock const guard(monitor_);
-        ++fired_;
-        monitor_.notifyAll();
+        gate_.change([&] { ++fired_; });
         return OnTimerResult(Time(), 1);
     }
     void onTimerRelease(TimerId, unsigned long, void*) override { ++released_; }
 
-    Monitor monitor_;
+    zan_test::Gate gate_;
     int fired_ = 0;
 };
 
@@ -113,20 +110,15 @@ TEST(TimerService, OperationsFromManyThreadsBesideTheTicks) {
     TimerManager manager;
     manager.start();
     std::atomic<unsigned long> set{0};
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 3; ++t)
-        threads.emplace_back([&, t] {
-            for (int i = 0; i < 3000; ++i) {
-                TimerId id;
-                if (!manager.setTimer(id, "race", 0, 0, &object, 1, nullptr)) continue;
-                ++set;
-                if (i % 3 != 0) manager.killTimer(id);
-                if (t == 0 && i == 2000) manager.stop(), manager.start();
-            }
-        });
-    threads.front().join();
-    threads.erase(threads.begin());
-    for (std::thread& thread : threads) thread.join();
+    zan_test::Threads(3, [&](unsigned t) {
+        for (int i = 0; i < 3000; ++i) {
+            TimerId id;
+            if (!manager.setTimer(id, "race", 0, 0, &object, 1, nullptr)) continue;
+            ++set;
+            if (i % 3 != 0) manager.killTimer(id);
+            if (t == 0 && i == 2000) manager.stop(), manager.start();
+        }
+    });
     while (manager.size() != 0) ThreadControl::yield();
     manager.close();
     EXPECT_EQ(set, static_cast<unsigned long>(object.released_));

@@ -1,20 +1,19 @@
 #include "zan/timer/timerqueue.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <functional>
 #include <map>
 #include <regex>
 #include <set>
-#include <sstream>
 #include <stdexcept>
-#include <thread>
 
 #include "support/assertions.h"
 #include "support/log_capture.h"
 #include "support/seed.h"
 #include "support/temp_dir.h"
+#include "support/text.h"
 #include "zan/base/exception.h"
 #include "zan/base/system.h"
 #include "zan/cfg/config_file.h"
@@ -23,6 +22,7 @@
 namespace {
 
 using namespace zan;
+using testing::HasSubstr;
 
 // The queue on a clock that the test moves; onWork() is called by hand.
 Time g_now;
@@ -287,14 +287,11 @@ TEST_F(TimerQueueTest, RandomStepsAgreeWithAModel) {
 TEST_F(TimerQueueTest, DumpsShowThePendingOnesInOrder) {
     set(1, 200, 2);
     set(2, 100);
-    dumper d(true);
-    queue_.dump(d);
-    std::string const text = d.str();
-    EXPECT_NE(std::string::npos, text.find("m_idleBeginPos=2")) << text.substr(0, 99);
+    std::string const text = zan_test::dumped(queue_, true);
+    for (char const* const part : {"m_idleBeginPos=2", "m_status=BUSY",
+                                   "ZAN_TIMER_CHECK_TIME=50000", "m_maxWaitTime=00:00:00.050"})
+        EXPECT_THAT(text, HasSubstr(part));
     EXPECT_LT(text.find("m_nUserTimerID=2"), text.find("m_nUserTimerID=1"));
-    EXPECT_NE(std::string::npos, text.find("m_status=BUSY"));
-    EXPECT_NE(std::string::npos, text.find("ZAN_TIMER_CHECK_TIME=50000"));
-    EXPECT_NE(std::string::npos, text.find("m_maxWaitTime=00:00:00.050"));
 }
 
 // The room is that of the configuration, and never more than the limit.
@@ -314,8 +311,7 @@ TEST(TimerRoom, ComesFromTheConfiguration) {
         {"cfg(numofTimers(200000))", 7000}, {"cfg(enable(0) numofTimers(6000))", 7000}};
     TimerQueue const limit(7000);
     for (auto const& c : cases) {
-        std::ofstream(dir.file("timers.pml")) << c.config;
-        ConfigFile::instance().load(dir.file("timers.pml"));
+        ConfigFile::instance().load(dir.put("timers.pml", c.config));
         TimerQueue queue(0);
         EXPECT_EQ(7000u, ZAN_TIMER_MAX_NUM()) << "the configuration leaves it alone";
         TimerId id;
@@ -329,7 +325,7 @@ TEST(TimerRoom, ComesFromTheConfiguration) {
 
 TEST_F(TimerQueueTest, CategoriesFollowTheTimers) {
     zan_test::LogCapture log;
-    logger& zan = logger_factory::instance(LOGGER_ID);
+    logger& zan = detail::zanLogger();
     bool const wasOn = zan.debugOn();
     zan.setDebugObserver(&log);
     zan.setDebugOn(true);
@@ -337,21 +333,23 @@ TEST_F(TimerQueueTest, CategoriesFollowTheTimers) {
     set(1, 50, 2);
     pass(100);
     queue_.killTimer(set(2, 50));
-    std::string want;
-    for (char const* line :
-         {"[DEBUG] setTimer: (0, 0)(test, 00:00:00.050, 2)",
-          "[DIAG] before check, timeoutQueue size = 1", "[DIAG] after check, timeoutQueue size = 0",
-          "[TRACE] expired timers = 1", "[TRACE] onTimer: (0, 0)(test, 00:00:00.050, 2)",
-          "[TRACE] more times (0, 0)(test, 00:00:00.050, 1)",
-          "[DIAG] after check, m_timeoutQueue size = 1",
-          "[DIAG] before check, timeoutQueue size = 1", "[DIAG] after check, timeoutQueue size = 0",
-          "[TRACE] expired timers = 1", "[TRACE] onTimer: (0, 0)(test, 00:00:00.050, 1)",
-          "[TRACE] set to paused (0, 0)(test, 00:00:00.050, 0)",
-          "[TRACE] release (0, 0)(test, 00:00:00.050, 0)",
-          "[DIAG] after check, m_timeoutQueue size = 0",
-          "[DEBUG] setTimer: (1, 0)(test, 00:00:00.050, 1)",
-          "[DEBUG] killTimer: (1, 0)(test, 00:00:00.050, 1)"})
-        want += std::string(line) + "\n";
+    std::string const want =
+        "[DEBUG] setTimer: (0, 0)(test, 00:00:00.050, 2)\n"
+        "[DIAG] before check, timeoutQueue size = 1\n"
+        "[DIAG] after check, timeoutQueue size = 0\n"
+        "[TRACE] expired timers = 1\n"
+        "[TRACE] onTimer: (0, 0)(test, 00:00:00.050, 2)\n"
+        "[TRACE] more times (0, 0)(test, 00:00:00.050, 1)\n"
+        "[DIAG] after check, m_timeoutQueue size = 1\n"
+        "[DIAG] before check, timeoutQueue size = 1\n"
+        "[DIAG] after check, timeoutQueue size = 0\n"
+        "[TRACE] expired timers = 1\n"
+        "[TRACE] onTimer: (0, 0)(test, 00:00:00.050, 1)\n"
+        "[TRACE] set to paused (0, 0)(test, 00:00:00.050, 0)\n"
+        "[TRACE] release (0, 0)(test, 00:00:00.050, 0)\n"
+        "[DIAG] after check, m_timeoutQueue size = 0\n"
+        "[DEBUG] setTimer: (1, 0)(test, 00:00:00.050, 1)\n"
+        "[DEBUG] killTimer: (1, 0)(test, 00:00:00.050, 1)\n";
     // The category, and what follows the function and the source place.
     static std::regex const frame(
         R"(DATE<T>\[ZAN\]\[TIMER\.(\w+)\]\[[^\n]*?\(timerqueue\.cpp:N\) )");
@@ -390,12 +388,8 @@ TEST(TimerIds, PackAndCompare) {
     EXPECT_EQ(5u << 17 | 7u, id.get());
     EXPECT_EQ(TimerId(0x8005, 7), id) << "15 bits of the serial are left";
     EXPECT_TRUE(TimerId(1, 9) < TimerId(2, 3) && TimerId(2, 3) > TimerId(2, 2));
-    std::ostringstream os;
-    os << id;
-    EXPECT_EQ("(5, 7)", os.str());
-    dumper d(true);
-    id.dump(d);
-    EXPECT_EQ("(5, 7)", d.str());
+    EXPECT_EQ("(5, 7)", zan_test::printed(id));
+    EXPECT_EQ("(5, 7)", zan_test::dumped(id, true));
     id.reset();
     EXPECT_TRUE(id.empty());
     zan_test::LogCapture const log;

@@ -6,6 +6,7 @@
 #include <stdexcept>
 
 #include "support/log_capture.h"
+#include "support/text.h"
 #include "zan/timer/timecounter.h"
 
 namespace {
@@ -55,14 +56,10 @@ TEST(TimerUserThreads, AStopEndsTheWaitWithOneMoreFiring) {
 
 TEST(TimeCounters, CountAndRate) {
     TimeCounter counter;
-    dumper empty(true);
-    counter.dump(empty);
-    EXPECT_EQ("{num=0 tps=0 cost=00:00:00}", empty.str());
+    EXPECT_EQ("{num=0 tps=0 cost=00:00:00}", zan_test::dumped(counter, true));
     counter.go(Time::seconds(1));
     counter.go(Time::seconds(1));
-    dumper d(true);
-    counter.dump(d);
-    EXPECT_EQ("{num=2 tps=1 cost=00:00:02}", d.str());
+    EXPECT_EQ("{num=2 tps=1 cost=00:00:02}", zan_test::dumped(counter, true));
 }
 
 }  // namespace

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "support/log_capture.h"
-#include "support/texts.h"
+#include "support/text.h"
 #include "zan/util/binaryoutstream.h"
 
 namespace {

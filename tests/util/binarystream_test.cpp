@@ -6,7 +6,7 @@
 
 #include "support/log_capture.h"
 #include "support/seed.h"
-#include "support/texts.h"
+#include "support/text.h"
 
 namespace {
 

@@ -15,7 +15,7 @@
 #include "support/log_capture.h"
 #include "support/pml.h"
 #include "support/temp_dir.h"
-#include "support/texts.h"
+#include "support/text.h"
 #include "zan/base/exception.h"
 #include "zan/util/file.h"
 
@@ -31,9 +31,7 @@ using testing::UnorderedElementsAre;
 
 class DirectoryWalk : public testing::Test {
 protected:
-    void file(std::string const& name, std::size_t size) {
-        dir_.write(name, std::string(size, 'x'));
-    }
+    void file(std::string const& name, std::size_t size) { dir_.put(name, std::string(size, 'x')); }
     void folder(std::string const& name) { fs::create_directories(dir_.path() / name); }
     void link(std::string const& to, std::string const& name) {
         fs::create_symlink(to, dir_.path() / name);
@@ -46,7 +44,7 @@ protected:
         std::vector<std::string> texts;
         for (DirItem const& item : all) {
             EXPECT_TRUE(!item.isDir || item.size == -1);
-            texts.push_back(zan_test::dumped(item));
+            texts.push_back(zan_test::dumped(item, true));
         }
         return texts;
     }
@@ -76,7 +74,7 @@ TEST_F(DirectoryWalk, ShowsDirectoriesAheadOfTheirContent) {
     EXPECT_EQ(1 + 2 + 1 + 2 + 1, d.totalSize());
     EXPECT_EQ(d.files().find("/sub/deeper"), d.at(1).unit);
     EXPECT_THROW((void)d.at(d.numof()), OutOfRangeException);
-    EXPECT_EQ("x, 5", zan_test::dumped(DirItem(false, L"x", 5, nullptr)));
+    EXPECT_EQ("x, 5", zan_test::dumped(DirItem(false, L"x", 5, nullptr), true));
 
     // Only some of it; what stands below is read in full.
     file("c", 100);

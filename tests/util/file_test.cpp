@@ -22,11 +22,9 @@ class FileFixture : public testing::Test {
 protected:
     std::wstring wide(std::string const& name) const { return libraryName(dir_.file(name)); }
     std::wstring make(std::string const& name, std::string const& content) const {
-        return libraryName(dir_.write(name, content));
+        return libraryName(dir_.put(name, content));
     }
-    std::string content(std::string const& name) const {
-        return zan_test::contentOf(dir_.file(name));
-    }
+    std::string content(std::string const& name) const { return dir_.content(name); }
 
     zan_test::TempDir dir_;
 };

@@ -9,7 +9,7 @@
 #include "support/assertions.h"
 #include "support/log_capture.h"
 #include "support/standard_input.h"
-#include "support/texts.h"
+#include "support/text.h"
 #include "zan/base/exception.h"
 
 namespace {
@@ -129,7 +129,7 @@ TEST(MenuText, ToTheByte) {
     unit.run("all");
     EXPECT_EQ("extra a own late ", g_calls) << "no addons, no rows of the frame";
     shared.clear();
-    EXPECT_EQ("{interactive_=true}", zan_test::dumped(Context::instance()));
+    EXPECT_EQ("{interactive_=true}", zan_test::dumped(Context::instance(), true));
 }
 
 TEST(MenuRows, FunctionsGoExactlyOnce) {

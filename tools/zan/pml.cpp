@@ -25,6 +25,18 @@ bool parse(std::string const& name, zan::String const& text, pml::ntv::Unit& uni
     }
 }
 
+// A name with marks of PML in it is written without quotes, and read as something else, or not at
+// all.
+bool readsBackAs(pml::ntv::Unit const& unit, zan::String const& text) {
+    pml::ntv::Unit again;
+    try {
+        pml::ntvFromPml(again, zan::istr(text));
+    } catch (zan::Exception const&) {
+        return false;
+    }
+    return again.str() == unit.str();
+}
+
 struct Format {
     std::vector<std::string> files;
     std::string layout = "tidy";
@@ -48,10 +60,7 @@ struct Format {
             complain(input.name() + ": would be formatted differently");
             return WRONG;
         }
-        // A name with marks of PML in it is written without quotes, and read as something else.
-        pml::ntv::Unit again;
-        pml::ntvFromPml(again, zan::istr(out));
-        if (again.str() != unit.str())
+        if (!readsBackAs(unit, out))
             throw Trouble(input.name() + ": in this layout it would read back differently", WRONG);
         PmlLint const lint(text);
         if (layout != "tidy" && lint.comments != 0 && !dropComments) {

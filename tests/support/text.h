@@ -2,17 +2,25 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
 #include <string>
 #include <type_traits>
 
 #include "zan/log/log_dumper.h"
 
-// Values and errors as texts, which a comparison shows in full.
 namespace zan_test {
 
-// What a pointer points to, or "null".
+// What the value looks like in a stream.
 template <class T>
-std::string dumped(T const& value, bool compact = true) {
+std::string printed(T const& value) {
+    std::ostringstream os;
+    os << value;
+    return os.str();
+}
+
+// What the dumper makes of the value; of a pointer, of what it points to, or "null".
+template <class T>
+std::string dumped(T const& value, bool compact = false) {
     zan::dumper d(compact);
     if constexpr (std::is_pointer_v<T>) {
         if (value == nullptr) return "null";
