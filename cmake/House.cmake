@@ -28,6 +28,5 @@ mark_as_advanced(ZAN_CCACHE)
 if(ZAN_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
     # With paths made relative, a second clone of the tree finds what the first has compiled.
     set(CMAKE_CXX_COMPILER_LAUNCHER "${CMAKE_COMMAND}" -E env
-        "CCACHE_BASEDIR=${PROJECT_SOURCE_DIR}" CCACHE_NOHASHDIR=1
-        CCACHE_SLOPPINESS=pch_defines,time_macros "${ZAN_CCACHE}")
+        "CCACHE_BASEDIR=${PROJECT_SOURCE_DIR}" CCACHE_NOHASHDIR=1 "${ZAN_CCACHE}")
 endif()
