@@ -72,6 +72,8 @@ TEST(CommandLines, ASecondOpenReplacesTheThread) {
     ASSERT_TRUE(queue.open(L""));
     ASSERT_TRUE(queue.open(L""));
     EXPECT_EQ(1u, log.count("thread stopped."));
+    queue.close();
+    EXPECT_EQ(2u, log.count("thread stopped."));
 }
 
 }  // namespace
