@@ -3,6 +3,7 @@
 #include <memory>
 
 namespace {
+// [point]
 struct Point : zan::nbr::CodecInterface {
     int x = 0;
     zan::String label;
@@ -18,6 +19,7 @@ struct Point : zan::nbr::CodecInterface {
         }
     }
 };
+// [/point]
 }  // namespace
 
 EXAMPLE(CodecInterface) {

@@ -1,15 +1,17 @@
 #include "zan/cfg/config_file.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "support/temp_dir.h"
+#include "support/text.h"
 #include "zan/base/exception.h"
 #include "zan/log/console.h"
 #include "zan/log/log_factory.h"
@@ -41,10 +43,7 @@ public:
         zan::logger_factory::destroy();
         ConfigFile::destroy();
     }
-    void write(std::string const& name, std::string const& text) const {
-        std::ofstream(dir_.path() / name) << text;
-    }
-    zan_test::TempDir const& dir() const { return dir_; }
+    void write(std::string const& name, std::string const& text) const { dir_.put(name, text); }
 
 private:
     std::filesystem::path before_;
@@ -57,9 +56,7 @@ TEST(ConfigDefaults, HoldWithoutAFile) {
     EXPECT_EQ(65001u, ConfigFile::codepage());
     EXPECT_FALSE(config.empty());
     EXPECT_EQ("(enable()codepage())", config.mps().toPml(false));
-    zan::dumper d(true);
-    config.dump(d);
-    EXPECT_NE(std::string::npos, d.str().find("config_='p2p_config.pml'")) << d.str();
+    EXPECT_THAT(zan_test::dumped(config, true), testing::HasSubstr("config_='p2p_config.pml'"));
 }
 
 TEST(ConfigKeys, AreReadFromTheFileOfTheEnvironmentFirst) {
@@ -93,16 +90,10 @@ TEST(ConfigKeys, ThatDoNotConvertLeaveWhatThereWas) {
 TEST(ConfigThatDoesNotParse, IsTheFirstCallersErrorOnly) {
     Fresh const fresh;
     fresh.write("p2p_config.pml", "cfg(\n  codepage(1252)\n  log:x)");
-    std::string message;
-    try {
-        zan::logger_factory::instance("first");
-    } catch (zan::pml::DecodeException const& e) {
-        message = e.msg();
-    }
     EXPECT_EQ(
-        "DecodeException: not found value begin tag, token, file p2p_config.pml, line 3, "
-        "column 8",
-        message);
+        "DecodeException: not found value begin tag, token, file p2p_config.pml, line 3, column 8",
+        zan_test::messageOf<zan::pml::DecodeException>(
+            [] { zan::logger_factory::instance("first"); }));
     // The logger works, and so does everything that asks for the configuration.
     zan::console::setOn(false);
     ZAN_INFO(zan::logger_factory::instance("first"), "alive");
@@ -173,18 +164,13 @@ TEST(ConfigOfLoggers, IsReadAtTheirFirstUse) {
     zan::pml::stream out;
     log.codec(out);
     EXPECT_EQ(
-        "infoOn debugOn traceOn dataLogOn debugLogOn traceLogOn diagLogOn cmdLogOn commLogOn"
-        " hbLogOn appLogOn appLogs msgLogOn msgLogs useLogfile filename useDebugLogfile"
-        " filenameDebug maxNumofMsg maxCacheSize waitSeconds maxStringSize consoleOn mlcOn",
-        [&out] {
-            std::string names;
-            for (zan::pml::ntv::Unit const* u : *out.unit().listValue())
-                names += (names.empty() ? "" : " ") + u->name();
-            return names;
-        }());
+        "(infoOn()debugOn()traceOn()dataLogOn()debugLogOn()traceLogOn()diagLogOn()cmdLogOn()"
+        "commLogOn()hbLogOn()appLogOn()appLogs(C())msgLogOn()msgLogs(default())useLogfile()"
+        "filename()useDebugLogfile()filenameDebug()maxNumofMsg()maxCacheSize()waitSeconds()"
+        "maxStringSize()consoleOn()mlcOn())",
+        out.str(zan::pml::ShowMode::COMPACT, 4));
     zan::logger& other = zan::logger_factory::instance("other");
     out.setAsInputStream();
-    other.setInfoOn(false);
     other.codec(out);
     EXPECT_TRUE(other.infoOn());
     EXPECT_TRUE(other.appLogOn("C"));

@@ -2,8 +2,6 @@
 format says: vim runs itself, the TextMate grammar is run by the few rules of such grammars here."""
 
 import json
-import os
-import random
 import re
 import shutil
 import subprocess
@@ -13,6 +11,10 @@ import unittest
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[2]
+sys.path.append(str(ROOT / "tests/support"))
+
+from programs import seeded  # noqa: E402
+
 VIM = ROOT / "contrib/vim"
 GRAMMAR = ROOT / "contrib/textmate/pml.tmLanguage.json"
 
@@ -20,72 +22,56 @@ GRAMMAR = ROOT / "contrib/textmate/pml.tmLanguage.json"
 C, S, E, P, N, T, K, X = "CSEPNTKX"
 
 
+TOKEN = re.compile(r"""(?P<comment>\(\*) | (?P<mark>[():]) | (?P<escape>\^.?) | (?P<plain>[^():^'"]+)
+    | (?P<quoted>(?P<quote>['"])(?:\^.?|(?!(?P=quote))[^^])*(?P=quote)?)""", re.VERBOSE | re.DOTALL)
+
+
+def end_of_comment(text, at):
+    depth = 0
+    for mark in re.compile(r"\(\*|\*\)").finditer(text, at):
+        depth += 1 if mark[0] == "(*" else -1
+        if depth == 0:
+            return mark.end()
+    return len(text)
+
+
 def expected(text):
     """By the table of tokens in docs/formats/pml.md."""
     out = [X] * len(text)
     at, before = 0, ""  # the place, and what ended the token before
+    plain, cut = 0, False  # where the token's last plain run begins, and whether it is a part only
     while at < len(text):
-        pieces = [[]]  # plain runs of one token, cut by comments, quotes and escapes
-        end = ""
-        while at < len(text):
-            c = text[at]
-            if text.startswith("(*", at):
-                depth, start = 0, at
-                while at < len(text):
-                    if text.startswith("(*", at):
-                        depth, at = depth + 1, at + 2
-                    elif text.startswith("*)", at):
-                        depth, at = depth - 1, at + 2
-                        if depth == 0:
-                            break
-                    else:
-                        at += 1
-                out[start:at] = C * (at - start)
-                pieces.append([])
-            elif c in "():":
-                out[at] = P
-                at += 1
-                end = c
-                break
-            elif c == "^":
-                out[at:at + 2] = E * len(out[at:at + 2])
-                at += 2
-                pieces.append([])
-            elif c in "'\"":
-                out[at] = S
-                at += 1
-                while at < len(text) and text[at] != c:
-                    step = 2 if text[at] == "^" else 1
-                    out[at:at + step] = (E if step == 2 else S) * len(out[at:at + step])
-                    at += step
-                if at < len(text):
-                    out[at] = S
-                    at += 1
-                pieces.append([])
-            else:
-                pieces[-1].append(at)
-                at += 1
-        # Editors see one line at a time: a plain run, on the line of its end, is what they know.
-        run = pieces[-1]
-        last = "".join(text[i] for i in run)
-        keep = len(last.rstrip())
-        start = last.rfind("\n", 0, keep) + 1
-        body = [i for i in run[start:keep]]
-        while body and text[body[0]].isspace():
-            body.pop(0)
-        onLine = "\n" not in last[keep:]
-        if end in (":", "(") and onLine:
-            kind = N if before != ":" or end == ":" else T
-            if kind == T and (len(pieces) > 1 or "\n" in last):
-                kind = None  # a type of several pieces: left open
-            for i in body:
-                out[i] = kind
-        elif end == ")" and before == "(" and len(pieces) == 1 and "\n" not in last and re.fullmatch(
-                r"[-+]?\d+(\.\d+)?|true|false", last.strip()):
-            for i in body:
-                out[i] = K
-        before = end
+        match = TOKEN.match(text, at)
+        kind, end = match.lastgroup, match.end()
+        if kind == "mark":
+            begin, stop, color = looks(text[plain:at], before, text[at], cut)
+            out[plain + begin:plain + stop] = [color] * (stop - begin)
+            out[at] = P
+            before, plain, cut = text[at], end, False
+        elif kind != "plain":
+            if kind == "comment":
+                end = end_of_comment(text, at)
+            out[at:end] = {"comment": C, "escape": E, "quoted": S}[kind] * (end - at)
+            if kind == "quoted":
+                for escape in re.compile(r"\^.?", re.DOTALL).finditer(text, at, end):
+                    out[escape.start():escape.end()] = E * len(escape[0])
+            plain, cut = end, True
+        at = end
     return out
+
+
+def looks(run, before, mark, cut):
+    """Which part of a plain run has what class, by the marks around it."""
+    stop = len(run.rstrip())
+    # Editors see one line at a time: a plain run, on the line of its end, is what they know.
+    line = run.rfind("\n", 0, stop) + 1
+    begin = stop - len(run[line:stop].lstrip())
+    if mark != ")" and "\n" not in run[stop:]:
+        if before != ":" or mark == ":":
+            return begin, stop, N
+        return begin, stop, None if cut or "\n" in run else T  # of several pieces: left open
+    number = re.fullmatch(r"[-+]?\d+(\.\d+)?|true|false", run.strip())
+    return begin, stop, K if number and (before, mark, cut) == ("(", ")", False) and "\n" not in run else X
 
 
 class TextMate:
@@ -152,9 +138,7 @@ def corpus():
         data = file.read_bytes()
         if data.isascii() and not set(data) & set(b"\0\r\x0b\x0c\x1c\x1d\x1e"):
             texts.append(data.decode())
-    seed = int(os.environ.get("ZAN_TEST_SEED", random.SystemRandom().getrandbits(32)))
-    print(f"ZAN_TEST_SEED={seed}", file=sys.stderr)
-    rng = random.Random(seed)
+    rng = seeded()
     words = ["a", "port", "b c", ":int", "(", ")", "(", ")", " ", "\n    ", "(* x ' *)", "(* (* y *) ^ *)",
              "'q(:'", "\"d^\"e\"", "^(", "80", "true", "x*", "-1.5"]
     for _ in range(200):

@@ -21,7 +21,7 @@ WANTED = {
     "big": "'x' <repeats 200 times>...",
     "bytes": "3 of 3 bytes: 00 FF 41",
     "noBytes": "0 of 0 bytes",
-    "job": "Handle to UrgentJob, 2 in all = {object = ",
+    "job": re.compile(r"Handle to UrgentJob, 2 in all = \{object = .*number = 42.*level = 3"),
     "noJob": "null Handle to Job",
     "point": "2014-06-16 22:13:07.125000",
     "span": "1.500000 s",
@@ -34,7 +34,8 @@ WANTED = {
     "typed": "typed(IntegerValue) = {data = 5}",
     "node": '<order id="7" x="<">, 2 children = {[0] = <item> "bolt", [1] = <item>}',
     "attribute": 'key="value"',
-    "strings": 'std::vector of length 2, capacity 2 = {"one", "two"}',
+    # Shown by the compiler's library, where its printers are.
+    "strings": re.compile('"one"'),
 }
 
 
@@ -49,34 +50,22 @@ class Printers(unittest.TestCase):
     def stopped(self):
         return ["set host-charset UTF-8", "break here", "run", "up"]
 
-    def show(self, load):
-        out = self.gdb(load, *self.stopped(), *(f"print {n}" for n in WANTED))
-        if "ptrace: Operation not permitted" in out or "Could not trace" in out:
-            self.skipTest("gdb may not trace here")
-        return dict(zip(WANTED, re.findall(r"^\$\d+ = (.*)$", out, re.MULTILINE))), out
-
-    def test_each_type_shows_what_it_holds(self):
-        got, out = self.show(f"source {ROOT}/contrib/gdb/zan_printers.py")
-        self.assertEqual(set(WANTED), set(got), out)
-        for name, wanted in WANTED.items():
-            if name == "strings":
-                # The vector is shown by the compiler's library, where its printers are.
-                self.assertIn('"one"', got[name])
-            elif name == "noJob":
-                self.assertEqual(wanted, got[name])
-            elif name == "job":
-                self.assertTrue(got[name].startswith(wanted), got[name])
-                self.assertIn("number = 42", got[name])
-                self.assertIn("level = 3", got[name])
-            else:
-                self.assertEqual(wanted, got[name], name)
-
-    def test_damage_is_an_error_in_its_place_only(self):
+    def test_each_type_shows_what_it_holds_and_damage_is_an_error_in_its_place_only(self):
         out = self.gdb(f"source {ROOT}/contrib/gdb/zan_printers.py", *self.stopped(),
+                       *(f"print {name}" for name in WANTED),
                        "set var *(void**)&bytes = 8", "print bytes", "set var *(void**)&unit = 8",
                        "print unit", "print string")
-        self.assertRegex(out, r"\$3 = .caf")
+        if "ptrace: Operation not permitted" in out or "Could not trace" in out:
+            self.skipTest("gdb may not trace here")
         self.assertNotIn("Traceback", out)
+        shown = re.findall(r"^\$\d+ = (.*)$", out, re.MULTILINE)
+        self.assertEqual(len(WANTED) + 3, len(shown), out)
+        self.assertEqual(WANTED["string"], shown[-1])
+        for (name, wanted), got in zip(WANTED.items(), shown):
+            if isinstance(wanted, re.Pattern):
+                self.assertRegex(got, wanted, name)
+            else:
+                self.assertEqual(wanted, got, name)
 
     def test_loads_by_itself_beside_the_library(self):
         library = Path(os.environ["ZAN_LIB"]) if "ZAN_LIB" in os.environ else BIN.parent / "lib/libzan.so"

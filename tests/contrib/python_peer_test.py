@@ -3,23 +3,20 @@ the same bytes, and over a socket against courier_server. ZAN_BIN is the folder 
 
 import os
 import random
-import re
-import shutil
 import socket
 import subprocess
 import sys
-import tempfile
 import unittest
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[2]
-BIN = Path(os.environ.get("ZAN_BIN", ROOT / "build/release/bin")).resolve()
 PEER = ROOT / "contrib/python"
-sys.path.insert(0, str(PEER))
+sys.path[:0] = [str(PEER), str(ROOT / "tests/support")]
 
 import courier_send  # noqa: E402
 import zan_frame  # noqa: E402
 import zan_nbr  # noqa: E402
+from programs import BIN, InTempDir, Running, seeded  # noqa: E402
 
 
 def digits(text):
@@ -92,9 +89,7 @@ class SecondOpinion(unittest.TestCase):
     """The same random bytes, as Python and as C++ dump them."""
 
     def values(self):
-        seed = int(os.environ.get("ZAN_TEST_SEED", random.SystemRandom().getrandbits(32)))
-        print(f"ZAN_TEST_SEED={seed}", file=sys.stderr)
-        rng = random.Random(seed)
+        rng = seeded()
         pieces = [zan_nbr.BEGIN, zan_nbr.END, b"\0", b"\xf0", b"\x01\x01\x07", b"\xf1\x02ab",
                   b"\x02\x02\x00xy", b"\xff", b"\x05", b"\x29", b"\x04\x01\x00\x00\x00q"]
         for n in range(3000):
@@ -133,52 +128,38 @@ class SecondOpinion(unittest.TestCase):
         self.assertEqual(depth + 1, zan_nbr.dump(zan_nbr.decode(deep)).count(b"{"))
 
 
-class Server:
-    def __init__(self, folder):
-        self.inbox = folder / "inbox"
-        self._process = subprocess.Popen(
-            [BIN / "courier_server", "--port", "0", "--inbox", self.inbox], cwd=folder,
-            stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
-        line = self._process.stdout.readline().decode()
-        self.port = int(re.fullmatch(r"listening on (\d+)\n", line)[1])
-
-    def stop(self):
-        self._process.terminate()
-        self._process.communicate()
-        return self._process.returncode
-
-
 @unittest.skipUnless((BIN / "courier_server").exists(), "without examples")
-class CourierOverASocket(unittest.TestCase):
+class CourierOverASocket(InTempDir):
     def setUp(self):
-        self.dir = Path(tempfile.mkdtemp())
-        self.addCleanup(shutil.rmtree, self.dir)
-        self.server = Server(self.dir)
-        self.addCleanup(self.server.stop)
+        super().setUp()
+        self.inbox = self.dir / "inbox"
+        self.server = Running(self, BIN / "courier_server", "--port", "0", "--inbox", self.inbox, cwd=self.dir)
+        self.server.until(b"listening on ")
+        self.port = int(self.server.until(b"\n"))
 
     def test_files_and_folders_arrive(self):
-        (self.dir / "sub/empty").mkdir(parents=True)
         files = {"empty": b"", "a.txt": b"abc\n", "sub/big": random.randbytes(3 << 20) + bytes(3 << 20),
                  "n\udcff": b"a name that is no text"}
         for name, data in files.items():
-            (self.dir / name).write_bytes(data)
+            self.put(name, data)
+        (self.dir / "sub/empty").mkdir()
         for flag in ([], ["--gzip"]):
             run = subprocess.run([sys.executable, PEER / "courier_send.py", *flag, "127.0.0.1",
-                                  str(self.server.port), *files, "sub/empty"],
+                                  str(self.port), *files, "sub/empty"],
                                  cwd=self.dir, capture_output=True, timeout=120,
                                  env={**os.environ, "PYTHONIOENCODING": "utf-8:surrogateescape"})
             self.assertEqual((0, b""), (run.returncode, run.stderr))
             self.assertEqual(len(files) + 1, run.stdout.count(b": stored: "), run.stdout)
             for name, data in files.items():
-                self.assertEqual(data, (self.server.inbox / name).read_bytes(), name)
-                (self.server.inbox / name).unlink()
-            self.assertTrue((self.server.inbox / "sub/empty").is_dir())
-        self.assertEqual(0, self.server.stop())
+                self.assertEqual(data, (self.inbox / name).read_bytes(), name)
+                (self.inbox / name).unlink()
+            self.assertTrue((self.inbox / "sub/empty").is_dir())
+        self.server.process.terminate()
+        self.assertEqual(0, self.server.process.wait())
 
     def test_refusals_come_with_their_reason_and_the_connection_goes_on(self):
-        file = self.dir / "f"
-        file.write_bytes(b"x" * (5 << 20))
-        courier = courier_send.Courier("127.0.0.1", self.server.port)
+        file = self.put("f", b"x" * (5 << 20))
+        courier = courier_send.Courier("127.0.0.1", self.port)
         for name in ("../f", "/f", "a//b", ""):
             stored, words = courier.file(name, file)
             self.assertFalse(stored, name)
@@ -187,7 +168,7 @@ class CourierOverASocket(unittest.TestCase):
         courier.close()
 
     def test_answers_are_well_formed_frames(self):
-        with socket.create_connection(("127.0.0.1", self.server.port), timeout=30) as peer:
+        with socket.create_connection(("127.0.0.1", self.port), timeout=30) as peer:
             peer.sendall(zan_frame.frame(zan_nbr.encode_list(
                 [(0, "unsigned char", courier_send.FOLDER), (1, "Ulong", 7), (2, "istr", b"x")])))
             answer = next(zan_frame.frames(peer))

@@ -1,5 +1,6 @@
 #include "zan/mlc/alloc_table.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -65,8 +66,7 @@ TEST(AllocSnapshots, AreWhatTheStackWas) {
         ASSERT_EQ(6000u - live.size(), table.counters().freed);
         table.close();
         EXPECT_FALSE(table.remove(live.begin()->second.handle)) << "the report has it";
-        unsigned long bucket = 0;
-        unsigned long last = 0;
+        std::pair<unsigned long, unsigned long> before(0, 0);
         auto const all = table.all();
         ASSERT_EQ(live.size(), all.size());
         for (AllocTable::Saved const* const saved : all) {
@@ -74,10 +74,9 @@ TEST(AllocSnapshots, AreWhatTheStackWas) {
             auto const& want = live[record.requestId].bytes;
             ASSERT_EQ(1280u, record.stackRead);
             ASSERT_EQ(0, std::memcmp(want.data(), record.stackBytes, 1280)) << record.requestId;
-            unsigned long const of = record.requestId % zan::ALLOC_HASH_ENTRIES;
-            ASSERT_TRUE(of > bucket || (of == bucket && record.requestId > last));
-            bucket = of;
-            last = record.requestId;
+            std::pair const order(record.requestId % zan::ALLOC_HASH_ENTRIES, record.requestId);
+            ASSERT_LT(before, order);
+            before = order;
         }
         table.drop();
         table.open();
@@ -96,13 +95,9 @@ TEST(AllocCounters, CountHeadsAndWhatIsBehindThem) {
     EXPECT_TRUE(table.remove(handles[0]));  // the next one is the head now
     EXPECT_TRUE(table.remove(handles[3]));
     auto const c = table.counters();
-    EXPECT_EQ(4u, c.inserts);
-    EXPECT_EQ(2u, c.collisions);
-    EXPECT_EQ(2u, c.freed);
-    EXPECT_EQ(2u, c.used);
-    EXPECT_EQ(4u, c.maxUsed);
-    EXPECT_EQ(1u, c.chained);
-    EXPECT_EQ(2u, c.maxChained);
+    unsigned long const all[] = {c.inserts, c.collisions, c.freed,     c.used,
+                                 c.maxUsed, c.chained,    c.maxChained};
+    EXPECT_THAT(all, testing::ElementsAre(4, 2, 2, 2, 4, 1, 2));
     table.close();
 }
 

@@ -5,8 +5,8 @@
 #include <map>
 #include <memory>
 
+#include "support/text.h"
 #include "support/vectors.h"
-#include "zan/log/log_dumper.h"
 #include "zan/nbr/stream.h"
 
 namespace {
@@ -102,11 +102,9 @@ Type const& type(std::string const& name) {
     return all.at(name);
 }
 
-std::string shown(nbr::ValueBase const* value) {
-    if (value == nullptr) return "null";
-    zan::dumper d(true);
-    d << *value;
-    return d.str();
+void expectTree(nbr::ValueBase* made, std::string const& text, unsigned long line) {
+    std::unique_ptr<nbr::ValueBase> const tree(made);
+    EXPECT_EQ(text, dumped(tree.get(), true)) << "line " << line;
 }
 
 TEST(NbrVectors, WritersMakeTheseBytes) {
@@ -120,25 +118,22 @@ TEST(NbrVectors, WritersMakeTheseBytes) {
 TEST(NbrVectors, ReadersGetTheseValues) {
     for (Vector const& v : vectors("nbr.txt", "read")) {
         std::string const bytes = fromDigits(v.fields[1]);
-        std::unique_ptr<nbr::ValueBase> const tree(nbr::parser::from(bytes));
-        auto const* const value = dynamic_cast<nbr::SimpleValue const*>(tree.get());
-        ASSERT_NE(nullptr, value) << "line " << v.line;
-        EXPECT_TRUE(type(v.fields[0]).reads(*value, v.fields[2])) << "line " << v.line;
+        nbr::InputStream const in{zan::istr(bytes)};
+        ASSERT_NE(nullptr, in.getSimpleValue()) << "line " << v.line;
+        EXPECT_TRUE(type(v.fields[0]).reads(*in.getSimpleValue(), v.fields[2]))
+            << "line " << v.line;
     }
 }
 
 TEST(NbrVectors, TreesAndLookUpsAndRefusals) {
     for (Vector const& v : vectors("nbr.txt", "tree")) {
         std::string const bytes = fromDigits(v.fields[0]);
-        std::unique_ptr<nbr::ValueBase> const tree(nbr::parser::from(bytes));
-        std::string text = shown(tree.get());
-        EXPECT_EQ(v.fields[1], text) << "line " << v.line;
+        expectTree(nbr::parser::from(bytes), v.fields[1], v.line);
     }
     for (Vector const& v : vectors("nbr.txt", "find")) {
         std::string const bytes = fromDigits(v.fields[1]);
         auto const id = static_cast<unsigned char>(std::stoi(v.fields[0]));
-        std::unique_ptr<nbr::ValueBase> const found(nbr::parser::from(bytes, id));
-        EXPECT_EQ(v.fields[2], shown(found.get())) << "line " << v.line;
+        expectTree(nbr::parser::from(bytes, id), v.fields[2], v.line);
     }
     for (Vector const& v : vectors("nbr.txt", "fail")) {
         std::string const bytes = fromDigits(v.fields[0]);

@@ -2,12 +2,12 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <map>
 #include <sstream>
 #include <string>
 
 #include "support/temp_dir.h"
+#include "support/text.h"
 #include "zan/base/version.h"
 #include "zan/pml/pml_t.h"
 #include "zan/tcp/tcp_impl_base.h"
@@ -74,26 +74,24 @@ TEST(PmlCodec, MissingAndUnreadableFieldsKeepTheirDefaults) {
     EXPECT_TRUE(in.logs.empty());
 }
 
-TEST(PmlCodec, OfEndpoints) {
+TEST(PmlCodec, OfEndpointsAndVersions) {
     zan::TcpAddr addr(8080, "127.0.0.1");
     zan::pml::stream s;
     addr.codec(s);
-    EXPECT_EQ("(ip(127.0.0.1)port(8080))", s.toPml(false));
+    EXPECT_EQ("(ip(127.0.0.1)port(8080))", s.toPml());
     zan::TcpAddr read(1, "x");
     zan::pml::stream in("server(port(99999) ip(10.0.0.1))", false);
     read.codec(in);
     EXPECT_EQ(zan::TcpAddr(1, "10.0.0.1"), read);
-}
 
-TEST(PmlCodec, OfVersions) {
-    zan::Version v(2, 3);
-    zan::pml::stream s;
-    v.codec(s);
-    EXPECT_EQ("(version(2)patch(3))", s.toPml(false));
-    zan::Version read;
-    s.setAsInputStream();
-    read.codec(s);
-    EXPECT_TRUE(v == read);
+    zan::Version version(2, 3);
+    zan::pml::stream both;
+    version.codec(both);
+    EXPECT_EQ("(version(2)patch(3))", both.toPml());
+    zan::Version back;
+    both.setAsInputStream();
+    back.codec(both);
+    EXPECT_TRUE(version == back);
 }
 
 struct Key : zan::pml::name_id {
@@ -111,15 +109,12 @@ TEST(PmlStream, LooksUpChildrenByNameAndByPath) {
     EXPECT_EQ(&in["b"], &in[Key()]);
     EXPECT_EQ(&Unit::null(), &in["none"]);
     s["made"];
-    EXPECT_EQ("a(b(c(1))d()made())", s.toPml(false));
     EXPECT_EQ("a(\n    b(c(1))\n    d()\n    made()\n)", s.toPml(true));
-    zan::pml::stream const other("a(b(9) e(2))", false);
-    s.combine(other);
-    EXPECT_EQ("a(b(c(1))d()made()e(2))", s.str(1, 7));
+    s.combine(zan::pml::stream("a(b(9) e(2))", false));
+    EXPECT_EQ("a(b(c(1))d()made()e(2))", s.toPml());
     s.clear();
     s.enter("T", "n");
     s.enter("T2", "n2");
-    EXPECT_EQ("n:T()", s.toPml(false));
     s.value("v");
     std::ostringstream os;
     os << s;
@@ -127,27 +122,21 @@ TEST(PmlStream, LooksUpChildrenByNameAndByPath) {
     String text("=");
     text << s;
     EXPECT_EQ("=n:T(v)", text);
-    zan::dumper d(true);
-    d << s;
-    EXPECT_EQ("{direction_=input unit_=n:T'v'}", d.str());
+    EXPECT_EQ("{direction_=input unit_=n:T'v'}", zan_test::dumped(s, true));
 }
 
 TEST(PmlStream, MovesTreesTextsAndLists) {
-    zan::pml::stream s("a:t(b(1))", false);
     Unit u(istr("n"));
-    u << s;
+    u << zan::pml::stream("a:t(b(1))", false);
     EXPECT_EQ("n:t(b(1))", u.str());
     zan::pml::stream target;
     target.name("keeps");
     u >> target;
-    EXPECT_EQ("keeps:t(b(1))", target.toPml(false));
-    Unit const none(istr("none"));
-    none >> target;
-    EXPECT_EQ("keeps:t(b(1))", target.toPml(false));
+    Unit(istr("none")) >> target;
+    EXPECT_EQ("keeps:t(b(1))", target.toPml());
     zan::pml::stream const wide(L"a(\xE9)", false);
-    EXPECT_EQ("\xC3\xA9", std::string(wide.unit().getStringValue()));
-    zan::pml::stream const body("b(1)", true);
-    EXPECT_EQ("(b(1))", body.toPml(false));
+    EXPECT_EQ("a(\"\xC3\xA9\")", wide.toPml());
+    EXPECT_EQ("(b(1))", zan::pml::stream("b(1)", true).toPml());
 }
 
 TEST(PmlTypes, StandForTextAndFiles) {
@@ -160,17 +149,15 @@ TEST(PmlTypes, StandForTextAndFiles) {
     std::string const name = dir.file("f.pml");
     zan::pml::pmlFile f(name, false);
     EXPECT_FALSE(f.toNTV(u));
-    EXPECT_TRUE(zan::pml::pmlString("b(c(1)d(2))").toNTV(u));
+    EXPECT_TRUE(s.toNTV(u));
     EXPECT_TRUE(f.fromNTV(u, 4, 7));
-    Unit back;
-    EXPECT_TRUE(f.toNTV(back));
-    EXPECT_EQ("b(c(1)d(2))", back.str());
-    EXPECT_TRUE(zan::pml::pmlFile(name, true).toNTV(back));
-    EXPECT_EQ("(b(c(1)d(2)))", back.str());
-    zan::pml::stream const from(name, zan::pml::from_file(), false);
-    EXPECT_EQ("b(c(1)d(2))", from.str());
-    zan::pml::stream const missing(dir.file("none"), zan::pml::from_file(), false);
-    EXPECT_TRUE(missing.unit().empty());
+    EXPECT_EQ("a(1)", dir.content("f.pml"));
+    EXPECT_TRUE(f.toNTV(u));
+    EXPECT_TRUE(zan::pml::pmlFile(name, true).toNTV(u));
+    EXPECT_EQ("(a(1))", u.str());
+    zan::pml::from_file const file;
+    EXPECT_EQ("a(1)", zan::pml::stream(name, file, false).str());
+    EXPECT_TRUE(zan::pml::stream(dir.file("none"), file, false).unit().empty());
 }
 
 }  // namespace

@@ -2,12 +2,11 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
 #include <random>
 #include <sstream>
 #include <string>
 
+#include "support/pml.h"
 #include "support/seed.h"
 #include "support/temp_dir.h"
 #include "zan/pml/ntv_integervalue.h"
@@ -20,136 +19,115 @@ using zan::String;
 using zan::pml::ShowMode;
 using zan::pml::ShowPattern;
 using zan::pml::ntv::Unit;
-
-Unit read(istr const& text) {
-    Unit u;
-    zan::pml::ntvFromPml(u, text);
-    return u;
-}
+using zan_test::parsedPml;
 
 char const FIRST[] = "cfg:t(log(level(3) file(\"a:b\"))port:int(80))";
+char const FIRST_LINES[] =
+    "cfg:t(\n"
+    "    log(\n"
+    "        level(3)\n"
+    "        file(\"a:b\")\n"
+    "    )\n"
+    "    port:int(80)\n"
+    ")";
 
-TEST(PmlLayouts, AreThoseOfTheExamples) {
-    Unit u;
-    zan::pml::ntvFromPml(u, FIRST);
-    std::string const compact = "cfg:t(log(level(3)file(\"a:b\"))port:int(80))";
-    std::string const lines =
-        "cfg:t(\n"
-        "    log(\n"
-        "        level(3)\n"
-        "        file(\"a:b\")\n"
-        "    )\n"
-        "    port:int(80)\n"
-        ")";
-    EXPECT_EQ(compact, u.str(ShowMode::COMPACT, 7));
-    EXPECT_EQ(lines, u.str(ShowMode::SIMPLE, 7));
-    EXPECT_EQ(lines, u.str(ShowMode::FORMATTED, 7));
-    EXPECT_EQ(compact, u.str(ShowMode::MIXED, 7));
-    EXPECT_EQ("(((3)(\"a:b\"))(80))", u.str(ShowMode::COMPACT, 1));
-    EXPECT_EQ("cfg(log(level()file())port())", u.str(ShowMode::COMPACT, 4));
-    EXPECT_EQ(
-        "list(\n"
-        "        :item(1)\n"
-        "        :item(2)\n"
-        "        :item(    x(1)    y(2))\n"
-        ")",
-        read("list(:item(1):item(2):item(x(1)y(2)))").str(ShowMode::MIXED, 7));
-    Unit a;
-    zan::pml::ntvFromPml(a, "a(b(1)c(2))");
-    EXPECT_EQ(
-        "(* / *) a(\n"
-        "    (* /b *) b(1)\n"
-        "    (* /c *) c(2)\n"
-        ")",
-        a.str(ShowMode::FORMATTED, 15));
-    EXPECT_EQ("a(\n    b(1)\n    c(2)\n)", a.str(ShowMode::SIMPLE, 15));
-}
-
-TEST(PmlLayouts, AtTheirEdges) {
-    for (int mode = 1; mode <= 4; ++mode) EXPECT_EQ("a(1)", read("a(1)").str(mode, 7));
-    EXPECT_EQ("a(\n    (1)\n    (2)\n)", read("a((1)(2))").str(4, 7));
-    EXPECT_EQ("a(b(c(1)))", read("a(b(c(1)))").str(4, 7));
-    EXPECT_EQ("a(\n    b(c(1))\n    d(\n        e(1)\n        f(2)\n    )\n)",
-              read("a(b(c(1))d(e(1)f(2)))").str(2, 7));
-    EXPECT_EQ("a(\n    b(\n        c(1)\n        d(2)\n    )\n)", read("a(b(c(1)d(2)))").str(4, 7));
-    EXPECT_EQ("a()", Unit(istr("a")).str(4, 7));
+TEST(PmlLayouts, AreThese) {
+    struct {
+        char const* unit;
+        int mode;
+        int pattern;
+        char const* text;
+    } const table[] = {
+        {FIRST, ShowMode::COMPACT, 7, "cfg:t(log(level(3)file(\"a:b\"))port:int(80))"},
+        {FIRST, ShowMode::SIMPLE, 7, FIRST_LINES},
+        {FIRST, ShowMode::FORMATTED, 7, FIRST_LINES},
+        {FIRST, ShowMode::MIXED, 7, "cfg:t(log(level(3)file(\"a:b\"))port:int(80))"},
+        {FIRST, ShowMode::COMPACT, 1, "(((3)(\"a:b\"))(80))"},
+        {FIRST, ShowMode::COMPACT, 4, "cfg(log(level()file())port())"},
+        {"list(:item(1):item(2):item(x(1)y(2)))", ShowMode::MIXED, 7,
+         "list(\n"
+         "        :item(1)\n"
+         "        :item(2)\n"
+         "        :item(    x(1)    y(2))\n"
+         ")"},
+        {"a(b(1)c(2))", ShowMode::FORMATTED, 15,
+         "(* / *) a(\n"
+         "    (* /b *) b(1)\n"
+         "    (* /c *) c(2)\n"
+         ")"},
+        {"a(b(1)c(2))", ShowMode::SIMPLE, 15, "a(\n    b(1)\n    c(2)\n)"},
+        {"a((1)(2))", ShowMode::FORMATTED, 7, "a(\n    (1)\n    (2)\n)"},
+        {"a(b(c(1)))", ShowMode::FORMATTED, 7, "a(b(c(1)))"},
+        {"a(b(c(1))d(e(1)f(2)))", ShowMode::SIMPLE, 7,
+         "a(\n    b(c(1))\n    d(\n        e(1)\n        f(2)\n    )\n)"},
+        {"a(b(c(1)d(2)))", ShowMode::FORMATTED, 7,
+         "a(\n    b(\n        c(1)\n        d(2)\n    )\n)"},
+        {"a)", ShowMode::FORMATTED, 7, "a()"},
+        {"", ShowMode::COMPACT, 7, "()"},
+        {"n^^a^\"(1)", ShowMode::COMPACT, 7, "n^^a^\"(1)"},
+        {"a^:b(\"a:b\")", ShowMode::COMPACT, 7, "a:b(\"a:b\")"},
+        {"a:t(1)", ShowMode::COMPACT, 6, "a:t()"},
+    };
+    for (auto const& row : table)
+        EXPECT_EQ(row.text, parsedPml(row.unit).str(row.mode, row.pattern)) << row.unit;
+    for (int mode = 1; mode <= 4; ++mode) EXPECT_EQ("a(1)", parsedPml("a(1)").str(mode, 7));
     Unit list(istr("a"));
     list.initValueAsList();
-    EXPECT_EQ("a()", list.str(4, 7));
-    EXPECT_EQ("()", Unit().str(1, 7));
-    EXPECT_EQ("n^^a^\"(1)", Unit("n^a\"", "", "1").str(1, 7));
-    EXPECT_EQ("a:b(\"a:b\")", Unit("a:b", "", "a:b").str(1, 7));
-    EXPECT_EQ("a:t()", Unit("a", "t", "1").str(1, 6));
-    String out("x");
-    EXPECT_TRUE(zan::pml::ntvToPml(read("a(1)"), out, 1, 7));
-    EXPECT_EQ("xa(1)", out);
-    EXPECT_FALSE(zan::pml::ntvToPml(read("a(1)"), out, 5, 7));
-    EXPECT_FALSE(zan::pml::ntvToPml(read("a(1)"), out, 0, 7));
-    EXPECT_EQ("xa(1)", out);
+    EXPECT_EQ("a()", list.str(ShowMode::FORMATTED, 7));
 }
 
 TEST(PmlLayouts, ShowTypedValuesThatReadBackAsText) {
     Unit u(istr("a"));
     u.value(zan::pml::ntv::IntegerValue::create(5));
     EXPECT_EQ("a(5)", u.str(1, 7));
-    EXPECT_EQ("5", std::string(read(u.str(1, 7)).getStringValue()));
     u.value(zan::pml::ntv::TimeValue::create(zan::Time::seconds(1402899187)));
     String const time = zan::Time::seconds(1402899187).toFullDateTime();
     EXPECT_EQ("a('" + time + "')", u.str(1, 7));
-    EXPECT_EQ(time, std::string(read(u.str(1, 7)).getStringValue()));
+    EXPECT_EQ(time, std::string(parsedPml(u.str(1, 7)).getStringValue()));
     EXPECT_EQ("a()", u.str(1, 6));
 }
 
 TEST(PmlOutputs, AgreeInAllForms) {
-    Unit u;
-    zan::pml::ntvFromPml(u, FIRST);
+    Unit const u = parsedPml(FIRST);
     zan_test::TempDir const dir;
     zan::pml::File const file{istr(dir.file("out.pml"))};
     for (int mode = 1; mode <= 4; ++mode) {
-        String text;
-        EXPECT_TRUE(zan::pml::ntvToPml(u, text, mode, 7));
+        String const text = u.str(mode, 7);
+        String appended("x");
+        EXPECT_TRUE(zan::pml::ntvToPml(u, appended, mode, 7));
+        EXPECT_EQ("x" + text, appended);
         std::ostringstream os;
         EXPECT_TRUE(zan::pml::ntvToPml(u, os, mode, 7));
         EXPECT_EQ(text, os.str());
         EXPECT_TRUE(zan::pml::ntvToPml(u, file, mode, 7));
-        std::ifstream in(file.filename());
-        EXPECT_EQ(text, std::string(std::istreambuf_iterator<char>(in), {}));
+        EXPECT_EQ(text, dir.content("out.pml"));
         String formatted;
-        EXPECT_TRUE(zan::pml::format(FIRST, formatted, mode, 7));
-        EXPECT_EQ(text, formatted);
-        formatted.clear();
         EXPECT_TRUE(zan::pml::format(file, formatted, mode, 7));
         EXPECT_EQ(text, formatted);
     }
+    String text;
+    for (int const unknown : {0, 5}) EXPECT_FALSE(zan::pml::ntvToPml(u, text, unknown, 7));
     zan::pml::File const nowhere{istr(dir.file("no/such"))};
     EXPECT_FALSE(zan::pml::ntvToPml(u, nowhere, 1, 7));
-    String text;
     EXPECT_FALSE(zan::pml::format(nowhere, text, 1, 7));
+    EXPECT_EQ("", text);
     std::ostringstream os;
     os << u;
-    EXPECT_EQ(u.str(4, 7), os.str());
+    EXPECT_EQ(FIRST_LINES, os.str());
     text << u;
-    EXPECT_EQ(u.str(4, 7), text);
+    EXPECT_EQ(FIRST_LINES, text);
 }
 
 TEST(PmlOutputs, NameTheirModesAndPatterns) {
-    auto const shown = [](auto const& v) {
-        std::ostringstream os;
-        os << v;
-        return os.str();
-    };
-    EXPECT_EQ("COMPACT", shown(ShowMode()));
-    EXPECT_EQ("SIMPLE", shown(ShowMode(2)));
-    EXPECT_EQ("MIXED", shown(ShowMode(3)));
-    EXPECT_EQ("FORMATTED", shown(ShowMode(4)));
-    EXPECT_EQ("<UnknownShowMode>", shown(ShowMode(5)));
-    EXPECT_EQ("NONE", shown(ShowPattern(0)));
-    EXPECT_EQ("NAME TYPE VALUE", shown(ShowPattern()));
-    EXPECT_EQ("PATH NAME TYPE VALUE", shown(ShowPattern(15)));
-    EXPECT_EQ("PATH VALUE", shown(ShowPattern(0).show_path(true).show_value(true)));
+    std::ostringstream os;
+    for (int mode = 1; mode <= 5; ++mode) os << ShowMode(mode) << ' ';
+    EXPECT_EQ("COMPACT SIMPLE MIXED FORMATTED <UnknownShowMode> ", os.str());
+    os.str("");
+    os << ShowPattern(0) << ", " << ShowPattern() << ", " << ShowPattern(0).show_path(true);
+    EXPECT_EQ("NONE, NAME TYPE VALUE, PATH", os.str());
     Unit u;
     u << ShowMode(4);
-    EXPECT_EQ("FORMATTED", std::string(u.getStringValue()));
+    EXPECT_EQ("(FORMATTED)", u.str());
 }
 
 // --- What is rendered reads back as the same tree, in every layout.
@@ -180,14 +158,6 @@ void grow(Unit& u, std::mt19937_64& random, int depth) {
     }
 }
 
-void expectSame(Unit const& a, Unit const& b) {
-    ASSERT_EQ(a.name(), b.name());
-    ASSERT_EQ(a.type(), b.type());
-    ASSERT_EQ(a.numofChildren(), b.numofChildren());
-    ASSERT_EQ(std::string(a.getStringValue()), std::string(b.getStringValue()));
-    for (unsigned long i = 0; i < a.numofChildren(); ++i) expectSame(a[i], b[i]);
-}
-
 TEST(PmlRoundTrip, TreesSurviveEveryLayout) {
     auto random = zan_test::makeRandom();
     for (int round = 0; round < 100; ++round) {
@@ -196,9 +166,9 @@ TEST(PmlRoundTrip, TreesSurviveEveryLayout) {
         for (int mode = 1; mode <= 4; ++mode) {
             for (int pattern : {7, 15}) {
                 String const text = u.str(mode, pattern);
-                Unit back;
-                zan::pml::ntvFromPml(back, istr(text));
-                ASSERT_NO_FATAL_FAILURE(expectSame(u, back)) << "round " << round << "\n" << text;
+                Unit const back = parsedPml(text);
+                ASSERT_EQ(zan_test::shape(u), zan_test::shape(back)) << "round " << round << "\n"
+                                                                     << text;
                 ASSERT_EQ(text, back.str(mode, pattern));
             }
         }

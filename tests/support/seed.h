@@ -1,6 +1,7 @@
 #pragma once
 
 #include <random>
+#include <string>
 
 namespace zan_test {
 
@@ -11,6 +12,13 @@ unsigned long seed();
 // A generator for one test. The same seed gives the same numbers, whichever other tests ran.
 inline std::mt19937_64 makeRandom() {
     return std::mt19937_64(seed());
+}
+
+// Bytes below `kinds`.
+inline std::string randomBytes(std::mt19937_64& random, std::size_t size, unsigned kinds = 256) {
+    std::string bytes(size, 0);
+    for (char& c : bytes) c = static_cast<char>(random() % kinds);
+    return bytes;
 }
 
 }  // namespace zan_test

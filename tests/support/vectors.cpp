@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <fstream>
 #include <sstream>
 
@@ -40,9 +41,12 @@ std::string fromDigits(std::string const& text) {
     std::istringstream in(text);
     for (std::string word; in >> word;) {
         if (word == "-") continue;
-        auto const times = word.find('*');
-        bytes.append(times == std::string::npos ? 1 : std::stoul(word.substr(times + 1)),
-                     static_cast<char>(std::stoi(word.substr(0, 2), nullptr, 16)));
+        auto const end = word.find('*');
+        std::string piece;
+        for (std::size_t at = 0; at + 1 < std::min(end, word.size()); at += 2)
+            piece += static_cast<char>(std::stoi(word.substr(at, 2), nullptr, 16));
+        auto times = end == std::string::npos ? 1 : std::stoul(word.substr(end + 1));
+        while (times-- != 0) bytes += piece;
     }
     return bytes;
 }

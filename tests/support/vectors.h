@@ -15,7 +15,7 @@ struct Vector {
 // Those of the kind. Fails the test where there is none.
 std::vector<Vector> vectors(std::string const& file, std::string const& kind);
 
-// The bytes of "01 02 41*300"; none of "-".
+// The bytes of "01 02 41*300", or "0102*2 03"; none of "-".
 std::string fromDigits(std::string const& text);
 
 }  // namespace zan_test

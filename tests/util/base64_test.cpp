@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "support/seed.h"
+#include "support/vectors.h"
 
 namespace {
 
@@ -28,14 +29,11 @@ std::string decoded(istr const& in) {
 }
 
 TEST(Base64Text, VectorsOfTheRfc) {
-    char const* const vectors[][2] = {{"f", "Zg=="},           {"fo", "Zm8="},
-                                      {"foo", "Zm9v"},         {"foob", "Zm9vYg=="},
-                                      {"fooba", "Zm9vYmE="},   {"foobar", "Zm9vYmFy"},
-                                      {"\xFB\xFF\xBF", "+/+/"}};
-    for (auto const& v : vectors) {
-        EXPECT_EQ(v[1], encoded(v[0]));
-        EXPECT_EQ(v[0], decoded(v[1]));
+    for (auto const& v : zan_test::vectors("ciphers.txt", "base64")) {
+        EXPECT_EQ(v.fields[1], encoded(v.fields[0]));
+        EXPECT_EQ(v.fields[0], decoded(v.fields[1]));
     }
+    EXPECT_EQ("+/+/", encoded("\xFB\xFF\xBF"));
     String kept("text");
     Base64::encode(istr(), kept, true);
     Base64::encode(std::vector<unsigned char>(), kept, false);
@@ -62,7 +60,6 @@ TEST(Base64Text, TheDecoderTakesAnything) {
     EXPECT_EQ(std::string("fo\0", 3), decoded("Zm8"));
     EXPECT_EQ("foobar", decoded(" Z\tm9\r\nvY-m_F.y\xFF"));
     EXPECT_EQ("fof", decoded("Zm8=Zg==")) << "padding does not end it";
-    EXPECT_EQ("ff", decoded("Zg==Zg=="));
     EXPECT_EQ("g\xFF", decoded("Zz=/")) << "the third byte without the second";
     EXPECT_EQ("\xFF", decoded("===="));
     EXPECT_EQ("", decoded(" \r\n-"));
@@ -72,8 +69,7 @@ TEST(Base64Text, TheDecoderTakesAnything) {
 TEST(Base64Text, RoundTripsWithNoise) {
     auto random = zan_test::makeRandom();
     for (int i = 0; i < 2000; ++i) {
-        std::string raw(1 + random() % 200, 0);
-        for (char& c : raw) c = static_cast<char>(random());
+        std::string const raw = zan_test::randomBytes(random, 1 + random() % 200);
         std::string text = encoded(raw, random() % 2 != 0);
         EXPECT_EQ(raw, decoded(text));
         for (auto n = random() % 20; n != 0; --n)

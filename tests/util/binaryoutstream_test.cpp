@@ -8,6 +8,7 @@
 
 namespace {
 
+using namespace std::string_literals;
 using namespace zan;
 
 template <class T>
@@ -17,32 +18,20 @@ std::string bytesOf(T const& v) {
     return out.str();
 }
 
-std::string raw(char const* bytes, std::size_t n) {
-    return std::string(bytes, n);
-}
-
 TEST(BinaryOutWire, Values) {
     BinaryOutStream out;
-    out.write(short(300)).write(String("ab"));
-    EXPECT_EQ(
-        "\1\2\x2C\1\1\2"
-        "ab",
-        std::string(out.str()));
-    EXPECT_EQ(raw("", 1), bytesOf(null_type()));
-    EXPECT_EQ(raw("\1\0", 2), bytesOf(empty_type()));
+    out.write(short(300)).write(String("xy"));
+    EXPECT_EQ("\1\2\x2C\1\1\2xy", std::string(out.str()));
+    EXPECT_EQ("\0"s, bytesOf(null_type()));
+    EXPECT_EQ("\1\0"s, bytesOf(empty_type()));
     EXPECT_EQ("\1\1\xC8", bytesOf(static_cast<unsigned char>(200)));
     EXPECT_EQ("\1\1\1", bytesOf(Bit(true)));
     EXPECT_EQ("\1\2\xFF\xFF", bytesOf(static_cast<char>(-1)));
     EXPECT_EQ("\1\4\xFF\xFF\xFF\xFF", bytesOf(-1l));
-    EXPECT_EQ(raw("\1\4\0\0\0\x80", 6), bytesOf(2147483648ul));
-    EXPECT_EQ(raw("\1\4\0\0\x80\x3F", 6), bytesOf(1.0f));
-    EXPECT_EQ(
-        "\1\3"
-        "abc",
-        bytesOf("abc"))
-        << "a literal is no bool";
+    EXPECT_EQ("\1\4\0\0\x80\x3F"s, bytesOf(1.0f));
+    EXPECT_EQ("\1\3xyz", bytesOf("xyz")) << "a literal is no bool";
     EXPECT_EQ("\1\2\xC3\xA9", bytesOf(L"\u00E9"));
-    EXPECT_EQ(raw("\2\x2C\1", 3) + std::string(300, 'x'), bytesOf(Bytes(std::string(300, 'x'))));
+    EXPECT_EQ("\2\x2C\1" + std::string(300, 'x'), bytesOf(Bytes(std::string(300, 'x'))));
     out.buffer().psize(0);
     out.writeRaw("ab", npos).writeRaw(istr("c")).writeRaw(static_cast<unsigned char>('d'));
     EXPECT_EQ("abcd", std::string(out.str()));

@@ -6,10 +6,12 @@
 
 #include "support/log_capture.h"
 #include "support/seed.h"
+#include "support/text.h"
 
 namespace {
 
 using namespace zan;
+using zan_test::messageOf;
 
 // The packing, byte by byte as it is defined.
 std::string packedByRule(uint64 v, unsigned long cap) {
@@ -36,9 +38,6 @@ TEST(BinaryPacking, AsTheRuleAtEveryWidth) {
             ASSERT_EQ(v & mask, BinaryStream::readUint(out, n, 8));
         }
     }
-    char out[4];
-    EXPECT_EQ(4, BinaryStream::writeInt(out, -1, 4));
-    EXPECT_EQ(1, BinaryStream::writeInt(out, 5L, 4));
 }
 
 TEST(BinaryUnpacking, SizesThatAreNone) {
@@ -46,16 +45,11 @@ TEST(BinaryUnpacking, SizesThatAreNone) {
     EXPECT_EQ(0u, BinaryStream::readUint(istr(), 4));
     EXPECT_EQ(0u, BinaryStream::readUint(istr(std::string(256, 'x')), 4)) << "narrowed to 0";
     EXPECT_EQ(0xFFFF, BinaryStream::readInt(istr("\xFF\xFF"), 4)) << "no sign";
-    for (auto const& [size, text] : std::vector<std::pair<unsigned, char const*>>{
-             {128, "invalid size -128"}, {255, "invalid size -1"}}) {
-        zan_test::LogCapture log;
-        try {
-            BinaryStream::readUint(istr(std::string(size, 'x')), 8);
-            ADD_FAILURE() << size;
-        } catch (BinaryDecodeException const& e) {
-            EXPECT_EQ(std::string("BinaryDecodeException: ") + text, e.msg());
-            EXPECT_STREQ("zan::BinaryDecodeException", e.name());
-        }
+    for (auto const& [size, text] : {std::pair(128, "-128"), std::pair(255, "-1")}) {
+        zan_test::LogCapture const log;
+        std::string const bytes(static_cast<std::size_t>(size), 'x');
+        EXPECT_EQ("BinaryDecodeException: invalid size " + std::string(text),
+                  messageOf<BinaryDecodeException>([&] { BinaryStream::readUint(bytes, 8); }));
         EXPECT_TRUE(log.has("THROWING"));
     }
     EXPECT_THROW(BinaryStream::readUint("123456789", 9, 9), BinaryDecodeException);

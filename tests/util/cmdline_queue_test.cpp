@@ -2,39 +2,33 @@
 
 #include <gtest/gtest.h>
 
-#include <iostream>
+#include <atomic>
 #include <sstream>
 #include <thread>
 
 #include "support/log_capture.h"
+#include "support/standard_input.h"
 #include "zan/log/console.h"
 
 namespace {
 
 using namespace zan;
 
-// std::cin and std::cerr are strings for as long as this lives.
-class Screen {
+// Besides, std::cerr is a string.
+class Screen : public zan_test::StandardInput {
 public:
-    explicit Screen(std::string const& input) : input_(input) {
-        in_ = std::cin.rdbuf(input_.rdbuf());
-        err_ = std::cerr.rdbuf(output_.rdbuf());
+    explicit Screen(std::string const& input) : StandardInput(input) {
+        saved_ = std::cerr.rdbuf(output_.rdbuf());
         // A prompt that an earlier reader has left standing would not be shown again.
         console::destroy();
         console::setOn(false);
     }
-    ~Screen() {
-        std::cin.rdbuf(in_);
-        std::cin.clear();
-        std::cerr.rdbuf(err_);
-    }
+    ~Screen() { std::cerr.rdbuf(saved_); }
     std::string shown() const { return output_.str(); }
 
 private:
-    std::istringstream input_;
     std::ostringstream output_;
-    std::streambuf* in_;
-    std::streambuf* err_;
+    std::streambuf* saved_;
 };
 
 TEST(CommandLines, ComeInOrderAndWithoutTheReadersOwn) {
@@ -74,13 +68,11 @@ TEST(CommandLines, AWaitEndsByItsTimeOrByTheClose) {
 TEST(CommandLines, ASecondOpenReplacesTheThread) {
     zan_test::LogCapture const log;
     Screen const screen("");
-    {
-        CmdLineQueue queue;
-        ASSERT_TRUE(queue.open(L""));
-        ASSERT_TRUE(queue.open(L""));
-        EXPECT_EQ(1u, log.count("thread stopped."));
-        queue.close();
-    }
+    CmdLineQueue queue;
+    ASSERT_TRUE(queue.open(L""));
+    ASSERT_TRUE(queue.open(L""));
+    EXPECT_EQ(1u, log.count("thread stopped."));
+    queue.close();
     EXPECT_EQ(2u, log.count("thread stopped."));
 }
 

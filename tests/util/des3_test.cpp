@@ -4,47 +4,30 @@
 
 #include "support/log_capture.h"
 #include "support/seed.h"
-#include "zan/util/hex16.h"
+#include "support/vectors.h"
 
 namespace {
 
 using namespace zan;
-
-Bytes bytesOf(char const* hex) {
-    Bytes bytes;
-    Hex16::decode(hex, bytes);
-    return bytes;
-}
+using zan_test::fromDigits;
+using zan_test::randomBytes;
 
 TEST(DesVectors, KnownAnswers) {
-    // The first is the worked example of the standard's literature; then come those of SP 500-20
-    // for the permutations, the keys and the substitutions.
-    char const* const vectors[][3] = {{"133457799BBCDFF1", "0123456789ABCDEF", "85E813540F0AB405"},
-                                      {"0101010101010101", "95F8A5E5DD31D900", "8000000000000000"},
-                                      {"0101010101010101", "0000000000000001", "166B40B44ABA4BD6"},
-                                      {"8001010101010101", "0000000000000000", "95A8D72813DAA94D"},
-                                      {"0101010101010102", "0000000000000000", "869EFD7F9F265A09"},
-                                      {"1046913489980131", "0000000000000000", "88D55E54F54C97B4"},
-                                      {"7CA110454A1A6E57", "01A1D6D039776742", "690F5B0D9A26939B"},
-                                      {"0131D9619DC1376E", "5CD54CA83DEF57DA", "7A389D10354BD271"},
-                                      {"07A1133E4A0B2686", "0248D43806F67172", "868EBB51CAB4599A"},
-                                      {"1C587F1C13924FEF", "305532286D6F295A", "63FAC0D034D9F793"}};
-    for (auto const& v : vectors) {
+    for (auto const& v : zan_test::vectors("ciphers.txt", "des")) {
+        std::string const key = fromDigits(v.fields[0]);
         Bytes out;
-        EXPECT_TRUE(des3::encode(bytesOf(v[1]), out, bytesOf(v[0])));
-        EXPECT_EQ(istr(bytesOf(v[2])), istr(out)) << v[2];
-        EXPECT_TRUE(des3::decode(out, out, bytesOf(v[0])));
-        EXPECT_EQ(istr(bytesOf(v[1])), istr(out)) << v[1];
+        EXPECT_TRUE(des3::encode(fromDigits(v.fields[1]), out, key));
+        EXPECT_EQ(fromDigits(v.fields[2]), std::string(istr(out))) << "line " << v.line;
+        EXPECT_TRUE(des3::decode(out, out, key));
+        EXPECT_EQ(fromDigits(v.fields[1]), std::string(istr(out))) << "line " << v.line;
     }
 }
 
 TEST(DesText, EachBlockStandsForItselfAndIsFilledUp) {
     auto random = zan_test::makeRandom();
     for (unsigned long n = 0; n < 70; ++n) {
-        std::string text(n, 0);
-        for (char& c : text) c = static_cast<char>(random());
-        std::string key(random() % 9, 0);
-        for (char& c : key) c = static_cast<char>(random());
+        std::string text = randomBytes(random, n);
+        std::string const key = randomBytes(random, random() % 9);
         Bytes all;
         ASSERT_TRUE(des3::encode(text, all, key));
         ASSERT_EQ((n + 7) / 8 * 8, all.size());

@@ -1,33 +1,37 @@
 #include "zan/util/directory.h"
 
 #include <fcntl.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <filesystem>
-#include <fstream>
-#include <map>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "support/assertions.h"
 #include "support/log_capture.h"
+#include "support/pml.h"
 #include "support/temp_dir.h"
+#include "support/text.h"
 #include "zan/base/exception.h"
-#include "zan/log/log_dumper.h"
-#include "zan/pml/pml_t.h"
 #include "zan/util/file.h"
 
 namespace {
 
 using namespace zan;
 namespace fs = std::filesystem;
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::Gt;
+using testing::Lt;
+using testing::UnorderedElementsAre;
 
 class DirectoryWalk : public testing::Test {
 protected:
-    void file(std::string const& name, std::size_t size) {
-        std::ofstream(dir_.file(name)) << std::string(size, 'x');
-    }
+    void file(std::string const& name, std::size_t size) { dir_.put(name, std::string(size, 'x')); }
     void folder(std::string const& name) { fs::create_directories(dir_.path() / name); }
     void link(std::string const& to, std::string const& name) {
         fs::create_symlink(to, dir_.path() / name);
@@ -35,13 +39,19 @@ protected:
     std::wstring home() const { return libraryName(dir_.path().string()); }
     std::wstring in(std::wstring const& name) const { return home() + L'\\' + name; }
 
-    static std::map<std::wstring, __int64> sizes(Directory const& d) {
-        std::map<std::wstring, __int64> result;
-        for (DirItem const& item : d.items()) {
+    // Each item as it dumps itself.
+    static std::vector<std::string> items(std::vector<DirItem> const& all) {
+        std::vector<std::string> texts;
+        for (DirItem const& item : all) {
             EXPECT_TRUE(!item.isDir || item.size == -1);
-            EXPECT_TRUE(result.emplace(item.path, item.size).second);
+            texts.push_back(zan_test::dumped(item, true));
         }
-        return result;
+        return texts;
+    }
+    std::vector<std::string> walked() const {
+        Directory d;
+        EXPECT_TRUE(d.setup(home()));
+        return items(d.items());
     }
 
     zan_test::TempDir dir_;
@@ -54,37 +64,20 @@ TEST_F(DirectoryWalk, ShowsDirectoriesAheadOfTheirContent) {
     EXPECT_EQ(0u, empty.numof());
     EXPECT_EQ(1, empty.totalSize());
     folder("sub/deeper");
-    folder("void");
     file("sub/a.txt", 0);
     file("sub/deeper/b", 2);
-    file("c", 100);
     file("\xC3\xA4", 1);
     Directory d;
     EXPECT_TRUE(d.setup(home() + L"/"));
-    std::map<std::wstring, __int64> const want{
-        {L"sub", -1},  {L"sub\\a.txt", 0}, {L"sub\\deeper", -1}, {L"sub\\deeper\\b", 2},
-        {L"void", -1}, {L"c", 100},        {L"\u00E4", 1}};
-    EXPECT_EQ(want, sizes(d));
-    EXPECT_EQ(1 + 3 + 1 + 2 + 100 + 1, d.totalSize());
-    auto const place = [&](std::wstring const& path) {
-        return std::find_if(d.items().begin(), d.items().end(),
-                            [&](DirItem const& item) { return item.path == path; }) -
-               d.items().begin();
-    };
-    EXPECT_LT(place(L"sub"), place(L"sub\\deeper"));
-    EXPECT_LT(place(L"sub\\deeper\\b"), place(L"sub\\a.txt"));
-    EXPECT_LT(place(L"void"), place(L"c"));
-    EXPECT_EQ(d.files().find("/sub/deeper"),
-              d.at(static_cast<unsigned long>(place(L"sub\\deeper"))).unit);
+    EXPECT_THAT(items(d.items()), ElementsAre("sub, <dir>", "sub\\deeper, <dir>",
+                                              "sub\\deeper\\b, 2", "sub\\a.txt, 0", "\xC3\xA4, 1"));
+    EXPECT_EQ(1 + 2 + 1 + 2 + 1, d.totalSize());
+    EXPECT_EQ(d.files().find("/sub/deeper"), d.at(1).unit);
     EXPECT_THROW((void)d.at(d.numof()), OutOfRangeException);
-    dumper text(true);
-    d.items()[static_cast<unsigned long>(place(L"c"))].dump(text);
-    d.items()[static_cast<unsigned long>(place(L"void"))].dump(text);
-    EXPECT_EQ("c, 100void, <dir>", text.str());
-    EXPECT_EQ(L"x", DirItem(false, L"x", 5, nullptr).path);
-    EXPECT_EQ(0, DirItem().size.value());
+    EXPECT_EQ("x, 5", zan_test::dumped(DirItem(false, L"x", 5, nullptr), true));
 
     // Only some of it; what stands below is read in full.
+    file("c", 100);
     Directory some;
     EXPECT_TRUE(some.setup(home(), {L"c", L"sub", L"c"}));
     EXPECT_EQ(5u, some.numof());
@@ -93,9 +86,8 @@ TEST_F(DirectoryWalk, ShowsDirectoriesAheadOfTheirContent) {
     EXPECT_FALSE(Directory().setup(home(), {L"c", L"nothing"}));
     EXPECT_EQ(1u, log_.count("not valid file: "));
     EXPECT_FALSE(Directory().setup(home(), {L""}));
-    EXPECT_FALSE(Directory().setup(in(L"nothing")));
-    EXPECT_FALSE(Directory().setup(in(L"c")));
-    EXPECT_FALSE(Directory().setup(L""));
+    for (std::wstring const& root : {in(L"nothing"), in(L"c"), std::wstring()})
+        EXPECT_FALSE(Directory().setup(root));
 }
 
 TEST_F(DirectoryWalk, FollowsLinksButNotInCircles) {
@@ -106,16 +98,10 @@ TEST_F(DirectoryWalk, FollowsLinksButNotInCircles) {
     link("f", "a/g");
     link("/dev/null", "null");
     ASSERT_EQ(0, mkfifo(dir_.file("fifo").c_str(), 0600));
-    Directory d;
-    EXPECT_TRUE(d.setup(home()));
-    std::map<std::wstring, __int64> const want{
-        {L"a", -1},   {L"a\\b", -1}, {L"a\\b\\up", -1}, {L"a\\side", -1}, {L"a\\side\\up", -1},
-        {L"a\\f", 7}, {L"a\\g", 7},  {L"null", 0},      {L"fifo", -1}};
-    EXPECT_EQ(want, sizes(d));
+    EXPECT_THAT(walked(), UnorderedElementsAre("a, <dir>", "a\\b, <dir>", "a\\b\\up, <dir>",
+                                               "a\\side, <dir>", "a\\side\\up, <dir>", "a\\f, 7",
+                                               "a\\g, 7", "null, 0", "fifo, -1"));
     EXPECT_EQ(2u, log_.count("link back to a directory on the way: "));
-    Directory some;
-    EXPECT_TRUE(some.setup(home(), {L"a"}));
-    EXPECT_EQ(7u, some.numof());
     link("nowhere", "broken");
     EXPECT_FALSE(Directory().setup(home()));
     EXPECT_EQ(1u, log_.count("not valid file: "));
@@ -125,16 +111,12 @@ TEST_F(DirectoryWalk, LeavesOutWhatItCannotHold) {
     file("good", 3);
     file("bad\xFF", 3);
     file("back\\slash", 3);
-    Directory d;
-    EXPECT_TRUE(d.setup(home()));
-    EXPECT_EQ(1u, d.numof());
+    EXPECT_THAT(walked(), ElementsAre("good, 3"));
     EXPECT_EQ(2u, log_.count("name left out: "));
     if (geteuid() == 0) return;  // who may read everything
     folder("closed");
     ASSERT_EQ(0, chmod(dir_.file("closed").c_str(), 0));
-    Directory other;
-    EXPECT_TRUE(other.setup(home()));
-    EXPECT_EQ(2u, other.numof());
+    EXPECT_THAT(walked(), ElementsAre("closed, <dir>", "good, 3"));
     EXPECT_TRUE(log_.has("cannot read directory: "));
     chmod(dir_.file("closed").c_str(), 0700);
 }
@@ -151,11 +133,9 @@ TEST_F(DirectoryWalk, TakesNoStackForDepth) {
     }
     close(at);
     file("last", 5);
-    Directory d;
-    EXPECT_TRUE(d.setup(home()));
-    EXPECT_GT(d.numof(), 15u);
-    EXPECT_LT(d.numof(), 25u);
-    EXPECT_EQ(L"last", d.items().back().path);
+    std::vector<std::string> const reached = walked();
+    EXPECT_THAT(reached.size(), AllOf(Gt(15u), Lt(25u)));
+    EXPECT_EQ("last, 5", reached.back());
     EXPECT_EQ(1u, log_.count("cannot read directory: "));
 
     pml::ntv::Unit deep("root");
@@ -165,17 +145,14 @@ TEST_F(DirectoryWalk, TakesNoStackForDepth) {
         unit = unit->at("d");
         unit->initValueAsList();
     }
-    std::vector<DirItem> items;
-    EXPECT_TRUE(Directory::recurseDirTree(iwstr(), deep, &items));
-    EXPECT_EQ(3000u, items.size());
-    unit->addChild("x");
+    std::vector<DirItem> all;
+    EXPECT_TRUE(Directory::recurseDirTree(iwstr(), deep, &all));
+    EXPECT_EQ(3000u, all.size());
     (*unit)["y"].at("z");
-    items.clear();
-    EXPECT_TRUE(Directory::recurseDirTree(L"r", *unit, &items));
-    ASSERT_EQ(4u, items.size());
-    EXPECT_EQ(L"r\\y\\z", items[3].path);
-    EXPECT_EQ(-1, items[3].size.value());
-    EXPECT_FALSE(Directory::recurseDirTree(L"r", pml::ntv::Unit("leaf"), &items));
+    all.clear();
+    EXPECT_TRUE(Directory::recurseDirTree(L"r", *unit, &all));
+    EXPECT_THAT(items(all), ElementsAre("r, <dir>", "r\\y, <dir>", "r\\y\\z, -1"));
+    EXPECT_FALSE(Directory::recurseDirTree(L"r", pml::ntv::Unit("leaf"), &all));
 }
 
 TEST_F(DirectoryWalk, IsKeptAsPmlAndReadBack) {
@@ -189,15 +166,14 @@ TEST_F(DirectoryWalk, IsKeptAsPmlAndReadBack) {
     Directory d;
     ASSERT_TRUE(d.setup(home()));
     ASSERT_EQ(306u, d.numof());
-    pml::ntv::Unit read;
-    ASSERT_TRUE(pml::ntvFromPml(read, istr(d.files().str())));
-    std::vector<DirItem> items;
-    EXPECT_TRUE(Directory::recurseDirTree(iwstr(), read, &items));
-    ASSERT_EQ(d.numof(), items.size());
-    for (unsigned long i = 0; i < items.size(); ++i) {
-        EXPECT_EQ(d.at(i).path, items[i].path);
+    std::vector<DirItem> read;
+    pml::ntv::Unit const files = zan_test::parsedPml(d.files().str());
+    EXPECT_TRUE(Directory::recurseDirTree(iwstr(), files, &read));
+    ASSERT_EQ(d.numof(), read.size());
+    for (unsigned long i = 0; i < read.size(); ++i) {
         __int64 size = -1;
-        if (!d.at(i).isDir) *items[i].unit >> size;
+        if (!d.at(i).isDir) *read[i].unit >> size;
+        EXPECT_EQ(d.at(i).path, read[i].path);
         EXPECT_EQ(d.at(i).size.value(), size);
     }
 }
@@ -231,10 +207,10 @@ TEST_F(DirectoryFile, KindsAndSizes) {
     EXPECT_FALSE(TriBool().valid());
     EXPECT_TRUE(TriBool(true).isTrue() && TriBool(false).isFalse());
     EXPECT_NE(TriBool(), TriBool(false));
-    EXPECT_TRUE(Directory::createFile(in(L"full"), false));
-    EXPECT_EQ(4, Directory::getFileSize(in(L"full")));
-    EXPECT_TRUE(Directory::createFile(in(L"full"), true));
-    EXPECT_TRUE(Directory::isEmptyFile(in(L"full")));
+    for (bool const anew : {false, true}) {
+        EXPECT_TRUE(Directory::createFile(in(L"full"), anew));
+        EXPECT_EQ(anew ? 0 : 4, Directory::getFileSize(in(L"full")));
+    }
     EXPECT_FALSE(Directory::createFile(in(L"none\\x"), true));
 }
 
@@ -245,12 +221,11 @@ TEST_F(DirectoryFile, PiecesAreReadAndWritten) {
     EXPECT_TRUE(Directory::writeTo(path, 0, "0123456789"));
     EXPECT_TRUE(Directory::writeTo(path, 4, "ab"));
     EXPECT_TRUE(Directory::writeTo(path, 12, ""));
-    EXPECT_TRUE(Directory::readFrom(path, 3, piece));
-    EXPECT_EQ(istr("3ab6"), istr(piece));
-    EXPECT_TRUE(Directory::readFrom(path, 8, piece));
-    EXPECT_EQ(istr("89"), istr(piece));
-    EXPECT_TRUE(Directory::readFrom(path, 10, piece));
-    EXPECT_TRUE(piece.empty());
+    for (auto const& [from, wanted] :
+         {std::pair(3, "3ab6"), std::pair(8, "89"), std::pair(10, "")}) {
+        EXPECT_TRUE(Directory::readFrom(path, from, piece));
+        EXPECT_EQ(istr(wanted), istr(piece));
+    }
     EXPECT_FALSE(Directory::readFrom(path, -1, piece));
     Bytes none;
     EXPECT_FALSE(Directory::readFrom(path, 0, none));
@@ -262,7 +237,6 @@ TEST_F(DirectoryFile, PiecesAreReadAndWritten) {
     EXPECT_EQ(istr("\0\0x", 3), istr(piece));
     Directory::closeFile(handle);
     EXPECT_FALSE(Directory::readFileAt(handle, 0, piece));
-    EXPECT_TRUE(piece.empty());
     EXPECT_EQ(reinterpret_cast<void*>(-1), Directory::openFileForRead(in(L"none")));
     EXPECT_FALSE(Directory::writeTo(in(L"none\\x"), 0, "x"));
 }

@@ -11,15 +11,15 @@ using namespace zan;
 
 TEST(HexText, EveryByteBothWays) {
     std::string raw;
-    for (int i = 0; i < 256; ++i) raw += static_cast<char>(i);
+    std::string digits;
+    for (int i = 0; i < 256; ++i) {
+        raw += static_cast<char>(i);
+        digits += "0123456789ABCDEF"[i / 16];
+        digits += "0123456789ABCDEF"[i % 16];
+    }
     String text("old");
     Hex16::encode(raw, text);
-    ASSERT_EQ(512u, text.size());
-    for (unsigned i = 0; i < 256; ++i) {
-        char want[3];
-        std::snprintf(want, sizeof want, "%02X", i);
-        EXPECT_EQ(want, text.substr(2 * i, 2));
-    }
+    EXPECT_EQ(digits, text);
     Bytes bytes;
     Hex16::decode(text, bytes);
     EXPECT_EQ(istr(raw), istr(bytes));
@@ -28,8 +28,6 @@ TEST(HexText, EveryByteBothWays) {
     EXPECT_EQ(istr(raw), istr(bytes));
     Hex16::encode(istr(), text);
     EXPECT_EQ("", text);
-    Hex16::decode(istr(), bytes);
-    EXPECT_TRUE(bytes.empty());
 }
 
 TEST(HexText, WhatIsNoDigitSetsBits) {

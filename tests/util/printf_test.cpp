@@ -4,8 +4,8 @@
 
 #include <memory>
 #include <sstream>
-
-#include "zan/log/log_dumper.h"
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -27,10 +27,7 @@ TEST(PrintfPlaceholders, AreFilledOneAfterTheOther) {
         {"a${x}b${y}c", {"1", "2"}, "a1b2c"},
         {"a${x}b${y}c", {"1"}, "a1b${y}c"},
         {"a${x}b${y}c", {"1", "2", "3"}, "a1b2c3"},
-        {"a${x}b${y}c", {"", "2"}, "ab2c"},
-        {"plain", {}, "plain"},
         {"plain", {"1", "2"}, "plain12"},
-        {"", {}, ""},
         {"", {"1"}, "1"},
         {nullptr, {"1"}, "1"},
         {"ab${x", {"1"}, "ab1"},
@@ -58,9 +55,7 @@ TEST(PrintfPlaceholders, AreFilledAnewAndInCopies) {
     std::ostringstream os;
     Printf("a$}", '$', '{', '}', '\\').dump(os);
     EXPECT_EQ(
-        "@zan::Printf{"
-        "\n    format_ = 'a$}'"
-        "\n    tags_ = @zan::vector{"
+        "@zan::Printf{\n    format_ = 'a$}'\n    tags_ = @zan::vector{"
         "\n        [0]@zan::Printf::Tag{\n            begin_ = 0\n            end_ = 1\n        }"
         "\n        [1]@zan::Printf::Tag{\n            begin_ = 1\n            end_ = 3\n        }"
         "\n    }\n    curr_ = 0\n    tempbuf_ = \n    result_ = "

@@ -11,22 +11,20 @@
 namespace zan {
 namespace {
 
-std::vector<std::string> parts(char const* text, char sep, bool keepBlanks) {
-    std::vector<String> out;
-    Util::split(String(text), out, sep, keepBlanks);
-    return std::vector<std::string>(out.begin(), out.end());
-}
-
 TEST(UtilSplit, PartsAreOneMoreThanSeparators) {
-    using List = std::vector<std::string>;
-    EXPECT_EQ((List{"a", "b"}), parts("a, b", ',', false));
-    EXPECT_EQ((List{"a", " b"}), parts("a, b", ',', true));
-    EXPECT_EQ((List{""}), parts("", ',', false));
-    EXPECT_EQ((List{"", ""}), parts(",", ',', false));
-    EXPECT_EQ((List{"a", "", "b ", ""}), parts("a,,\t b ,", ',', false));
-    std::vector<String> out = {String("kept")};
-    Util::split(String("x"), out, ',', false);
-    EXPECT_EQ((std::vector<String>{String("kept"), String("x")}), out);
+    struct {
+        char const* text;
+        bool keepBlanks;
+        std::vector<String> parts;
+    } const table[] = {{"a, b", false, {"kept", "a", "b"}},
+                       {"a, b", true, {"kept", "a", " b"}},
+                       {"", false, {"kept", ""}},
+                       {"a,,\t b ,", false, {"kept", "a", "", "b ", ""}}};
+    for (auto const& row : table) {
+        std::vector<String> parts{"kept"};
+        Util::split(String(row.text), parts, ',', row.keepBlanks);
+        EXPECT_EQ(row.parts, parts) << row.text;
+    }
 }
 
 TEST(UtilSplit, FirstWordAndRestOfTheLine) {

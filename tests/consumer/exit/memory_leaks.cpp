@@ -2,23 +2,14 @@
 // the place, and nothing else; and a program under the checker runs as it does without.
 #include <dlfcn.h>
 #include <malloc.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <iostream>
-#include <iterator>
 #include <map>
 #include <regex>
-#include <string>
 #include <thread>
 #include <vector>
 
@@ -61,21 +52,21 @@ struct Known {
     unsigned long size;  // 0 for any
 };
 constexpr Known KNOWN[] = {
-    {byMalloc, "app::byMalloc", 101},
-    {byCalloc, "app::byCalloc", 102},
-    {byNew, "app::byNew", 1},
-    {byNewArray, "app::byNewArray", 104},
-    {byContainer, "app::byContainer", 0},  // the container and what is in it
-    {byTracked, "app::byTracked", sizeof(int)},
+    {byMalloc, "byMalloc", 101},
+    {byCalloc, "byCalloc", 102},
+    {byNew, "byNew", 1},
+    {byNewArray, "byNewArray", 104},
+    {byContainer, "byContainer", 0},  // the container and what is in it
+    {byTracked, "byTracked", sizeof(int)},
     {byThread, "operator()", 106},
-    {byRealloc, "app::byRealloc", 108},
-    {byStrdup, "app::byStrdup", 10},
-    {byAligned, "app::byAligned", 128},
-    {byOverAligned, "app::byOverAligned", 256},
-    {byNothrow, "app::byNothrow", 111},
-    {byNothing, "app::byNothing", 0},
-    {byFile, "app::byFile", 0},
-    {byTask, "app::byTask", 115},
+    {byRealloc, "byRealloc", 108},
+    {byStrdup, "byStrdup", 10},
+    {byAligned, "byAligned", 128},
+    {byOverAligned, "byOverAligned", 256},
+    {byNothrow, "byNothrow", 111},
+    {byNothing, "byNothing", 0},
+    {byFile, "byFile", 0},
+    {byTask, "byTask", 115},
 };
 
 // --- What a program under the checker does. Each ends with 0.
@@ -96,15 +87,6 @@ int leaveNothing() {
         throw std::runtime_error("thrown");
     } catch (std::exception const&) {
     }
-    char* line = nullptr;
-    size_t size = 0;
-    std::FILE* const file = std::fopen("/proc/self/status", "r");
-    while (getline(&line, &size, file) > 0) {
-    }
-    std::free(line);
-    std::fclose(file);
-    char* const path = realpath("/proc/self/exe", nullptr);
-    std::free(path);
     zan::logger& log = zan::logger_factory::instance("leaves.nothing");
     log.open("leaves_nothing.log");
     log.start();
@@ -176,19 +158,13 @@ int forks() {
 int handlerCalls = 0;
 
 int sizes() {
-    int bad = 0;
-    auto const expect = [&bad](bool ok, int line) {
-        if (!ok) std::fprintf(stderr, "line %d\n", line);
-        bad += ok ? 0 : 1;
-    };
-#define EXPECT(condition) expect(condition, __LINE__)
+#define EXPECT(condition) check(condition, #condition, "")
     auto const aligned = [](void* p, unsigned long to) {
         return p != nullptr && reinterpret_cast<std::uintptr_t>(p) % to == 0;
     };
     unsigned long const huge = 2ul << 30;
-    auto* const big = static_cast<char*>(std::malloc(huge));
-    EXPECT(big != nullptr);
-    if (big != nullptr) big[huge - 1] = 1;
+    auto* const big = static_cast<char*>(std::calloc(huge, 1));
+    EXPECT(big != nullptr && big[huge - 1] == 0);
     std::free(big);
     void* const none = std::malloc(0);
     EXPECT(none != nullptr);
@@ -199,21 +175,21 @@ int sizes() {
         p = std::realloc(p, 100000);
         EXPECT(p != nullptr && malloc_usable_size(p) >= 100000);
         std::free(p);
-        EXPECT(aligned(p = memalign(to, 7), to));
-        std::free(p);
-        EXPECT(aligned(p = std::aligned_alloc(to, to), to));
-        std::free(p);
+        for (void* const other : {memalign(to, 7), std::aligned_alloc(to, to)}) {
+            EXPECT(aligned(other, to));
+            std::free(other);
+        }
         auto const a = static_cast<std::align_val_t>(to);
         EXPECT(aligned(p = operator new(3, a), to));
         operator delete(p, a);
         EXPECT(aligned(p = operator new[](3, a, std::nothrow), to));
         operator delete[](p, a);
     }
+    for (void* const page : {valloc(10), pvalloc(10)}) {
+        EXPECT(aligned(page, 4096));
+        std::free(page);
+    }
     void* p = nullptr;
-    EXPECT(aligned(p = valloc(10), 4096));
-    std::free(p);
-    EXPECT(aligned(p = pvalloc(10), 4096));
-    std::free(p);
     EXPECT(posix_memalign(&p, 3, 10) == EINVAL);
     unsigned long volatile most = ~0ul / 4;
     char* volatile kept = static_cast<char*>(std::malloc(10));
@@ -238,10 +214,10 @@ int sizes() {
     } catch (std::bad_alloc const&) {
         EXPECT(handlerCalls == 2);
     }
-    return bad;
+    return failures;
 }
 
-int useUpFiles() {
+int withoutDescriptors() {
     byNewArray();
     return 0;
 }
@@ -255,26 +231,31 @@ int allFormsOfText(zan::OutputForm form, int trace) {
     return zan::endAllocCheck() == 115 ? 0 : 3;
 }
 
+struct Case {
+    char const* name;
+    int (*run)();
+    unsigned long leaks;
+    char const* function;  // that forgot them
+};
+constexpr Case CASES[] = {
+    {"nothing", leaveNothing, 0, ""},
+    {"threads", manyThreads, 4, "app::byMalloc"},
+    {"forks", forks, 1, "app::byNew"},
+    {"sizes", sizes, 0, ""},
+    {"files", withoutDescriptors, 1, "app::byNewArray"},
+};
+
 }  // namespace app
 
 namespace {
 
-// The exit status of a copy of this program that runs the case; what it prints is in out.txt.
-int run(std::string const& program, char const* name) {
-    pid_t const child = fork();
-    if (child == 0) {
-        setenv("LD_PRELOAD", CHECKER_LIBRARY, 1);
-        setenv("ZAN_MEM_LEAK_CHECK", "on", 1);
-        if (std::freopen("out.txt", "w", stdout) == nullptr) _exit(103);
-        if (std::freopen("screen.txt", "w", stderr) == nullptr) _exit(103);
-        execl(program.c_str(), program.c_str(), name, static_cast<char*>(nullptr));
-        _exit(104);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
+// The report of a copy of this program that runs the case.
+std::string reportOf(std::string const& program, char const* name, char const* form) {
+    std::filesystem::remove(program + form);
+    int const status = run(program, name);
     check(status == 0, std::string(name) + ": status " + std::to_string(status),
-          contentOf("screen.txt"));
-    return status;
+          contentOf("out.txt") + contentOf("screen.txt"));
+    return contentOf(program + form);
 }
 
 struct Leak {
@@ -293,49 +274,41 @@ std::vector<Leak> leaksOf(std::string const& report) {
     return leaks;
 }
 
-void checkKnown(std::string const& report) {
-    std::map<unsigned long, int> byLine;
-    for (Leak const& leak : leaksOf(report)) {
-        unsigned long const i = leak.line - app::FIRST_LINE;
-        if (leak.function == "forgetInLibrary") {
-            check(leak.line == 5 && leak.size == 107, "the library's", report);
-            ++byLine[0];
-        } else if (i < std::size(app::KNOWN)) {
-            app::Known const& known = app::KNOWN[i];
-            // What is inlined has no scopes in its name.
-            auto const at = leak.function.rfind(known.function);
-            check(at != std::string::npos &&
-                      at + std::strlen(known.function) == leak.function.size() &&
-                      (known.size == 0 || leak.size == known.size) &&
-                      leak.file.find("memory_leaks.cpp") != std::string::npos,
-                  std::string(known.function) + " is " + leak.function, report);
-            ++byLine[leak.line];
-        } else {
-            check(false, "not forgotten: " + leak.function, report);
-        }
-    }
-    check(byLine[0] == 1, "the library's", report);
-    for (unsigned long i = 0; i < std::size(app::KNOWN); ++i)
-        check(byLine[app::FIRST_LINE + i] == (app::KNOWN[i].run == app::byContainer ? 2 : 1),
-              std::string(app::KNOWN[i].function) + " once", report);
+std::string entry(std::string const& function, std::string const& file, unsigned long line,
+                  unsigned long size) {
+    return function + " " + file + ":" + std::to_string(line) + ", " + std::to_string(size);
 }
 
-void checkCount(std::string const& name, std::string const& report, unsigned long count,
-                char const* function) {
+// Each of the known once and nothing else; where two blocks are forgotten, each of the two.
+void checkKnown(std::string const& report) {
+    std::vector<std::string> wanted{entry("forgetInLibrary", "leaky.cpp", 5, 107)};
+    for (unsigned long i = 0; i < std::size(app::KNOWN); ++i) {
+        app::Known const& known = app::KNOWN[i];
+        wanted.insert(wanted.end(), known.run == app::byContainer ? 2 : 1,
+                      entry(known.function, "memory_leaks.cpp", app::FIRST_LINE + i, known.size));
+    }
+    std::vector<std::string> found;
+    for (Leak const& leak : leaksOf(report)) {
+        // What is inlined has no scopes in its name.
+        std::string const function = std::regex_replace(leak.function, std::regex(".*::"), "");
+        std::string const file = std::filesystem::path(leak.file).filename();
+        unsigned long const i = leak.line - app::FIRST_LINE;
+        bool const any = i < std::size(app::KNOWN) && app::KNOWN[i].size == 0;
+        found.push_back(entry(function, file, leak.line, any ? 0 : leak.size));
+    }
+    for (auto* const list : {&wanted, &found}) std::sort(list->begin(), list->end());
+    check(wanted == found, "the known leaks", report);
+}
+
+void checkCase(app::Case const& c, std::string const& report) {
+    std::string const name = c.name;
     auto const leaks = leaksOf(report);
     check(report.rfind("<MEMREPORT date=\"", 0) == 0 &&
               report.find("</MEMREPORT>\n") == report.size() - 13,
           name + ": a whole report", report);
-    check(leaks.size() == count, name + ": the number of leaks", report);
+    check(leaks.size() == c.leaks, name + ": the number of leaks", report);
     for (Leak const& leak : leaks)
-        check(leak.function == function, name + ": " + leak.function, report);
-}
-
-void checkText(std::string const& program, char const* name, char const* pattern) {
-    std::filesystem::remove(program + ".mem.log");
-    run(program, name);
-    std::string const report = contentOf(program + ".mem.log");
-    check(std::regex_search(report, std::regex(pattern)), name, report);
+        check(leak.function == c.function, name + ": " + leak.function, report);
 }
 
 constexpr char SIMPLE[] =
@@ -367,55 +340,48 @@ constexpr char TRACE[] =
     "\\d+: .*\n\\d+: .*app::allFormsOfText\\)\n(.*\n)*"
     "\n##### Memory Report ####";
 
-}  // namespace
-
-int main(int argc, char** argv) {
-    std::string const name = argc == 2 ? argv[1] : "";
+// What a copy of this program is for.
+int runNamed(std::string const& name) {
     if (name == "simple") return app::allFormsOfText(zan::SIMPLE_TEXT, 0);
     if (name == "detailed") return app::allFormsOfText(zan::DETAILED_TEXT, 4);
     if (name == "trace") return app::allFormsOfText(zan::SIMPLE_TEXT, 3);
-    if (!name.empty()) {
-        if (name == "files")
-            while (dup(0) >= 0) {
-            }
-        zan::InitFini const library;
-        if (name == "known") return app::forgetAll();
-        if (name == "nothing" || name == "full") return app::leaveNothing();
-        if (name == "threads") return app::manyThreads();
-        if (name == "forks") return app::forks();
-        if (name == "sizes") return app::sizes();
-        if (name == "files") return app::useUpFiles();
-        return 105;
-    }
+    if (name == "files")
+        while (dup(0) >= 0) {
+        }
+    zan::InitFini const library;
+    if (name == "known") return app::forgetAll();
+    for (app::Case const& c : app::CASES)
+        if (name == c.name) return c.run();
+    return 105;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc == 2) return runNamed(argv[1]);
     rlimit const fewFiles = {64, 64};
     setrlimit(RLIMIT_NOFILE, &fewFiles);
-    std::string const program = std::filesystem::current_path() / "forgets";
-    std::filesystem::copy_file("/proc/self/exe", program,
-                               std::filesystem::copy_options::overwrite_existing);
-    std::string const file = program + ".mem.xml-leaks";
-    std::filesystem::remove(file);
-    auto const report = [&](char const* of) {
-        run(program, of);
-        return contentOf(file);
-    };
-    checkKnown(report("known"));
-    checkCount("nothing", report("nothing"), 0, "");
-    checkCount("threads", report("threads"), 4, "app::byMalloc");
-    checkCount("forks", report("forks"), 1, "app::byNew");
-    checkCount("sizes", report("sizes"), 0, "");
-    checkCount("files", report("files"), 1, "app::byNewArray");
-    std::filesystem::remove(file);
-    std::filesystem::create_symlink("/dev/full", file);
-    run(program, "full");
-    check(contentOf("screen.txt").find("is not complete: No space left on device") !=
-              std::string::npos,
-          "a full disk", contentOf("screen.txt"));
-    std::filesystem::remove(file);
-    std::filesystem::create_directory(file);  // is no file
-    checkCount("no file", (run(program, "sizes"), contentOf("out.txt")), 0, "");
-    std::filesystem::remove(file);
-    checkText(program, "simple", SIMPLE);
-    checkText(program, "detailed", DETAILED);
-    checkText(program, "trace", TRACE);
+    std::string const program = copyOfThisProgram("forgets");
+    setenv("LD_PRELOAD", CHECKER_LIBRARY, 1);
+    setenv("ZAN_MEM_LEAK_CHECK", "on", 1);
+    char const* const xml = ".mem.xml-leaks";
+    checkKnown(reportOf(program, "known", xml));
+    for (app::Case const& c : app::CASES) checkCase(c, reportOf(program, c.name, xml));
+    // Where the report can't be written, or is no file.
+    std::filesystem::remove(program + xml);
+    std::filesystem::create_symlink("/dev/full", program + xml);
+    run(program, "nothing");
+    checkHas("screen.txt", "is not complete: No space left on device");
+    std::filesystem::remove(program + xml);
+    std::filesystem::create_directory(program + xml);
+    run(program, "sizes");
+    checkCase(app::CASES[3], contentOf("out.txt"));
+    std::filesystem::remove(program + xml);
+    for (auto const& [name, pattern] :
+         {std::pair("simple", SIMPLE), std::pair("detailed", DETAILED),
+          std::pair("trace", TRACE)}) {
+        std::string const report = reportOf(program, name, ".mem.log");
+        check(std::regex_search(report, std::regex(pattern)), name, report);
+    }
     return failures == 0 ? 0 : 1;
 }

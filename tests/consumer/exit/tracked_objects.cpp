@@ -1,35 +1,15 @@
 // A run with the book of tracked objects: the library at work in all its parts leaves nothing in
 // it and releases nothing unknown, and an object that the program forgets is named.
-#include <atomic>
-#include <condition_variable>
 #include <cstdio>
-#include <cstdlib>
 #include <fstream>
-#include <iterator>
-#include <mutex>
+#include <future>
 #include <string>
 
 #include "zan/zan.h"
 
+#include "checks.h"
+
 namespace {
-
-class Done {
-public:
-    void set() {
-        std::lock_guard<std::mutex> const lock(mutex_);
-        done_ = true;
-        changed_.notify_all();
-    }
-    void wait() {
-        std::unique_lock<std::mutex> lock(mutex_);
-        changed_.wait(lock, [this] { return done_; });
-    }
-
-private:
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    bool done_ = false;
-};
 
 class Echo : public zan::TcpCallback {
 public:
@@ -45,9 +25,9 @@ private:
 
 class Answer : public zan::TcpCallback {
 public:
-    void onRecv(zan::TcpAddr const&, zan::istr const&) override { arrived.set(); }
+    void onRecv(zan::TcpAddr const&, zan::istr const&) override { arrived.set_value(); }
     void onClose(zan::TcpAddr const&) override {}
-    Done arrived;
+    std::promise<void> arrived;
 };
 
 class Tick : public zan::ITimerObject {
@@ -55,8 +35,8 @@ public:
     zan::OnTimerResult onTimer(zan::TimerId, unsigned long, void*) override {
         return zan::OnTimerResult(zan::Time(), 0);
     }
-    void onTimerRelease(zan::TimerId, unsigned long, void*) override { released.set(); }
-    Done released;
+    void onTimerRelease(zan::TimerId, unsigned long, void*) override { released.set_value(); }
+    std::promise<void> released;
 };
 
 void trees() {
@@ -84,7 +64,7 @@ void echo() {
     server.open(zan::TcpAddr(0, "127.0.0.1"), back, 0);
     client.open(zan::TcpAddr(server.getLocalPort(), "127.0.0.1"), answer.get(), 5, 0);
     client.send("ping", 5);
-    answer->arrived.wait();
+    answer->arrived.get_future().wait();
     client.close();
     server.close();
 }
@@ -99,36 +79,27 @@ void work(std::string const& round) {
     Tick tick;
     zan::TimerId id;
     zan::TimerManager::instance()->setTimer(id, "tick", 0, 1, &tick, 1, nullptr);
-    tick.released.wait();
+    tick.released.get_future().wait();
     log.stop();
-}
-
-std::string contentOf(char const* file) {
-    std::ifstream in(file, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
 // Within reach, as other checkers are not to complain.
 int* volatile forgotten = nullptr;
 
-int run(bool forget) {
+void runTracked(bool forget) {
     std::remove("tracked.log");
     {
         zan::InitFini const library("tracked.log", true);
         zan::MemLeakChecker::Helper const checked;
-        if (!zan::MemLeakChecker::running()) return 2;
+        check(zan::MemLeakChecker::running(), "not running", "");
         work("first");
         work("second");
         if (forget) forgotten = ZAN_NEW(int(7));
     }
-    std::string const log = contentOf("tracked.log");
-    bool const empty = log.find("Congratulations! No memory leaked.") != std::string::npos;
-    bool const named = log.find("tracked_objects.cpp") != std::string::npos;
     std::fflush(stderr);
-    bool const unknown = contentOf("screen.txt").find("[NOTICE]") != std::string::npos;
-    if (empty != forget && named == forget && !unknown) return 0;
-    std::fprintf(stdout, "%s%s", contentOf("screen.txt").c_str(), log.c_str());
-    return 1;
+    checkHas("tracked.log", forget ? "tracked_objects.cpp" : "Congratulations! No memory leaked.");
+    std::string const screen = contentOf("screen.txt");
+    check(screen.find("[NOTICE]") == std::string::npos, "released something unknown", screen);
 }
 
 }  // namespace
@@ -136,6 +107,6 @@ int run(bool forget) {
 int main() {
     std::ofstream("p2p_config.pml") << "cfg(log(consoleOn(1) appLogOn(1) appLogs:map(MLC(1))))";
     if (std::freopen("screen.txt", "w", stderr) == nullptr) return 3;
-    int const clean = run(false);
-    return clean != 0 ? clean : run(true);
+    for (bool const forget : {false, true}) runTracked(forget);
+    return failures == 0 ? 0 : 1;
 }
