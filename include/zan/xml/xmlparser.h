@@ -125,7 +125,6 @@ private:
     // No general entity is ever defined.
     void parseEntity(char const*, char const*) {}
     static char const* skipWhitespace(char const* begin, char const* end);
-    static String decodeText(istr const& text);
     bool goOn(char const* p) {
         position_ = p;
         return p < end_;

@@ -66,14 +66,24 @@ public:
         at_ += need;
         ++taken_;
         origin->block = block_;
+        last_ = origin + 1;
         return origin + 1;
     }
+
+    // Memory that lasts as long as the element that was taken last: so much, of which keep() says
+    // how much it is in the end. Null for any other element, and where there is no room.
+    void* beside(void const* element, std::size_t size) const {
+        bool const room = element == last_ && size <= static_cast<std::size_t>(end_ - at_);
+        return room ? at_ : nullptr;
+    }
+    void keep(std::size_t size) { at_ += (size + 7) / 8 * 8; }
 
     // What is taken next belongs to another tree.
     void close() {
         if (block_ != nullptr) block_->leave(XMLBlock::ARENA - taken_);
         block_ = nullptr;
         at_ = end_ = nullptr;
+        last_ = nullptr;
         taken_ = 0;
         next_ = FIRST;
     }
@@ -96,6 +106,7 @@ private:
     XMLBlock* block_ = nullptr;
     char* at_ = nullptr;
     char* end_ = nullptr;
+    void const* last_ = nullptr;
     unsigned long taken_ = 0;
     std::size_t next_ = FIRST;
 };

@@ -130,6 +130,9 @@ inline char const* xmlFindSpecial(char const* p, char const* end) {
     return p;
 }
 
+// Copies with references resolved, which makes a text no longer; gives the end of the copy.
+char* xmlUnescape(char* to, istr const& in);
+
 // Blank, tab, carriage return, line feed.
 inline bool xmlWhite(char c) {
     return c == ' ' || c == '\n' || c == '\t' || c == '\r';

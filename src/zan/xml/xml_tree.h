@@ -1,12 +1,15 @@
 #pragma once
 
+#include <cstring>
 #include <memory>
 
 #include "zan/base/mlcheck.h"
 #include "zan/base/source_place.h"
 #include "zan/xml/attr_list.h"
 #include "zan/xml/node_memory.h"
+#include "zan/xml/xml_scan.h"
 #include "zan/xml/xmlnode.h"
+#include "zan/xml/xmlparser.h"
 
 namespace zan::detail {
 
@@ -40,7 +43,32 @@ public:
         return node.attrs_.load(std::memory_order_acquire);
     }
     static XMLAttrList& attrList(XMLNode& node) { return node.attrList(); }
-    static String& cdata(XMLNode& node) { return node.cdata_; }
+
+    // The character data, without making a String of it.
+    static istr text(XMLNode const& node) { return node.text(); }
+    // Adds to it; `escaped` is text that still holds references. The first piece of the element
+    // that was made last lies beside it.
+    static void addText(XMLArena& arena, XMLNode& node, istr const& text, bool escaped = false) {
+        std::size_t const size = sizeof(XMLNode::Text) + text.size();
+        void* const memory = node.text().empty() ? arena.beside(&node, size) : nullptr;
+        if (memory == nullptr) {
+            String& cdata = node.cdata();
+            if (escaped)
+                xml::unescape(cdata, text);
+            else
+                cdata += text;
+            return;
+        }
+        auto* const laid = new (memory) XMLNode::Text;
+        auto* const bytes = reinterpret_cast<char*>(laid + 1);
+        laid->size = text.size();
+        if (escaped)
+            laid->size = static_cast<unsigned long>(xmlUnescape(bytes, text) - bytes);
+        else
+            std::memcpy(bytes, text.data(), text.size());
+        arena.keep(sizeof(XMLNode::Text) + laid->size);
+        node.text_.store(laid, std::memory_order_relaxed);
+    }
 };
 
 }  // namespace zan::detail
