@@ -170,7 +170,7 @@ private:
     struct Text {
         char const* begin() const { return reinterpret_cast<char const*>(this + 1); }
         char const* end() const { return begin() + size; }
-        unsigned long size;
+        unsigned int size;
     };
 
     istr text() const {

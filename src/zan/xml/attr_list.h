@@ -110,8 +110,8 @@ private:
         }
         Chunk* older;
         XMLAttr* slots;
-        unsigned long used;
-        bool owned;
+        unsigned long used : 63;
+        unsigned long owned : 1;
     };
 
     void use(void* memory, unsigned long capacity, bool owned);

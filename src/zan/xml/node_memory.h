@@ -85,19 +85,22 @@ public:
         at_ = end_ = nullptr;
         last_ = nullptr;
         taken_ = 0;
-        next_ = FIRST;
+        total_ = 0;
     }
 
 private:
     static constexpr std::size_t FIRST = 512;
-    static constexpr std::size_t LARGEST = 16384;
+    static constexpr std::size_t LARGEST = 32768;
 
     void open(std::size_t need) {
-        std::size_t const grown = next_ < LARGEST ? next_ * 2 : next_;
-        std::size_t const size = next_ < need + sizeof(XMLBlock) ? need + sizeof(XMLBlock) : next_;
+        std::size_t size = total_ / 8 / 8 * 8;
+        if (size < FIRST) size = FIRST;
+        if (size > LARGEST) size = LARGEST;
+        if (size < need + sizeof(XMLBlock)) size = need + sizeof(XMLBlock);
         char* const memory = static_cast<char*>(::operator new(size));
+        std::size_t const total = total_ + size;
         close();
-        next_ = grown;
+        total_ = total;
         block_ = new (memory) XMLBlock;
         at_ = memory + sizeof(XMLBlock);
         end_ = memory + size;
@@ -108,7 +111,7 @@ private:
     char* end_ = nullptr;
     void const* last_ = nullptr;
     unsigned long taken_ = 0;
-    std::size_t next_ = FIRST;
+    std::size_t total_ = 0;
 };
 
 }  // namespace zan::detail

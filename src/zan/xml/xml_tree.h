@@ -61,11 +61,12 @@ public:
         }
         auto* const laid = new (memory) XMLNode::Text;
         auto* const bytes = reinterpret_cast<char*>(laid + 1);
-        laid->size = text.size();
+        char* end = bytes + text.size();
         if (escaped)
-            laid->size = static_cast<unsigned long>(xmlUnescape(bytes, text) - bytes);
+            end = xmlUnescape(bytes, text);
         else
             std::memcpy(bytes, text.data(), text.size());
+        laid->size = static_cast<unsigned int>(end - bytes);
         arena.keep(sizeof(XMLNode::Text) + laid->size);
         node.text_.store(laid, std::memory_order_relaxed);
     }

@@ -393,6 +393,12 @@ void escape(String& out, istr in) {
 }
 
 void unescape(String& out, istr in) {
+    // Room for what is written would have to be allocated where what is read fits in a short text.
+    char buffer[256];
+    if (in.size() <= sizeof(buffer)) {
+        out.append(buffer, detail::xmlUnescape(buffer, in));
+        return;
+    }
     unsigned long const size = out.size();
     out.resize(size + in.size());
     char const* const end = detail::xmlUnescape(out.std::string::data() + size, in);
