@@ -15,6 +15,7 @@ class dumper;
 
 namespace detail {
 class XMLTree;
+struct XMLPadded;
 }
 
 // Picks the constructor of XMLNode that takes text instead of a name.
@@ -172,6 +173,8 @@ private:
         char const* end() const { return begin() + size; }
         unsigned int size;
     };
+
+    explicit XMLNode(detail::XMLPadded const& name);
 
     istr text() const {
         Text const* const text = text_.load(std::memory_order_acquire);

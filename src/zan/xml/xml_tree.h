@@ -7,6 +7,7 @@
 #include "zan/base/source_place.h"
 #include "zan/xml/attr_list.h"
 #include "zan/xml/node_memory.h"
+#include "zan/xml/padded_text.h"
 #include "zan/xml/xml_scan.h"
 #include "zan/xml/xmlnode.h"
 #include "zan/xml/xmlparser.h"
@@ -25,15 +26,15 @@ class XMLTree {
 public:
     // An element with room for `attrs` attributes, as the last child of the parent, if there is
     // one.
-    static XMLNode* make(XMLArena& arena, istr const& name, XMLNode* parent, unsigned long attrs) {
+    template <class Name>
+    static XMLNode* make(XMLArena& arena, Name const& name, XMLNode* parent, unsigned long attrs) {
         std::size_t const list = attrs == 0 ? 0 : XMLAttrList::bytesFor(attrs);
         void* const memory = arena.take(sizeof(XMLNode) + list);
-        XMLNodeOwner node(trackNew(new (memory) XMLNode, ZAN_HERE));
+        XMLNodeOwner node(trackNew(new (memory) XMLNode(name), ZAN_HERE));
         if (list != 0)
             node->attrs_.store(
                 XMLAttrList::place(static_cast<char*>(memory) + sizeof(XMLNode), attrs),
                 std::memory_order_relaxed);
-        node->name_.assign(name.data(), name.size());
         if (parent != nullptr) parent->take(node.get());
         return node.release();
     }
@@ -73,3 +74,9 @@ public:
 };
 
 }  // namespace zan::detail
+
+namespace zan {
+
+inline XMLNode::XMLNode(detail::XMLPadded const& name) : name_(name.copy()) {}
+
+}  // namespace zan

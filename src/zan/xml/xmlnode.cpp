@@ -292,8 +292,8 @@ XMLNode* XMLNode::findChild(istr const& name) const {
 }
 
 void XMLNode::take(XMLNode* child) {
-    if (children_.size() == children_.capacity())
-        children_.reserve(children_.size() < 2 ? 3 : children_.size() * 2 + 1);
+    unsigned long const n = children_.size();
+    if (n == children_.capacity()) children_.reserve(n == 0 ? 3 : n < 32 ? n * 4 + 3 : n * 2 + 1);
     if (ChildMap* const map = childMap_.load(std::memory_order_relaxed))
         map->emplace(child->name_, child);
     children_.push_back(child);

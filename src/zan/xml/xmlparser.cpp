@@ -224,9 +224,12 @@ char const* XMLParser::parseNode(char const* begin, char const* end) {
     begin = skipWhitespace(begin, end);
     char const* p = begin;
     while (!endsName(*p)) ++p;
-    istr const name(begin, p);
+    detail::XMLPadded const name{begin, static_cast<unsigned long>(p - begin)};
     // All of the tag is read before the node is made, so that its attributes lie beside it.
-    p = parseAttrs(p, end);
+    attrs_.clear();
+    attrFault_ = nullptr;
+    attrsDiffer_ = true;
+    if (*p != '>') p = parseAttrs(p, end);
     XMLNode* const node = XMLTree::make(*arena_, name, current_, attrs_.size());
     if (current_ == nullptr) {
         ZAN_DELETE(root_);
@@ -253,7 +256,7 @@ char const* XMLParser::parseNode(char const* begin, char const* end) {
         }
     }
     if (attrFault_ != nullptr) throw XMLRuntimeException(attrFault_, __FILE__, __LINE__);
-    return xmlFindOrNul(p, '>');
+    return *p == '>' ? p : xmlFindOrNul(p, '>');
 }
 
 bool XMLParser::isNewName(char const* name, unsigned long n) const {
@@ -264,9 +267,6 @@ bool XMLParser::isNewName(char const* name, unsigned long n) const {
 }
 
 char const* XMLParser::parseAttrs(char const* begin, char const* end) {
-    attrs_.clear();
-    attrFault_ = nullptr;
-    attrsDiffer_ = true;
     uint64 seen = 0;
     char const* p = skipWhitespace(begin, end);
     while (p != end && *p != '>' && *p != '/' && *p != '<') {
