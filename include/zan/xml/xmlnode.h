@@ -16,7 +16,7 @@ class dumper;
 namespace detail {
 class XMLTree;
 struct XMLPadded;
-}
+}  // namespace detail
 
 // Picks the constructor of XMLNode that takes text instead of a name.
 struct cdata_t {};
@@ -38,15 +38,17 @@ struct cdata_t {};
 //
 // Ownership: a node owns its children, which must come from `new XMLNode` or `new` of a class
 //   derived from it, and deletes them; nothing else may. Copies are deep; a copy has no parent.
-// Threads: one at a time, or any number while nobody writes. Of these the first to ask for the cdata
-//   of an element that the parser or copying made may make it a String, under a lock of the library.
+// Threads: one at a time, or any number while nobody writes. Of these the first to ask for the
+// cdata
+//   of an element that the parser or copying made may make it a String, under a lock of the
+//   library.
 // Errors: none is thrown. A look-up that misses gives a shared null object; isNull() tells it from
 //   one that is empty. The null node never changes: what would write to it does nothing.
 // Cost: look-up by name in more than sixteen children or attributes goes by an index, made at the
 //   first use. What the parser and copying make lies side by side in blocks, each of which is freed
 //   with the last node in it; so does its text, up to the first cdata(), which allocates a String.
-//   Rendering, copying and the streams do without. Nothing here recurses: trees may be as deep as memory allows, and
-//   every walk takes time linear in what it walks.
+//   Rendering, copying and the streams do without. Nothing here recurses: trees may be as deep as
+//   memory allows, and every walk takes time linear in what it walks.
 class ZAN_EXPORT XMLNode {
 public:
     using ChildMap = std::multimap<String, XMLNode*>;

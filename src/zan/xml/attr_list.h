@@ -110,7 +110,7 @@ private:
         }
         Chunk* older;
         XMLAttr* slots;
-        unsigned long used : 63;
+        unsigned long used : 63;  // one word for both: there is a chunk in most elements
         unsigned long owned : 1;
     };
 

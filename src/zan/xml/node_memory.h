@@ -50,7 +50,7 @@ private:
     unsigned long live_ = ARENA;
 };
 
-// Hands out memory for the elements of one tree, from blocks that grow with what is taken.
+// Hands out memory for the elements of one tree, from blocks that grow with it.
 class XMLArena {
 public:
     XMLArena() = default;
@@ -58,20 +58,22 @@ public:
     XMLArena(XMLArena const&) = delete;
     XMLArena& operator=(XMLArena const&) = delete;
 
-    // REQUIRES: a multiple of eight bytes.
+    // For an element, which hold() is told of once it stands. REQUIRES: a multiple of eight bytes.
     void* take(std::size_t size) {
         std::size_t const need = sizeof(XMLBlock::Origin) + size;
         if (need > static_cast<std::size_t>(end_ - at_)) open(need);
         auto* const origin = reinterpret_cast<XMLBlock::Origin*>(at_);
         at_ += need;
-        ++taken_;
         origin->block = block_;
-        last_ = origin + 1;
         return origin + 1;
     }
+    void hold(void const* element) {
+        ++taken_;
+        last_ = element;
+    }
 
-    // Memory that lasts as long as the element that was taken last: so much, of which keep() says
-    // how much it is in the end. Null for any other element, and where there is no room.
+    // So much memory that lasts as long as the element that was made last; keep() says how much of
+    // it is used. Null for any other element, and where there is no room.
     void* beside(void const* element, std::size_t size) const {
         bool const room = element == last_ && size <= static_cast<std::size_t>(end_ - at_);
         return room ? at_ : nullptr;
@@ -93,9 +95,8 @@ private:
     static constexpr std::size_t LARGEST = 32768;
 
     void open(std::size_t need) {
-        std::size_t size = total_ / 8 / 8 * 8;
-        if (size < FIRST) size = FIRST;
-        if (size > LARGEST) size = LARGEST;
+        std::size_t const eighth = total_ / 64 * 8;
+        std::size_t size = eighth < FIRST ? FIRST : eighth < LARGEST ? eighth : LARGEST;
         if (size < need + sizeof(XMLBlock)) size = need + sizeof(XMLBlock);
         char* const memory = static_cast<char*>(::operator new(size));
         std::size_t const total = total_ + size;

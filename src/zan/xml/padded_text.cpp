@@ -18,8 +18,7 @@ __attribute__((noinline)) String XMLPadded::copyShort(char const* p, unsigned lo
     // Once more, terminator included, in one piece: the processor would wait for two pieces when
     // the text moves on.
     __m128i const last = _mm_slli_si128(_mm_set1_epi8(-1), LENGTH);
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(copy.data()),
-                     _mm_andnot_si128(last, xmlLoad(p)));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(copy.data()), _mm_andnot_si128(last, xmlLoad(p)));
     if (copy.size() != LENGTH) __builtin_unreachable();
 #endif
     String text(std::move(copy));

@@ -30,7 +30,9 @@ public:
     static XMLNode* make(XMLArena& arena, Name const& name, XMLNode* parent, unsigned long attrs) {
         std::size_t const list = attrs == 0 ? 0 : XMLAttrList::bytesFor(attrs);
         void* const memory = arena.take(sizeof(XMLNode) + list);
-        XMLNodeOwner node(trackNew(new (memory) XMLNode(name), ZAN_HERE));
+        auto* const made = new (memory) XMLNode(name);
+        arena.hold(made);
+        XMLNodeOwner node(trackNew(made, ZAN_HERE));
         if (list != 0)
             node->attrs_.store(
                 XMLAttrList::place(static_cast<char*>(memory) + sizeof(XMLNode), attrs),

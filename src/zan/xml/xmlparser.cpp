@@ -150,11 +150,19 @@ bool XMLParser::parseItem(char const* p) {
 bool XMLParser::parseText(char const* p, bool report) {
     detail::XMLFound const found = xmlFind(p, end_, '<');
     if (XMLNode* const node = current_) {
-        XMLTree::addText(*arena_, *node, istr(p, found.at), found.ampersand);
+        istr const text(p, found.at);
+        if (found.ampersand)
+            decodeText(text);
+        else
+            XMLTree::addText(*arena_, *node, text);
         position_ = found.at;
         if (report && callback_ != nullptr) callback_->onCDATAFound(this, node);
     }
     return goOn(found.at);
+}
+
+void XMLParser::decodeText(istr const& text) {
+    XMLTree::addText(*arena_, *current_, text, true);
 }
 
 // Behind "<!".
