@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <thread>
+#include <vector>
+
 #include "support/assertions.h"
 #include "support/log_capture.h"
 #include "support/seed.h"
@@ -166,6 +170,27 @@ TEST(AesModes, BothPathsDoAsTheBlocksSay) {
                 }
             }
     }
+}
+
+TEST(AesModes, ThreadsThatDecryptFirstAtOnceAgree) {
+    for (AesCipher::Path const path : PATHS)
+        for (int i = 0; i < 200; ++i) {
+            AesCipher cipher(path);
+            unsigned char text[AesCipher::BLOCK_SIZE] = {static_cast<unsigned char>(i)};
+            unsigned char sealed[AesCipher::BLOCK_SIZE];
+            cipher.setKey(text, sizeof text);
+            cipher.encrypt(text, sealed, sizeof text, AesCipher::ECB);
+            std::atomic<int> waiting{4};
+            std::vector<std::thread> threads;
+            for (int n = waiting; n != 0; --n)
+                threads.emplace_back([&] {
+                    unsigned char opened[AesCipher::BLOCK_SIZE];
+                    for (--waiting; waiting != 0;) std::this_thread::yield();
+                    cipher.decrypt(sealed, opened, sizeof sealed, AesCipher::ECB);
+                    EXPECT_TRUE(std::equal(text, text + sizeof text, opened));
+                });
+            for (std::thread& thread : threads) thread.join();
+        }
 }
 
 TEST(AesText, LengthsAndKeysAreCutAndFilled) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
 #include "zan/base/export.h"
@@ -22,7 +23,8 @@ namespace zan {
 // how long that takes depends on key and text: who shares the processor can learn from it.
 //
 // Ownership: the key schedules are in the object, and are wiped when it goes.
-// Threads: encrypt() and decrypt() change nothing, any number of them may run at once.
+// Threads: any number of encrypt() and decrypt() may run at once.
+// Cost: the first decrypt() after a setKey() makes the key schedule of decryption.
 // Errors: a broken REQUIRES is reported as a failed assertion, and the call does nothing.
 class ZAN_EXPORT AesCipher : noncopyable {
 public:
@@ -60,10 +62,12 @@ private:
 
     bool ready(unsigned char const* in, unsigned char const* result, unsigned long num,
                int mode) const;
+    std::uint32_t const* decryptKeys(std::uint32_t* own) const;
 
     bool m_bKey = false;
     std::uint32_t encryptKeys_[MAX_WORDS];
-    std::uint32_t decryptKeys_[MAX_WORDS];
+    mutable std::uint32_t decryptKeys_[MAX_WORDS];
+    mutable std::atomic<int> decryptKeysState_{0};
     int keyLength_ = 0;
     int rounds_ = 0;
     bool m_bIv = false;

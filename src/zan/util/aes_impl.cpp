@@ -271,6 +271,9 @@ void expandKey(unsigned char const* key, int n, int total, SubWord const& sub, W
     }
 }
 
+// The keys of decryption: not made, being made, to be read.
+enum { ABSENT, IN_WORK, READY };
+
 // The compiler is told that somebody reads the zeros.
 void wipe(void* p, unsigned long n) {
     std::memset(p, 0, n);
@@ -295,15 +298,28 @@ void AesCipher::setKey(unsigned char const* key, int keyLength) {
     rounds_ = keyLength / 4 + 6;
     int const words = keyLength / 4;
     int const total = 4 * (rounds_ + 1);
-    if (instructions_) {
+    if (instructions_)
         expandKey(key, words, total, platform::aesSubWord, encryptKeys_);
-        platform::aesInvertKeys(encryptKeys_, rounds_, decryptKeys_);
-    } else {
+    else
         expandKey(
             key, words, total, [](Word v) { return subWord(v); }, encryptKeys_);
-        invertKeys(encryptKeys_, rounds_, decryptKeys_);
-    }
+    decryptKeysState_.store(ABSENT, std::memory_order_relaxed);
     m_bKey = true;
+}
+
+// `own` is the caller's room for them, used while another thread makes those of the object.
+Word const* AesCipher::decryptKeys(Word* own) const {
+    if (decryptKeysState_.load(std::memory_order_acquire) == READY) return decryptKeys_;
+    int state = ABSENT;
+    bool const first = decryptKeysState_.compare_exchange_strong(state, IN_WORK);
+    if (state == READY) return decryptKeys_;
+    Word* const keys = first ? decryptKeys_ : own;
+    if (instructions_)
+        platform::aesInvertKeys(encryptKeys_, rounds_, keys);
+    else
+        invertKeys(encryptKeys_, rounds_, keys);
+    if (first) decryptKeysState_.store(READY, std::memory_order_release);
+    return keys;
 }
 
 void AesCipher::setIv(unsigned char const* iv) {
@@ -342,11 +358,13 @@ void AesCipher::decrypt(unsigned char const* in, unsigned char* result, unsigned
                         int mode) const {
     if (mode == OFB || mode == CTR) return encrypt(in, result, num, mode);
     if (!ready(in, result, num, mode)) return;
-    Word const* const keys = mode == CFB ? encryptKeys_ : decryptKeys_;
+    Word own[MAX_WORDS];
+    Word const* const keys = mode == CFB ? encryptKeys_ : decryptKeys(own);
     if (instructions_)
         platform::aesDecrypt(keys, rounds_, mode, iv_, in, result, num / BLOCK_SIZE);
     else
         DECRYPT[mode](keys, rounds_, iv_, in, result, num);
+    if (keys == own) wipe(own, sizeof own);
 }
 
 }  // namespace zan
