@@ -108,6 +108,8 @@ TEST(XmlParserLanguage, EveryConstructIsReadInItsDefinedWay) {
          "a[x=1][y=2]{hi & bye  tail<raw>}(b)", "",
          "+a a@x a@y a{hi & bye  } +b -b a{hi & bye  tail} a{hi & bye  tail<raw>} -a"},
         {"", ""},
+        {" \n\t\r ", ""},
+        {"no tag at all", ""},
         {"\xEF\xBB\xBFstray<a/>", "a"},
         {"<a/><b/>", "b", "", "+a -a +b -b"},
         {"<a></a><b/>", "a"},

@@ -24,6 +24,29 @@ using zan::XMLNode;
 using zan::XMLOutStream;
 using zan::XMLStream;
 
+TEST(XmlStreamText, IsWrittenAsTheExampleShows) {
+    XMLOutStream root;
+    root("id").value("7");
+    XMLOutStream("name", root) << String("Ann & Bob");
+    XMLOutStream("age", root) << 42;
+    XMLOutStream("ok", root) << true;
+    XMLOutStream("ratio", root) << 0.5;
+    XMLOutStream("pic", root) << zan::Bytes(istr("\0\xFF", 2));
+    XMLOutStream("title", root) << std::wstring(L"\u00E9");
+    XMLOutStream("mark", root) << zan::Wchar(wchar_t{0x4E2D});
+    EXPECT_EQ(
+        "<root id=\"7\">\n"
+        "    <name><![CDATA[Ann & Bob]]></name>\n"
+        "    <age>42</age>\n"
+        "    <ok>1</ok>\n"
+        "    <ratio>0.5</ratio>\n"
+        "    <pic __type__=\"base64\">AP8=</pic>\n"
+        "    <title __type__=\"utf8\">w6k=</title>\n"
+        "    <mark>\\u4E2D</mark>\n"
+        "</root>",
+        root.str(true, 0));
+}
+
 // "type|cdata" of what was written.
 template <class T>
 std::string written(T const& value) {
