@@ -257,7 +257,8 @@ class XMLNode:
         nodes = count(self._value["children_"])
         if nodes:
             out += f", {nodes} child{'' if nodes == 1 else 'ren'}"
-        cdata = plain_string(self._value["cdata_"])
+        text = self._value["text_"]["_M_b"]["_M_p"]  # the character data lies behind it
+        cdata = plain(text + 1, text["size"]) if int(text) else plain_string(self._value["cdata_"])
         return f"{out} {quoted(cdata)}" if cdata else out
 
     def children(self):

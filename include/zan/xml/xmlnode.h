@@ -15,7 +15,8 @@ class dumper;
 
 namespace detail {
 class XMLTree;
-}
+struct XMLPadded;
+}  // namespace detail
 
 // Picks the constructor of XMLNode that takes text instead of a name.
 struct cdata_t {};
@@ -37,13 +38,17 @@ struct cdata_t {};
 //
 // Ownership: a node owns its children, which must come from `new XMLNode` or `new` of a class
 //   derived from it, and deletes them; nothing else may. Copies are deep; a copy has no parent.
-// Threads: one at a time, or any number while nobody writes.
+// Threads: one at a time, or any number while nobody writes. Of these the first to ask for the
+// cdata
+//   of an element that the parser or copying made may make it a String, under a lock of the
+//   library.
 // Errors: none is thrown. A look-up that misses gives a shared null object; isNull() tells it from
 //   one that is empty. The null node never changes: what would write to it does nothing.
 // Cost: look-up by name in more than sixteen children or attributes goes by an index, made at the
 //   first use. What the parser and copying make lies side by side in blocks, each of which is freed
-//   with the last node in it. Nothing here recurses: trees may be as deep as memory allows, and
-//   every walk takes time linear in what it walks.
+//   with the last node in it; so does its text, up to the first cdata(), which allocates a String.
+//   Rendering, copying and the streams do without. Nothing here recurses: trees may be as deep as
+//   memory allows, and every walk takes time linear in what it walks.
 class ZAN_EXPORT XMLNode {
 public:
     using ChildMap = std::multimap<String, XMLNode*>;
@@ -82,7 +87,7 @@ public:
 
     // No attributes and no children.
     bool isSimple() const { return numofAttrs() == 0 && children_.empty(); }
-    bool isEmpty() const { return isSimple() && name_.empty() && cdata_.empty(); }
+    bool isEmpty() const { return isSimple() && name_.empty() && text().empty(); }
     bool isNull() const;
     static XMLNode const& null();
     // At the end of the library; the next null() makes it anew.
@@ -93,7 +98,11 @@ public:
     // then the last that look-up finds.
     void name(istr const& v);
     void name(char const* begin, char const* end) { name(istr(begin, end)); }
-    String const& cdata() const { return cdata_; }
+    // The reference shows all later changes, as long as this node lives.
+    String const& cdata() const {
+        if (text_.load(std::memory_order_acquire) != nullptr) makeCdata();
+        return cdata_;
+    }
     String& cdata();
     void cdata(istr const& v);
     XMLNode* parent() const { return parent_; }
@@ -160,6 +169,20 @@ public:
 private:
     friend class detail::XMLTree;
 
+    // Character data that lies beside the element, with its bytes behind it.
+    struct Text {
+        char const* begin() const { return reinterpret_cast<char const*>(this + 1); }
+        char const* end() const { return begin() + size; }
+        unsigned int size;
+    };
+
+    explicit XMLNode(detail::XMLPadded const& name);
+
+    istr text() const {
+        Text const* const text = text_.load(std::memory_order_acquire);
+        return text == nullptr ? istr(cdata_) : istr(text->begin(), text->end());
+    }
+    void makeCdata() const;
     detail::XMLAttrList& attrList() const;
     XMLAttr* findAttr(istr const& name) const;
     XMLNode* findChild(istr const& name) const;
@@ -169,7 +192,10 @@ private:
     void rename(XMLNode& child, istr const& v);
 
     String name_;
-    String cdata_;
+    // Holds the character data once text_ is null. Threads that only read may bring that about;
+    // those that found the other text go on with it, for it stays.
+    mutable String cdata_;
+    mutable std::atomic<Text const*> text_{nullptr};
     // Threads that only read may make this and the index.
     mutable std::atomic<detail::XMLAttrList*> attrs_{nullptr};
     std::vector<XMLNode*> children_;

@@ -7,44 +7,19 @@
 
 #include "zan/base/mlcheck.h"
 #include "zan/mt/mutex.h"
-#include "zan/xml/xml_scan.h"
+#include "zan/xml/padded_text.h"
 #include "zan/xml/xmlparser.h"
 
 namespace zan {
 
-namespace {
-
-using detail::XML_SCAN_TAIL;
-
-// A text of fewer than XML_SCAN_TAIL bytes, from where so many can be read: a copy of fixed length
-// is a few instructions, one of any length is a call. By itself, so that the compiler sees one
-// length and one result.
-__attribute__((noinline)) String padded(char const* p, unsigned long n) {
-    constexpr unsigned long LENGTH = XML_SCAN_TAIL - 1;
-    std::string copy(p, LENGTH);
-#if defined(__SSE2__)
-    // Once more, terminator included, in one piece: the processor would wait for two pieces when
-    // the text moves on.
-    __m128i const last = _mm_slli_si128(_mm_set1_epi8(-1), LENGTH);
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(copy.data()),
-                     _mm_andnot_si128(last, detail::xmlLoad(p)));
-    if (copy.size() != LENGTH) __builtin_unreachable();
-#endif
-    String text(std::move(copy));
-    text.erase(n);
-    return text;
-}
-
-}  // namespace
+using detail::XMLPadded;
 
 // How the texts of a new attribute are copied.
 struct XMLAttr::Unpadded {
     static String text(istr const& s) { return String(s); }
 };
 struct XMLAttr::Padded {
-    static String text(istr const& s) {
-        return s.size() < XML_SCAN_TAIL ? padded(s.data(), s.size()) : String(s);
-    }
+    static String text(istr const& s) { return XMLPadded{s.data(), s.size()}.copy(); }
 };
 
 template <class Copy>
@@ -124,7 +99,7 @@ void XMLAttrList::addNew(char const* name, unsigned long nameSize, char const* v
     auto* const a = new (chunk_->slots + chunk_->used)
         XMLAttr(XMLAttr::Padded(), &place_, istr(name, name + nameSize),
                 istr(value, value + (escaped ? 0 : valueSize)), node);
-    if (escaped || nameSize >= XML_SCAN_TAIL || valueSize >= XML_SCAN_TAIL)
+    if (escaped || nameSize >= XMLPadded::SHORT || valueSize >= XMLPadded::SHORT)
         heavy_ |= 1u << chunk_->used;
     ++chunk_->used;
     order_[size_++] = a;

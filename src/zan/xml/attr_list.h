@@ -110,8 +110,8 @@ private:
         }
         Chunk* older;
         XMLAttr* slots;
-        unsigned long used;
-        bool owned;
+        unsigned long used : 63;  // one word for both: there is a chunk in most elements
+        unsigned long owned : 1;
     };
 
     void use(void* memory, unsigned long capacity, bool owned);

@@ -11,7 +11,7 @@
 namespace zan::detail {
 
 // How many bytes behind its end a text must be readable for these searches.
-constexpr unsigned long XML_SCAN_TAIL = 16;
+constexpr unsigned long XML_SCAN_TAIL = 64;
 
 struct XMLFound {
     char const* at;
@@ -32,26 +32,37 @@ inline __m128i xmlLoad(char const* p) {
     return _mm_loadu_si128(reinterpret_cast<__m128i const*>(p));
 }
 
+// Which of 64 bytes they are; the lowest bit is the first byte.
+inline uint64 xmlMask64(char const* p, char c) {
+    return xmlMask(xmlLoad(p), c) | uint64{xmlMask(xmlLoad(p + 16), c)} << 16 |
+           uint64{xmlMask(xmlLoad(p + 32), c)} << 32 | uint64{xmlMask(xmlLoad(p + 48), c)} << 48;
+}
+inline bool xmlHasEither64(char const* p, char a, char b) {
+    auto const either = [p, a, b](int at) {
+        __m128i const block = xmlLoad(p + at);
+        return _mm_or_si128(_mm_cmpeq_epi8(block, _mm_set1_epi8(a)),
+                            _mm_cmpeq_epi8(block, _mm_set1_epi8(b)));
+    };
+    return _mm_movemask_epi8(_mm_or_si128(_mm_or_si128(either(0), either(16)),
+                                          _mm_or_si128(either(32), either(48)))) != 0;
+}
+
 // The next `stop` in [p, end), or the end. REQUIRES: the bytes behind the end are NUL.
 inline XMLFound xmlFind(char const* p, char const* end, char stop) {
     bool ampersand = false;
-    for (int blocks = 0; p < end; p += 16) {
-        if (++blocks == 8) {
-            // A long run: the library's searches are faster once they are under way.
-            auto const left = static_cast<unsigned long>(end - p);
-            auto const* at = static_cast<char const*>(std::memchr(p, stop, left));
-            if (at == nullptr) at = end;
-            ampersand = ampersand || std::memchr(p, '&', static_cast<unsigned long>(at - p));
-            return {at, ampersand};
+    // Most runs are short; the rest is gone through once, in larger steps, for both bytes.
+    if (unsigned int const stops = xmlMask(xmlLoad(p), stop)) {
+        unsigned int const before = (stops & (0 - stops)) - 1;
+        return {p + __builtin_ctz(stops), (xmlMask(xmlLoad(p), '&') & before) != 0};
+    }
+    for (; p < end; p += 64) {
+        if (!xmlHasEither64(p, stop, '&')) continue;
+        uint64 const ampersands = xmlMask64(p, '&');
+        if (uint64 const stops = xmlMask64(p, stop)) {
+            uint64 const before = (stops & (0 - stops)) - 1;
+            return {p + __builtin_ctzll(stops), ampersand || (ampersands & before) != 0};
         }
-        __m128i const block = xmlLoad(p);
-        unsigned int const stops = xmlMask(block, stop);
-        unsigned int const ampersands = xmlMask(block, '&');
-        if (stops != 0) {
-            unsigned int const before = (stops & (0 - stops)) - 1;
-            return {p + __builtin_ctz(stops), ampersand || (ampersands & before) != 0};
-        }
-        ampersand = ampersand || ampersands != 0;
+        ampersand = true;
     }
     return {end, ampersand};
 }
@@ -129,6 +140,9 @@ inline char const* xmlFindSpecial(char const* p, char const* end) {
     while (p != end && !xmlSpecial(*p)) ++p;
     return p;
 }
+
+// Copies with references resolved, which makes a text no longer; gives the end of the copy.
+char* xmlUnescape(char* to, istr const& in);
 
 // Blank, tab, carriage return, line feed.
 inline bool xmlWhite(char c) {

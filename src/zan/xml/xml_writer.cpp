@@ -139,10 +139,8 @@ void XMLWriter::escaped(char const* p, unsigned long n) {
     used_ = static_cast<unsigned long>(to - buffer_);
 }
 
-void XMLWriter::cdata(String const& s) {
-    char const* const p = s.data();
-    char const* const end = p + s.size();
-    if (xmlFindSpecial(p, end) == end) return put(p, s.size());
+void XMLWriter::cdata(istr const& s) {
+    if (xmlFindSpecial(s.begin(), s.end()) == s.end()) return put(s.data(), s.size());
     String encoded(s);
     xml::encode_cdata(encoded);
     put(encoded.data(), encoded.size());
@@ -190,15 +188,16 @@ bool XMLWriter::begin(XMLNode const& node, unsigned long depth) {
     }
     if (broken) lead(depth + 1);
     bool const leaf = node.numofChildren() == 0;
+    istr const text = XMLTree::text(node);
     need(2);
-    if (leaf && node.cdata().empty()) {
+    if (leaf && text.empty()) {
         add('/');
         add('>');
         return true;
     }
     add('>');
     if (!leaf) return false;
-    cdata(node.cdata());
+    cdata(text);
     end(node.name());
     return true;
 }
@@ -229,9 +228,10 @@ void XMLWriter::element(XMLNode const& node, unsigned long depth) {
             }
             continue;
         }
-        if (!level.node->cdata().empty()) {
+        istr const text = XMLTree::text(*level.node);
+        if (!text.empty()) {
             lead(depth + 1);
-            cdata(level.node->cdata());
+            cdata(text);
         }
         lead(depth);
         end(level.node->name());

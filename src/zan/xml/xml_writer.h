@@ -47,7 +47,7 @@ private:
     void attr(XMLAttr const& a);
     void element(XMLNode const& node, unsigned long depth);
     void escaped(char const* p, unsigned long n);
-    void cdata(String const& s);
+    void cdata(istr const& s);
     // A line feed and the blanks of a level, where lines are broken.
     void lead(unsigned long depth);
     // Up to the end of a start tag. True where the element ended with it.

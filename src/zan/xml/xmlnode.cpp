@@ -7,6 +7,7 @@
 #include "zan/base/mlcheck.h"
 #include "zan/base/report.h"
 #include "zan/log/log_dumper.h"
+#include "zan/mt/mutex.h"
 #include "zan/util/singleton_t.h"
 #include "zan/xml/attr_list.h"
 #include "zan/xml/node_memory.h"
@@ -49,7 +50,7 @@ void copyChildren(XMLNode const& from, XMLNode& to) {
         }
         XMLNode const& child = *level.from->getChildNodes()[level.next++];
         XMLNode* const copy = XMLTree::make(arena, child.name(), level.to, child.numofAttrs());
-        copy->cdata(child.cdata());
+        XMLTree::addText(arena, *copy, XMLTree::text(child));
         copyAttrs(child, *copy);
         if (child.numofChildren() != 0) open.push_back({&child, copy, 0});
     }
@@ -71,7 +72,7 @@ XMLNode::XMLNode(istr const& name, XMLNode* parent) : name_(name) {
 }
 
 XMLNode::XMLNode(XMLNode const& other) : XMLNode(istr(other.name_)) {
-    cdata_ = other.cdata_;
+    cdata_ = String(other.text());
     copyAttrs(other, *this);
     copyChildren(other, *this);
 }
@@ -111,6 +112,7 @@ void XMLNode::assign(XMLNode const& other) {
     if (parent_ != nullptr && name_ != copy.name_) parent_->childMap();
     name_.swap(copy.name_);
     cdata_.swap(copy.cdata_);
+    text_.store(nullptr, std::memory_order_relaxed);
     clearAttrs();
     copyAttrs(copy, *this);
     clearNodes();
@@ -174,11 +176,24 @@ void XMLNode::rename(XMLNode& child, istr const& v) {
 }
 
 String& XMLNode::cdata() {
-    return isNull() ? nowhere() : cdata_;
+    if (isNull()) return nowhere();
+    if (text_.load(std::memory_order_relaxed) != nullptr) makeCdata();
+    return cdata_;
 }
 
 void XMLNode::cdata(istr const& v) {
-    if (!isNull()) cdata_ = String(v);
+    if (isNull()) return;
+    cdata_ = String(v);
+    text_.store(nullptr, std::memory_order_relaxed);
+}
+
+void XMLNode::makeCdata() const {
+    static Mutex& making = detail::lifelong([] { return new Mutex; });  // never destroyed
+    MutexLock const guard(making);
+    Text const* const text = text_.load(std::memory_order_relaxed);
+    if (text == nullptr) return;
+    cdata_ = String(text->begin(), text->end());
+    text_.store(nullptr, std::memory_order_release);
 }
 
 void XMLNode::parent(XMLNode* v) {
@@ -277,8 +292,8 @@ XMLNode* XMLNode::findChild(istr const& name) const {
 }
 
 void XMLNode::take(XMLNode* child) {
-    if (children_.size() == children_.capacity())
-        children_.reserve(children_.size() < 2 ? 4 : children_.size() * 2);
+    unsigned long const n = children_.size();
+    if (n == children_.capacity()) children_.reserve(n == 0 ? 3 : n < 32 ? n * 4 + 3 : n * 2 + 1);
     if (ChildMap* const map = childMap_.load(std::memory_order_relaxed))
         map->emplace(child->name_, child);
     children_.push_back(child);

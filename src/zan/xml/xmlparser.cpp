@@ -27,13 +27,6 @@ inline bool endsName(char c) {
     return xmlWhite(c) || c == '>' || c == '/' || c == 0;
 }
 
-inline void addPlain(String& out, istr const& s) {
-    if (out.empty())
-        out = String(std::string(s.data(), s.size()));
-    else
-        out += s;
-}
-
 // One bit; different for most names in one tag.
 inline uint64 nameMark(char const* name, unsigned long n) {
     if (n == 0) return 1;
@@ -159,19 +152,17 @@ bool XMLParser::parseText(char const* p, bool report) {
     if (XMLNode* const node = current_) {
         istr const text(p, found.at);
         if (found.ampersand)
-            XMLTree::cdata(*node) += decodeText(text);
+            decodeText(text);
         else
-            addPlain(XMLTree::cdata(*node), text);
+            XMLTree::addText(*arena_, *node, text);
         position_ = found.at;
         if (report && callback_ != nullptr) callback_->onCDATAFound(this, node);
     }
     return goOn(found.at);
 }
 
-String XMLParser::decodeText(istr const& text) {
-    String decoded(text);
-    xml::decode_cdata(decoded);
-    return decoded;
+void XMLParser::decodeText(istr const& text) {
+    XMLTree::addText(*arena_, *current_, text, true);
 }
 
 // Behind "<!".
@@ -206,7 +197,7 @@ bool XMLParser::parseMarkup(char const* p) {
         behind = p + 3;
     position_ = behind;
     if (XMLNode* const node = current_) {
-        XMLTree::cdata(*node).append(token_, static_cast<unsigned long>(p - token_));
+        XMLTree::addText(*arena_, *node, istr(token_, p));
         if (callback_ != nullptr) callback_->onCDATAFound(this, node);
     }
     return goOn(behind);
@@ -241,9 +232,12 @@ char const* XMLParser::parseNode(char const* begin, char const* end) {
     begin = skipWhitespace(begin, end);
     char const* p = begin;
     while (!endsName(*p)) ++p;
-    istr const name(begin, p);
+    detail::XMLPadded const name{begin, static_cast<unsigned long>(p - begin)};
     // All of the tag is read before the node is made, so that its attributes lie beside it.
-    p = parseAttrs(p, end);
+    attrs_.clear();
+    attrFault_ = nullptr;
+    attrsDiffer_ = true;
+    if (*p != '>') p = parseAttrs(p, end);
     XMLNode* const node = XMLTree::make(*arena_, name, current_, attrs_.size());
     if (current_ == nullptr) {
         ZAN_DELETE(root_);
@@ -270,7 +264,7 @@ char const* XMLParser::parseNode(char const* begin, char const* end) {
         }
     }
     if (attrFault_ != nullptr) throw XMLRuntimeException(attrFault_, __FILE__, __LINE__);
-    return xmlFindOrNul(p, '>');
+    return *p == '>' ? p : xmlFindOrNul(p, '>');
 }
 
 bool XMLParser::isNewName(char const* name, unsigned long n) const {
@@ -281,9 +275,6 @@ bool XMLParser::isNewName(char const* name, unsigned long n) const {
 }
 
 char const* XMLParser::parseAttrs(char const* begin, char const* end) {
-    attrs_.clear();
-    attrFault_ = nullptr;
-    attrsDiffer_ = true;
     uint64 seen = 0;
     char const* p = skipWhitespace(begin, end);
     while (p != end && *p != '>' && *p != '/' && *p != '<') {
@@ -331,12 +322,10 @@ std::ostream& operator<<(std::ostream& os, XMLParser const& p) {
 
 // --- References
 
-namespace xml {
-
 namespace {
 
 // What stands between "&" and ";". False for a name that means nothing.
-bool resolve(String& out, istr const& name) {
+bool resolve(char*& to, istr const& name) {
     struct Entity {
         istr name;
         char byte;
@@ -345,7 +334,7 @@ bool resolve(String& out, istr const& name) {
         {"amp", '&'}, {"quot", '"'}, {"apos", '\''}, {"lt", '<'}, {"gt", '>'}};
     for (Entity const& entity : known) {
         if (name != entity.name) continue;
-        out += entity.byte;
+        *to++ = entity.byte;
         return true;
     }
     if (name.empty() || name[0] != '#') return false;
@@ -366,11 +355,39 @@ bool resolve(String& out, istr const& name) {
             number = number * 10 + static_cast<unsigned int>(*p - '0');
     }
     if (negative) number = 0 - number;
-    if (number != 0) out += static_cast<char>(number);
+    if (number != 0) *to++ = static_cast<char>(number);
     return true;
 }
 
+inline char* copy(char* to, char const* p, char const* end) {
+    if (p != end) std::memcpy(to, p, static_cast<unsigned long>(end - p));
+    return to + (end - p);
+}
+
 }  // namespace
+
+char* detail::xmlUnescape(char* to, istr const& in) {
+    char const* const end = in.end();
+    for (char const* p = in.begin(); p != end;) {
+        auto const left = static_cast<unsigned long>(end - p);
+        auto const* const mark = static_cast<char const*>(std::memchr(p, '&', left));
+        to = copy(to, p, mark == nullptr ? end : mark);
+        if (mark == nullptr) break;
+        p = mark + 1;
+        auto const behind = static_cast<unsigned long>(end - p);
+        auto const* const close =
+            static_cast<char const*>(std::memchr(p, ';', behind < 7 ? behind : 7));
+        if (close == nullptr) {
+            *to++ = '&';
+            continue;
+        }
+        if (!resolve(to, istr(p, close))) to = copy(to, mark, close + 1);
+        p = close + 1;
+    }
+    return to;
+}
+
+namespace xml {
 
 void escape(String& out, istr in) {
     char const* const end = in.end();
@@ -384,23 +401,16 @@ void escape(String& out, istr in) {
 }
 
 void unescape(String& out, istr in) {
-    char const* const end = in.end();
-    for (char const* p = in.begin(); p != end;) {
-        auto const left = static_cast<unsigned long>(end - p);
-        auto const* const mark = static_cast<char const*>(std::memchr(p, '&', left));
-        out += istr(p, mark == nullptr ? end : mark);
-        if (mark == nullptr) return;
-        p = mark + 1;
-        auto const behind = static_cast<unsigned long>(end - p);
-        auto const* const close =
-            static_cast<char const*>(std::memchr(p, ';', behind < 7 ? behind : 7));
-        if (close == nullptr) {
-            out += '&';
-            continue;
-        }
-        if (!resolve(out, istr(p, close))) out += istr(mark, close + 1);
-        p = close + 1;
+    // Room for what is written would have to be allocated where what is read fits in a short text.
+    char buffer[256];
+    if (in.size() <= sizeof(buffer)) {
+        out.append(buffer, detail::xmlUnescape(buffer, in));
+        return;
     }
+    unsigned long const size = out.size();
+    out.resize(size + in.size());
+    char const* const end = detail::xmlUnescape(out.std::string::data() + size, in);
+    out.resize(static_cast<unsigned long>(end - out.data()));
 }
 
 void encode_attr(String& s) {

@@ -11,6 +11,7 @@
 #include "zan/log/log_logger.h"
 #include "zan/log/log_tracer.h"
 #include "zan/util/base64.h"
+#include "zan/xml/xml_tree.h"
 #include "zan/xml/xmlparser.h"
 
 namespace zan {
@@ -31,6 +32,11 @@ bool readDigits(istr const& text, T& v) {
 
 XMLNode* ownRoot(istr const& name = "root") {
     return ZAN_NEW(XMLNode(name));
+}
+
+// The character data, of which no String is made on the way.
+istr textOf(XMLInStream const& s) {
+    return detail::XMLTree::text(s.node());
 }
 
 template <class Source>
@@ -66,7 +72,7 @@ void XMLInStream::parse(std::ifstream& file) {
 
 template <class T>
 bool XMLInStream::readNumber(T& v) const {
-    istr const text = cdata();
+    istr const text = textOf(*this);
     if (text.empty()) return false;
     T read{};
     if (!readDigits(text, read)) {
@@ -133,13 +139,13 @@ bool XMLInStream::operator>>(Byte& v) const {
 
 bool XMLInStream::operator>>(String& v) const {
     if (isNull()) return false;
-    v = cdata();
+    v = String(textOf(*this));
     return true;
 }
 
 bool XMLInStream::operator>>(std::string& v) const {
     if (isNull()) return false;
-    v = cdata();
+    v = static_cast<std::string>(textOf(*this));
     return true;
 }
 
@@ -155,14 +161,14 @@ bool XMLInStream::operator>>(std::wstring& v) const {
 bool XMLInStream::operator>>(Bytes& v) const {
     if (isNull()) return false;
     Bytes read;
-    Base64::decode(cdata(), read);
+    Base64::decode(textOf(*this), read);
     v.swap(read);
     return true;
 }
 
 bool XMLInStream::operator>>(Wchar& v) const {
     v = wchar_t{0};
-    istr const text = cdata();
+    istr const text = textOf(*this);
     if (text.size() != 6 || !text.beginWith("\\u")) return false;
     unsigned int read = 0;
     for (char const c : text.removeLeft(2ul)) {
@@ -178,7 +184,7 @@ bool XMLInStream::operator>>(Time& v) const {
     if (isNull()) return false;
     try {
         Time read;
-        read.fromString(cdata(), nullptr);
+        read.fromString(textOf(*this), nullptr);
         v = read;
         return true;
     } catch (InvalidDataException const&) {
