@@ -38,10 +38,8 @@ struct cdata_t {};
 //
 // Ownership: a node owns its children, which must come from `new XMLNode` or `new` of a class
 //   derived from it, and deletes them; nothing else may. Copies are deep; a copy has no parent.
-// Threads: one at a time, or any number while nobody writes. Of these the first to ask for the
-// cdata
-//   of an element that the parser or copying made may make it a String, under a lock of the
-//   library.
+// Threads: one at a time, or any number while nobody writes. The first of them to ask for the cdata
+//   of an element that the parser or copying made may make it a String, under a lock.
 // Errors: none is thrown. A look-up that misses gives a shared null object; isNull() tells it from
 //   one that is empty. The null node never changes: what would write to it does nothing.
 // Cost: look-up by name in more than sixteen children or attributes goes by an index, made at the

@@ -2,6 +2,7 @@
 
 #include <ace/ACE.h>
 #include <ace/INET_Addr.h>
+#include <ace/Init_ACE.h>
 #include <ace/Log_Msg.h>
 #include <ace/OS_NS_sys_socket.h>
 #include <ace/Time_Value.h>
@@ -28,10 +29,11 @@ bool resolve(String const& host, ACE_INET_Addr& addr) {
     return addr.set(static_cast<u_short>(0), host.c_str(), 1, AF_INET) == 0;
 }
 
-// The socket class tells each step on the standard error stream, which is the program's own.
+// The socket class tells each step on the standard error stream, which is the program's own. It
+// needs ACE for that, which fini() has ended.
 class QuietAce {
 public:
-    QuietAce() : before_(ACE_LOG_MSG->priority_mask(0, ACE_Log_Msg::PROCESS)) {}
+    QuietAce() : before_((ACE::init(), ACE_LOG_MSG->priority_mask(0, ACE_Log_Msg::PROCESS))) {}
     ~QuietAce() { ACE_LOG_MSG->priority_mask(before_, ACE_Log_Msg::PROCESS); }
     QuietAce(QuietAce const&) = delete;
     QuietAce& operator=(QuietAce const&) = delete;
@@ -80,12 +82,12 @@ bool PingImpl::sendAndWait(String const& host, __int64* cost, long timeout) {
         ZAN_ICMP_ERROR("ICMP socket not open.");
         return false;
     }
+    QuietAce const quiet;
     ACE_INET_Addr addr;
     bool const known = resolve(host, addr);
     constexpr long LONGEST = std::numeric_limits<int>::max();
     ACE_Time_Value const wait(std::min(std::max(timeout, 0L), LONGEST));
     dropOldAnswers();
-    QuietAce const quiet;
     Time const start = Time::now(Time::Realtime);
     // An address that is not set would be one of this host.
     if (!known || socket_.make_echo_check(addr, false, &wait) != 0) {
