@@ -324,6 +324,8 @@ TEST(TcpServerLife, LinesOfAConnection) {
         lines.of("TCP.INFO"),
         ElementsAre("(len) reached end of client connection " + client, "break loop: !recv()"));
     Peer const second = test.greeted();
+    // Between two messages its thread would see by itself that the server ends.
+    EXPECT_TRUE(lines.waitFor("(len) recving 4 bytes", 4));
     test.server.close();
     EXPECT_EQ(1u, lines.count("() stopping " + thread(second) + '{'));
     EXPECT_EQ("closed connection " + client, lines.of("TCP.DEBUG")[0]);

@@ -188,8 +188,8 @@ public:
         zan::detail::zanLogger().setObserver(nullptr);
         zan::detail::zanLogger().setDebugObserver(nullptr);
     }
-    bool waitFor(std::string const& part) {
-        return gate_.wait([&] { return countLocked(part) != 0; });
+    bool waitFor(std::string const& part, std::size_t n = 1) {
+        return gate_.wait([&] { return countLocked(part) >= n; });
     }
     std::size_t count(std::string const& part) {
         std::size_t n = 0;
