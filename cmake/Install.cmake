@@ -59,6 +59,11 @@ install(FILES README.md CHANGELOG.md DESTINATION "${CMAKE_INSTALL_DOCDIR}"
         COMPONENT documentation)
 install(DIRECTORY docs/ DESTINATION "${CMAKE_INSTALL_DOCDIR}/guides"
         COMPONENT documentation FILES_MATCHING PATTERN "reference" EXCLUDE PATTERN "*.md")
+# Peers in another language, and syntax for editors: where the guides link to them.
+foreach(folder IN ITEMS python textmate vim)
+    install(DIRECTORY contrib/${folder} DESTINATION "${CMAKE_INSTALL_DOCDIR}/contrib"
+            COMPONENT documentation PATTERN "__pycache__" EXCLUDE)
+endforeach()
 # What `./dev reference` has made last.
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/build/reference/html/"
         DESTINATION "${CMAKE_INSTALL_DOCDIR}/reference" COMPONENT documentation OPTIONAL)

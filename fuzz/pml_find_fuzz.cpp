@@ -2,30 +2,15 @@
 // is the path, the rest is the tree.
 
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 
-#include "zan/log/log_factory.h"
-#include "zan/log/log_logger.h"
-#include "zan/pml/pml_t.h"
-
-namespace {
+#include "pml.h"
+#include "require.h"
 
 using zan::istr;
 using zan::pml::ntv::Unit;
 
-void require(bool ok) {
-    if (!ok) std::abort();
-}
-
-}  // namespace
-
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
-    static bool const quiet = [] {
-        zan::detail::zanLogger().setConsoleOn(false);
-        return true;
-    }();
-    static_cast<void>(quiet);
     istr const input(data, size);
     unsigned long end = 0;
     while (end < size && input[end] != '\n') ++end;

@@ -1,45 +1,17 @@
 // Any bytes as PML: the two readers agree, and what is rendered reads back as what was rendered.
 
 #include <cstdint>
-#include <cstdlib>
 #include <sstream>
 #include <string>
 
-#include "zan/log/log_factory.h"
-#include "zan/log/log_logger.h"
-#include "zan/pml/pml_t.h"
-
-namespace {
+#include "pml.h"
+#include "require.h"
 
 using zan::istr;
 using zan::String;
 using zan::pml::ntv::Unit;
 
-void require(bool ok) {
-    if (!ok) std::abort();
-}
-
-// How the parse ended. The tree holds what was read.
-template <class Input>
-std::string parse(Unit& u, Input&& in) {
-    try {
-        zan::pml::ntvFromPml(u, in);
-        return "";
-    } catch (zan::pml::DecodeException const& e) {
-        return e.msg();
-    } catch (zan::DuplicatedUnitException const& e) {
-        return e.msg();
-    }
-}
-
-}  // namespace
-
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
-    static bool const quiet = [] {
-        zan::detail::zanLogger().setConsoleOn(false);
-        return true;
-    }();
-    static_cast<void>(quiet);
     // A view ends at a NUL, a stream does not.
     istr text(data, size);
     text = text.leftstr(zan::StrLenN(text.data(), size));

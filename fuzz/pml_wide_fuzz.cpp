@@ -1,42 +1,15 @@
 // The wide parser does with wide text what the narrow one does with the same characters.
 
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <string>
 
-#include "zan/log/log_factory.h"
-#include "zan/log/log_logger.h"
-#include "zan/pml/pml_t.h"
-
-namespace {
+#include "pml.h"
+#include "require.h"
 
 using zan::pml::ntv::Unit;
 
-void require(bool ok) {
-    if (!ok) std::abort();
-}
-
-template <class View>
-std::string parse(Unit& u, View const& in) {
-    try {
-        zan::pml::ntvFromPml(u, in);
-        return "";
-    } catch (zan::pml::DecodeException const& e) {
-        return e.msg();
-    } catch (zan::DuplicatedUnitException const& e) {
-        return e.msg();
-    }
-}
-
-}  // namespace
-
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
-    static bool const quiet = [] {
-        zan::detail::zanLogger().setConsoleOn(false);
-        return true;
-    }();
-    static_cast<void>(quiet);
     // Characters of four bytes, as they come.
     std::wstring wild(size / 4, 0);
     if (!wild.empty()) std::memcpy(wild.data(), data, wild.size() * 4);

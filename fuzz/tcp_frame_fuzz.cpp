@@ -6,21 +6,17 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
 
+#include "require.h"
 #include "zan/tcp/connection.h"
 
 namespace {
 
 using Frames = std::vector<std::string>;
 using zan::tcp::FrameBuffer;
-
-void require(bool holds) {
-    if (!holds) std::abort();
-}
 
 unsigned long sizeAt(std::string const& s, unsigned long at) {
     unsigned long size = 0;

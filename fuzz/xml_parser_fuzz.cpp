@@ -3,11 +3,11 @@
 // where XML can say it at all.
 
 #include <cstdint>
-#include <cstdlib>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "require.h"
 #include "zan/log/log_dumper.h"
 #include "zan/xml/xmlparser.h"
 
@@ -18,10 +18,6 @@ using zan::String;
 using zan::XMLAttr;
 using zan::XMLNode;
 using zan::XMLParser;
-
-void require(bool ok) {
-    if (!ok) std::abort();
-}
 
 // Keeps the elements that are open, as a reader of the events sees them.
 struct Order : zan::XMLParserCallback {

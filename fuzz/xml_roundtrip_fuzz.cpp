@@ -2,11 +2,11 @@
 // the second gives an equal one. The tree goes through object streams on the way.
 
 #include <cstdint>
-#include <cstdlib>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "require.h"
 #include "zan/xml/xmlparser.h"
 #include "zan/xml/xmlstream.h"
 
@@ -16,10 +16,6 @@ using zan::istr;
 using zan::String;
 using zan::XMLNode;
 using zan::XMLParser;
-
-void require(bool ok) {
-    if (!ok) std::abort();
-}
 
 // A name that reads back, told from others as far as 26 letters go.
 String plainName(String const& name) {

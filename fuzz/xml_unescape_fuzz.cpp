@@ -2,21 +2,13 @@
 // what it was, in both encodings.
 
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 
+#include "require.h"
 #include "zan/xml/xmlparser.h"
-
-namespace {
 
 using zan::istr;
 using zan::String;
-
-void require(bool ok) {
-    if (!ok) std::abort();
-}
-
-}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
     istr const text(data, size);

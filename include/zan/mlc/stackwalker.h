@@ -52,7 +52,8 @@ ZAN_EXPORT void catchExceptionsOnly(OutputForm form);
 //
 // Threads: the program's, any number, also across a fork, whose child goes on with a copy. Begin
 //   and end are for one thread. What other threads hold at the end counts as not freed.
-// Cost: 1.4 KB and about a microsecond for a block.
+// Cost: half a microsecond for a block made and freed; while it lives 100 to 1400 bytes, as a rule
+//   some 250: of the 1280 what other blocks have the same is kept once.
 
 // What is written of each operation, to the file of the report: nothing; a line; a stack for each
 // allocation; a stack for each release too. A trace level that isn't in 0 to 3 counts as 0.

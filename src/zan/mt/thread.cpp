@@ -210,6 +210,7 @@ ThreadRecord& ThreadRecord::current() {
     if (t_record == nullptr) {
         UncheckedBlocks const lifelong;  // in the main thread
         t_record = new ThreadRecord;
+        t_record->info.sCurrDateTime_.reserve(detail::DATE_TEXT_SIZE);
         platform::atThreadExit(&freeRecord, nullptr);
     }
     return *t_record;

@@ -4,46 +4,12 @@
 #include <cstddef>
 #include <new>
 
+#include "zan/base/node_block.h"
+
 namespace zan::pml::ntv {
 
-// The memory of units and values on the heap. Those that the parser makes lie side by side in
-// blocks, which saves most of the allocator's time; a block goes with the last node in it, whoever
-// frees that and in which thread. All others are allocated one by one. In front of each node stands
-// the address of its block, null for a node by itself.
-class NodeBlock {
-public:
-    static void* alone(std::size_t size) { return placed(::operator new(sizeof(Origin) + size)); }
-    static void* alone(std::size_t size, char const* file, unsigned int line, char const* func);
-    static void free(void* p) noexcept {
-        if (p == nullptr) return;
-        auto* const origin = static_cast<Origin*>(p) - 1;
-        if (origin->block == nullptr)
-            ::operator delete(origin);
-        else
-            origin->block->leave(1);
-    }
-
-private:
-    friend class NodeArena;
-
-    struct Origin {
-        NodeBlock* block;
-    };
-
-    // What an arena that is still at work counts for.
-    static constexpr unsigned long ARENA = 1ul << 48;
-
-    static void* placed(void* memory) {
-        auto* const origin = static_cast<Origin*>(memory);
-        origin->block = nullptr;
-        return origin + 1;
-    }
-    void leave(unsigned long n) {
-        if (live_.fetch_sub(n, std::memory_order_acq_rel) == n) ::operator delete(this);
-    }
-
-    std::atomic<unsigned long> live_{ARENA};
-};
+// Units and values are freed by whoever holds them, in any thread.
+using NodeBlock = zan::detail::NodeBlock<std::atomic<unsigned long>>;
 
 // Hands out memory for nodes, from blocks that grow with what is taken.
 class NodeArena {

@@ -1,13 +1,8 @@
 #include "zan/pml/ntv_value.h"
 
-#include "zan/base/mlcheck.h"
 #include "zan/pml/node_memory.h"
 
 namespace zan::pml::ntv {
-
-void* NodeBlock::alone(std::size_t size, char const* file, unsigned int line, char const* func) {
-    return placed(::operator new(sizeof(Origin) + size, file, line, func));
-}
 
 ValueBase::~ValueBase() = default;
 

@@ -3,52 +3,12 @@
 #include <cstddef>
 #include <new>
 
-#include "zan/base/mlcheck.h"
+#include "zan/base/node_block.h"
 
 namespace zan::detail {
 
-// The memory of elements on the heap. Those that the parser and copying make lie side by side in
-// blocks; a block goes with the last element in it. All others are allocated one by one. In front
-// of each element stands the address of its block, null for one by itself.
-//
 // A block holds elements of one tree only, so its count needs no more protection than the tree.
-class XMLBlock {
-public:
-    static void* alone(std::size_t size) { return placed(::operator new(sizeof(Origin) + size)); }
-    static void* alone(std::size_t size, char const* file, unsigned int line, char const* func) {
-        return placed(::operator new(sizeof(Origin) + size, file, line, func));
-    }
-    static void free(void* p) noexcept {
-        if (p == nullptr) return;
-        auto* const origin = static_cast<Origin*>(p) - 1;
-        if (origin->block == nullptr)
-            ::operator delete(origin);
-        else
-            origin->block->leave(1);
-    }
-
-private:
-    friend class XMLArena;
-
-    struct Origin {
-        XMLBlock* block;
-    };
-
-    // What an arena that is still at work counts for.
-    static constexpr unsigned long ARENA = 1ul << 48;
-
-    static void* placed(void* memory) {
-        auto* const origin = static_cast<Origin*>(memory);
-        origin->block = nullptr;
-        return origin + 1;
-    }
-    void leave(unsigned long n) {
-        live_ -= n;
-        if (live_ == 0) ::operator delete(this);
-    }
-
-    unsigned long live_ = ARENA;
-};
+using XMLBlock = NodeBlock<unsigned long>;
 
 // Hands out memory for the elements of one tree, from blocks that grow with it.
 class XMLArena {
