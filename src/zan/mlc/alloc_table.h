@@ -47,7 +47,9 @@ struct AllocCounters {
 //
 // Threads: any. The records of a thread's blocks lie together, under one of 32 locks, held for the
 //   time of a copy. A report, and the child of a fork, sees whole records.
-// Memory: of a record, 64 bytes and the pieces, at most 1408 bytes; of a picture, 1.6 KB.
+// Memory: of a record, 64 bytes and the pieces, at most 1408 bytes; of a picture, 1.6 KB. A
+// thread's
+//   records are laid in chunks of 64 KiB, from 512 KiB on in pages of 2 MiB.
 class AllocTable {
 public:
     // A record as it is kept.
@@ -96,7 +98,8 @@ private:
     static constexpr unsigned long LIVES = LINE - 1;
     static constexpr unsigned long PICTURE_LINES = 24;
     static constexpr unsigned long CHUNK = 64 * 1024;
-    static constexpr unsigned long PICTURES = 64;  // in a chunk
+    static constexpr unsigned long SMALL_CHUNKS = 8;  // of a shard, in pages of their own
+    static constexpr unsigned long PICTURES = 64;     // in a chunk
 
     struct Picture;
     struct Snapshot;
@@ -108,13 +111,16 @@ private:
         bool open = false;
         Saved* free[MOST_LINES + 2] = {};  // have been in use, by the number of lines
         Chunks chunks;
-        unsigned long current = 0;  // the chunk that is being filled
-        unsigned long filled = 0;   // bytes of it
+        unsigned char* largePage = nullptr;  // the chunks to come, from its end on
+        unsigned long largePageLeft = 0;     // bytes
+        unsigned long current = 0;           // the chunk that is being filled
+        unsigned long filled = 0;            // bytes of it
         unsigned long inserts = 0;
         unsigned long collisions = 0;
         unsigned long freed = 0;
 
         Saved* take(unsigned long pieces);
+        unsigned char* newChunk();
         void reset();
     };
 

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <atomic>
 #include <cstddef>
 #include <mutex>
 #include <new>
@@ -37,13 +36,6 @@ public:
     bool take(void const* p, Entry& entry, bool locked) noexcept {
         Guard const guard(shardOf(p), locked);
         return guard.shard.take(p, entry);
-    }
-    // Of the place where a put() will come to.
-    void prefetch(void const* p) {
-        Shard const& shard = shardOf(p);
-        Slot const* const slots = shard.hint.load(std::memory_order_relaxed);
-        unsigned long const mask = shard.hintMask.load(std::memory_order_relaxed);
-        __builtin_prefetch(slots + (Shard::place(p) & mask), 1);
     }
     void clear() {
         for (Shard& shard : shards_) {
@@ -104,17 +96,12 @@ private:
             old.swap(slots);
             for (Slot const& slot : old)
                 if (slot.p != nullptr) slots[find(slot.p)] = slot;
-            hint = slots.data();
-            hintMask = slots.size() - 1;
             return true;
         }
 
         BriefLock mutex;
         Slots slots;  // none, or a power of two
         unsigned long used = 0;
-        // The same, for a look without the lock: it may be gone.
-        std::atomic<Slot const*> hint{nullptr};
-        std::atomic<unsigned long> hintMask{0};
     };
 
     struct Guard {

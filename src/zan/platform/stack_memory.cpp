@@ -55,6 +55,17 @@ void* mapPages(unsigned long size) {
     return p == MAP_FAILED ? nullptr : p;
 }
 
+void* mapLargePage() {
+    void* const mapped = mapPages(2 * LARGE_PAGE);
+    if (mapped == nullptr) return nullptr;
+    auto* const p = static_cast<char*>(mapped);
+    unsigned long const before = -reinterpret_cast<std::uintptr_t>(p) % LARGE_PAGE;
+    if (before != 0) munmap(p, before);
+    munmap(p + before + LARGE_PAGE, LARGE_PAGE - before);
+    madvise(p + before, LARGE_PAGE, MADV_HUGEPAGE);
+    return p + before;
+}
+
 void unmapPages(void* p, unsigned long size) {
     munmap(p, size);
 }

@@ -8,6 +8,9 @@ namespace zan::platform {
 // Memory of the system's own, in whole pages, zeroed. Null where there is none.
 void* mapPages(unsigned long size);
 void unmapPages(void* p, unsigned long size);
+// LARGE_PAGE bytes of it, which the system is asked to have as one page if it has such.
+constexpr unsigned long LARGE_PAGE = 2ul << 20;
+void* mapLargePage();
 // Gives back what the pages hold; they read as zeros from then on.
 void dropPages(void* p, unsigned long size);
 
