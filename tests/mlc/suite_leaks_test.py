@@ -40,8 +40,8 @@ class Leaks(unittest.TestCase):
         report.unlink(missing_ok=True)
         environment = os.environ | {"LD_PRELOAD": str(CHECKER), "ZAN_MEM_LEAK_CHECK": "on"}
         with tempfile.TemporaryDirectory() as scratch:
-            done = subprocess.run([BIN / name, "--gtest_brief=1"], cwd=scratch, text=True,
-                                  env=environment, capture_output=True)
+            done = subprocess.run([BIN / name, "--gtest_brief=1"], cwd=scratch, env=environment,
+                                  capture_output=True, text=True, errors="replace")
         self.assertEqual(0, done.returncode, done.stdout[-4000:] + done.stderr[-4000:])
         text = report.read_text(errors="replace")
         self.assertTrue(text.rstrip().endswith("</MEMREPORT>"), "the report has no end")

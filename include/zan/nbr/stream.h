@@ -125,7 +125,7 @@ public:
     void operator<<(String const& v);
     void operator<<(Time const& v) { writeInt(v.toMicroSeconds()); }
     void operator<<(Bit v) { writeInt(v.value()); }
-    void operator<<(Char v) { writeInt(v.value()); }
+    void operator<<(Char v) { *this << v.value(); }
     void operator<<(Short v) { writeInt(v.value()); }
     void operator<<(Long v) { writeInt(v.value()); }
     void operator<<(Longlong v) { writeInt(v.value()); }
@@ -152,7 +152,7 @@ private:
     // A number as it is packed: its bits, with the sign extended, and the most bytes it may take.
     struct Packed {
         Packed(bool v) : bits(v), cap(1) {}
-        Packed(char v) : Packed(static_cast<short>(v)) {}
+        Packed(char v) : Packed(static_cast<short>(static_cast<signed char>(v))) {}
         Packed(unsigned char v) : bits(v), cap(1) {}
         Packed(short v) : bits(static_cast<uint64>(v)), cap(2) {}
         Packed(unsigned short v) : bits(v), cap(2) {}

@@ -203,7 +203,9 @@ public:
     void operator<<(Bit const& v) { *this << v.value(); }
     void operator<<(char v) { setValue(istr(&v, 1)); }
     void operator<<(unsigned char v) { *this << static_cast<char>(v); }
-    void operator<<(Char const& v) { *this << static_cast<short>(v.value()); }
+    void operator<<(Char const& v) {
+        *this << static_cast<short>(static_cast<signed char>(v.value()));
+    }
     void operator<<(Byte const& v) { *this << static_cast<unsigned short>(v.value()); }
     void operator<<(short v) { *this << static_cast<__int64>(v); }
     void operator<<(unsigned short v) { *this << static_cast<uint64>(v); }

@@ -32,7 +32,9 @@ public:
     BinaryOutStream& write(null_type) { return writeRaw(static_cast<unsigned char>(0)); }
     BinaryOutStream& write(empty_type) { return writeRaw(istr("\1\0", 2)); }
     BinaryOutStream& write(bool v) { return write(static_cast<unsigned char>(v)); }
-    BinaryOutStream& write(char v) { return write(static_cast<short>(v)); }
+    BinaryOutStream& write(char v) {
+        return write(static_cast<short>(static_cast<signed char>(v)));
+    }
     // Always one byte.
     BinaryOutStream& write(unsigned char v);
     BinaryOutStream& write(short v) { return write(static_cast<__int64>(v), 2ul); }

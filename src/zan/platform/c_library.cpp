@@ -83,8 +83,8 @@ unsigned long behindLinkage(unsigned long function) {
     if ((next[0] & 0x9F00001F) != 0x90000010 || (next[1] & 0xFFC003FF) != 0xF9400211)
         return function;
     long const pages = signedField(next[0], 5, 19) * 4 + static_cast<long>(next[0] >> 29 & 3);
-    unsigned long const slot = (at & ~0xFFFul) + static_cast<unsigned long>(pages) * 4096 +
-                               (next[1] >> 10 & 0xFFF) * 8;
+    unsigned long const slot =
+        (at & ~0xFFFul) + static_cast<unsigned long>(pages) * 4096 + (next[1] >> 10 & 0xFFF) * 8;
     unsigned long target = 0;
     return read(slot, &target, sizeof target) ? target : function;
 }

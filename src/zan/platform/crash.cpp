@@ -18,6 +18,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <mutex>
 #include <new>
 
@@ -79,8 +80,21 @@ void const* instructionOf(ucontext_t const& context) {
 std::uintptr_t stackOf(ucontext_t const& context) {
     return static_cast<std::uintptr_t>(context.uc_mcontext.sp);
 }
-bool wasWrite(ucontext_t const&) {
-    return false;  // the record of the system's that tells is optional
+// Behind the registers stand records, each with its size; one of them is the processor's account.
+bool wasWrite(ucontext_t const& context) {
+    constexpr unsigned long WRITE = 1ul << 6;
+    unsigned char const* at = context.uc_mcontext.__reserved;
+    unsigned char const* const end = at + sizeof context.uc_mcontext.__reserved;
+    while (static_cast<unsigned long>(end - at) >= sizeof(esr_context)) {
+        esr_context record;
+        std::memcpy(&record, at, sizeof record);
+        if (record.head.magic == ESR_MAGIC) return (record.esr & WRITE) != 0;
+        if (record.head.size < sizeof record.head ||
+            record.head.size > static_cast<unsigned long>(end - at))
+            break;
+        at += record.head.size;
+    }
+    return false;
 }
 void* callerOfNowhere(ucontext_t const& context) {
     return reinterpret_cast<void*>(context.uc_mcontext.regs[30]);

@@ -6,6 +6,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <condition_variable>
@@ -212,7 +213,9 @@ int ThreadHandle::start(void (*run)(void*), void* arg, unsigned long stackSize, 
     int error = 0;
     if (stackSize != 0) {
         unsigned long const page = static_cast<unsigned long>(sysconf(_SC_PAGESIZE));
-        unsigned long size = stackSize < MIN_STACK ? MIN_STACK : stackSize;
+        // What the system needs at the least depends on the processor: a signal saves all of it.
+        auto const needed = static_cast<unsigned long>(std::max(sysconf(_SC_THREAD_STACK_MIN), 0L));
+        unsigned long const size = std::max({stackSize, MIN_STACK, needed});
         if (size > ~0UL - page)
             error = EINVAL;
         else

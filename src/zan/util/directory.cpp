@@ -36,7 +36,8 @@ using pml::ntv::Unit;
 
 // Whether the tree can hold the name, and the path of an item give it back.
 bool isText(char const* name, unsigned long n) {
-    if (std::all_of(name, name + n, [](char c) { return c > 0 && c != '\\'; })) return true;
+    if (std::all_of(name, name + n, [](unsigned char c) { return c > 0 && c < 0x80 && c != '\\'; }))
+        return true;
     std::wstring const wide = platform::libraryPath(name, n);
     return std::none_of(wide.begin(), wide.end(),
                         [](wchar_t c) { return c >= 0xD800 && c <= 0xDFFF; });
