@@ -1,7 +1,6 @@
 #include "zan/base/exception.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <regex>
 

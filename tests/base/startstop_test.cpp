@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <regex>
-#include <sstream>
 
 #include "support/log_capture.h"
 #include "support/temp_dir.h"
@@ -12,7 +11,6 @@
 #include "zan/base/exception.h"
 #include "zan/base/version.h"
 #include "zan/log/console.h"
-#include "zan/log/log_factory.h"
 
 namespace {
 

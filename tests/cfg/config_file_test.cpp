@@ -1,14 +1,11 @@
 #include "zan/cfg/config_file.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <atomic>
 #include <cstdlib>
 #include <filesystem>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "support/temp_dir.h"
 #include "support/text.h"

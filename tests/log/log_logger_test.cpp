@@ -1,17 +1,14 @@
 #include "zan/log/log_logger.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <filesystem>
-#include <sstream>
 
 #include "support/log_capture.h"
 #include "support/temp_dir.h"
 #include "support/text.h"
 #include "support/threads.h"
 #include "zan/log/console.h"
-#include "zan/log/log_factory.h"
 #include "zan/mt/thread.h"
 
 namespace {

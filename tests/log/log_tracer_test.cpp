@@ -1,9 +1,7 @@
 #include "zan/log/log_tracer.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include <sstream>
 #include <thread>
 
 #include "support/log_capture.h"

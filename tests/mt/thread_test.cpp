@@ -1,10 +1,8 @@
 #include "zan/mt/thread.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <future>
-#include <thread>
 
 #include "support/assertions.h"
 #include "support/log_capture.h"

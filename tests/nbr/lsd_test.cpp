@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <string>
 
 #include "support/text.h"
 #include "zan/base/mlcheck.h"
@@ -97,30 +96,6 @@ TEST(NbrOwnership, ACopyOfASimpleValueIsItsOwn) {
     EXPECT_EQ(istr("b"), copy.data());
     *a = copy;
     EXPECT_EQ(2u, tree.data().size());
-}
-
-// --- Dumps
-
-TEST(NbrDump, BothForms) {
-    std::string const bytes(
-        "\xFF\x01(\x01\x01\x01\x05\x02\xF1\x02"
-        "ab\x03\xFF\x01(\xC8\x01\x00\x04\xF1\x00\xFF\x01)\x07\x01\x01\x01\xFF\x01)",
-        33);
-    std::unique_ptr<ValueBase> const tree(nbr::parser::from(istr(bytes)));
-    std::ostringstream os;
-    os << *tree;
-    EXPECT_EQ(
-        "{\n"
-        "    [1] 05\n"
-        "    [2] 'ab'\n"
-        "    [3] {\n"
-        "        [200] \n"
-        "        [4] \n"
-        "    }\n"
-        "    [7] 01\n"
-        "}",
-        os.str());
-    EXPECT_EQ("{[1] 05 [2] 'ab' [3] {[200]  [4] } [7] 01}", zan_test::dumped(*tree, true));
 }
 
 }  // namespace

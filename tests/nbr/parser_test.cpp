@@ -1,15 +1,11 @@
 #include "zan/nbr/parser.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <map>
 #include <memory>
-#include <random>
 #include <set>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "support/log_capture.h"
 #include "support/nbr_model.h"

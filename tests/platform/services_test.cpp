@@ -8,9 +8,6 @@
 
 #include <atomic>
 #include <cerrno>
-#include <string>
-#include <thread>
-#include <vector>
 
 #include "support/threads.h"
 #include "zan/platform/clock.h"

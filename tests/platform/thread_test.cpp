@@ -10,8 +10,6 @@
 #include <cerrno>
 #include <functional>
 #include <future>
-#include <string>
-#include <vector>
 
 #include "support/threads.h"
 #include "zan/platform/clock.h"

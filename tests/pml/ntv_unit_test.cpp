@@ -4,9 +4,6 @@
 
 #include <limits>
 #include <map>
-#include <random>
-#include <string>
-#include <vector>
 
 #include "support/log_capture.h"
 #include "support/pml.h"
@@ -202,26 +199,24 @@ TEST(NtvPaths, LeadThroughTheTree) {
         char const* path;
         char const* unit;
         char const* logged;
-    } const table[] = {
-        {"a/b", "/a/b", ""},
-        {"/a/b", "/a/b", ""},
-        {"a[1][1]", "/a/c/[1]", ""},
-        {"a[1]/d", "/a/c/d", ""},
-        {"/[1]", "/e", ""},
-        {"", "/", ""},
-        {"/", "/", ""},
-        {"a/b/../../e", "/e", ""},
-        {"./a/.", "/a", ""},
-        {"a/", "/a", ""},
-        {"a[", "/a", ""},
-        {"..", "null", ""},
-        {"a[]", "null", ""},
-        {"a[1x]", "null", ""},
-        {"a[99999999999999999999]", "null", ""},
-        {"none/b", "null", ""},
-        {"a[7]", "null", "Index too large: 7"},
-        {"e[0]", "null", "Value was not a list."},
-    };
+    } const table[] = {{"a/b", "/a/b", ""},
+                       {"/a/b", "/a/b", ""},
+                       {"a[1][1]", "/a/c/[1]", ""},
+                       {"a[1]/d", "/a/c/d", ""},
+                       {"/[1]", "/e", ""},
+                       {"", "/", ""},
+                       {"/", "/", ""},
+                       {"a/b/../../e", "/e", ""},
+                       {"./a/.", "/a", ""},
+                       {"a/", "/a", ""},
+                       {"a[", "/a", ""},
+                       {"..", "null", ""},
+                       {"a[]", "null", ""},
+                       {"a[1x]", "null", ""},
+                       {"a[99999999999999999999]", "null", ""},
+                       {"none/b", "null", ""},
+                       {"a[7]", "null", "Index too large: 7"},
+                       {"e[0]", "null", "Value was not a list."}};
     for (auto const& [path, wanted, logged] : table) {
         zan_test::LogCapture const log;
         Unit const* const found = u.find(path);
@@ -249,8 +244,7 @@ TEST(NtvValues, HaveTheirTextAndTheirDump) {
         {UnsignedValue::create(~0ull), "18446744073709551615", "18446744073709551615"},
         {WcharValue::create(0xE9), "\\u00E9", "\\u00E9"},
         {WstringValue::create(L"\xE9"), "w6k=", "w6k="},
-        {TimeValue::create(zan::Time::seconds(5)), "'" + time + "'", "'" + time + "'"},
-    };
+        {TimeValue::create(zan::Time::seconds(5)), "'" + time + "'", "'" + time + "'"}};
     for (auto const& row : table) {
         Unit const unit(row.value);
         Unit const copy(unit);

@@ -1,11 +1,6 @@
 #include "zan/pml/pml_parser.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <random>
-#include <sstream>
-#include <string>
 
 #include "support/log_capture.h"
 #include "support/pml.h"

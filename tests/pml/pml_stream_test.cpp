@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <map>
-#include <sstream>
-#include <string>
 
 #include "support/temp_dir.h"
 #include "support/text.h"

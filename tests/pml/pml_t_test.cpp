@@ -2,9 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <random>
 #include <sstream>
-#include <string>
 
 #include "support/pml.h"
 #include "support/seed.h"
@@ -66,8 +64,7 @@ TEST(PmlLayouts, AreThese) {
         {"", ShowMode::COMPACT, 7, "()"},
         {"n^^a^\"(1)", ShowMode::COMPACT, 7, "n^^a^\"(1)"},
         {"a^:b(\"a:b\")", ShowMode::COMPACT, 7, "a:b(\"a:b\")"},
-        {"a:t(1)", ShowMode::COMPACT, 6, "a:t()"},
-    };
+        {"a:t(1)", ShowMode::COMPACT, 6, "a:t()"}};
     for (auto const& row : table)
         EXPECT_EQ(row.text, parsedPml(row.unit).str(row.mode, row.pattern)) << row.unit;
     for (int mode = 1; mode <= 4; ++mode) EXPECT_EQ("a(1)", parsedPml("a(1)").str(mode, 7));

@@ -2,10 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <random>
-#include <string>
-#include <utility>
-
 #include "support/seed.h"
 
 namespace {

@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <string>
-#include <utility>
 
 #include "support/assertions.h"
 #include "support/log_capture.h"
@@ -79,8 +77,7 @@ TEST(StringRefRows, TextsSetOffInAFilledBuffer) {
         {"-- ab --", [](StringRef& r) { r.center("ab"); }},
         {"- abc --", [](StringRef& r) { r.center("abc"); }},
         {" bcdefg ", [](StringRef& r) { r.center("abcdefgh"); }},
-        {"--------", [](StringRef& r) { r.center("").left("").right("").right('*', 0); }},
-    };
+        {"--------", [](StringRef& r) { r.center("").left("").right("").right('*', 0); }}};
     for (auto const& [wanted, write] : rows)
         for (unsigned long n : {0ul, 1ul, 2ul, 8ul}) {
             Memory m(n);

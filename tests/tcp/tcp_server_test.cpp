@@ -1,13 +1,11 @@
 #include "zan/tcp/tcp_server.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <pthread.h>
 
 #include <atomic>
 #include <climits>
 #include <set>
-#include <thread>
 
 #include "support/open_files.h"
 #include "support/seed.h"
@@ -147,22 +145,6 @@ TEST(TcpServerHostility, AnExceptionOfTheCallbackEndsItsConnectionAlone) {
     EXPECT_EQ(1u, lines.count("the callback threw std bad"));
     EXPECT_GE(lines.count("the callback threw close bad"), 2u);
     test.server.close();
-}
-
-TEST(TcpServerHostility, TwoHundredClientsAtOnce) {
-    TestServer test;
-    test.echo();
-    std::vector<Peer> peers;
-    for (int i = 0; i < 200; ++i) {
-        // The answer says that this one is accepted: the next finds room in the backlog.
-        peers.push_back(test.connect());
-        ASSERT_EQ("one", peers.back().ask("one")) << i;
-    }
-    for (auto& peer : peers) peer.write(frame("all"));
-    for (auto& peer : peers) ASSERT_EQ("all", peer.readFrame());
-    test.server.close();
-    EXPECT_EQ(200u, test.recorder->closed().size());
-    for (auto& peer : peers) EXPECT_TRUE(peer.atEnd());
 }
 
 // --- The process may run out of what a connection needs.

@@ -4,7 +4,6 @@
 
 #include <atomic>
 #include <thread>
-#include <vector>
 
 #include "support/assertions.h"
 #include "support/log_capture.h"

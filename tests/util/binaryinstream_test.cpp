@@ -2,9 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
-#include <vector>
-
 #include "support/log_capture.h"
 #include "support/text.h"
 #include "zan/util/binaryoutstream.h"

@@ -2,14 +2,10 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "support/assertions.h"
 #include "support/log_capture.h"

@@ -1,9 +1,6 @@
 #include "zan/util/names.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <string>
 
 namespace zan {
 namespace {
@@ -26,8 +23,7 @@ TEST(NamesFilename, SplitsAtEitherSeparator) {
         {L"\\x", L"\\x", L"", L"x", L"x"},
         {L"a//", L"a/", L"a", L"", L"a\\"},
         {L"/", L"", L"", L"", L""},
-        {L"", L"", L"", L"", L""},
-    };
+        {L"", L"", L"", L"", L""}};
     for (auto const& c : cases) {
         Filename name((iwstr(c.in)));
         EXPECT_TRUE(name.full() == c.full && name.dir() == c.dir && name.file() == c.file)
@@ -55,16 +51,14 @@ TEST(NamesFuncname, KeepsTheClassWithTheFunction) {
         char const* in;
         char const* ns;
         char const* func;
-    } const cases[] = {
-        {"zan::Time::toString", "zan", "Time::toString"},
-        {"a::b::c::d", "a::b", "c::d"},
-        {"Time::now", "Time", "now"},
-        {"main", "", "main"},
-        {"::main", "", "main"},
-        {"::a::b", "", "a::b"},
-        {"a::", "a", ""},
-        {"", "", ""},
-    };
+    } const cases[] = {{"zan::Time::toString", "zan", "Time::toString"},
+                       {"a::b::c::d", "a::b", "c::d"},
+                       {"Time::now", "Time", "now"},
+                       {"main", "", "main"},
+                       {"::main", "", "main"},
+                       {"::a::b", "", "a::b"},
+                       {"a::", "a", ""},
+                       {"", "", ""}};
     for (auto const& c : cases) {
         Funcname name((istr(c.in)));
         EXPECT_EQ(c.ns, std::string(name.ns())) << c.in;

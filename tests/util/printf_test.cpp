@@ -4,8 +4,6 @@
 
 #include <memory>
 #include <sstream>
-#include <string>
-#include <vector>
 
 namespace {
 
@@ -23,19 +21,17 @@ TEST(PrintfPlaceholders, AreFilledOneAfterTheOther) {
         char const* format;
         std::vector<std::string> values;
         char const* want;
-    } const cases[] = {
-        {"a${x}b${y}c", {"1", "2"}, "a1b2c"},
-        {"a${x}b${y}c", {"1"}, "a1b${y}c"},
-        {"a${x}b${y}c", {"1", "2", "3"}, "a1b2c3"},
-        {"plain", {"1", "2"}, "plain12"},
-        {"", {"1"}, "1"},
-        {nullptr, {"1"}, "1"},
-        {"ab${x", {"1"}, "ab1"},
-        {"ab${x", {}, "ab${x"},
-        {"$}$}", {"1", "2"}, "12"},
-        {"$a$b}c}", {"1"}, "1c}"},
-        {"\\${x}", {"1"}, "\\1"},
-    };
+    } const cases[] = {{"a${x}b${y}c", {"1", "2"}, "a1b2c"},
+                       {"a${x}b${y}c", {"1"}, "a1b${y}c"},
+                       {"a${x}b${y}c", {"1", "2", "3"}, "a1b2c3"},
+                       {"plain", {"1", "2"}, "plain12"},
+                       {"", {"1"}, "1"},
+                       {nullptr, {"1"}, "1"},
+                       {"ab${x", {"1"}, "ab1"},
+                       {"ab${x", {}, "ab${x"},
+                       {"$}$}", {"1", "2"}, "12"},
+                       {"$a$b}c}", {"1"}, "1c}"},
+                       {"\\${x}", {"1"}, "\\1"}};
     for (auto const& c : cases) EXPECT_EQ(c.want, filled(c.format, c.values)) << c.want;
     EXPECT_EQ("1-2", filled("?-?", {"1", "2"}, '?', '?'));
     EXPECT_EQ("50%", filled("%d%", {"50%"}, '%', '\0')) << "no end but that of the text";

@@ -1,7 +1,6 @@
 #include "zan/util/test.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <memory>
 #include <regex>
@@ -83,8 +82,7 @@ TEST(MenuChoices, RunWhatTheyName) {
         {{}, "one\na\nx\nb\ny\n/one\nquit\nx\ntop\none", "one x y one x one ", ">>> exit\n"},
         {{}, "a\nb\nexit\none\n", "", ""},
         {{}, "a\nb\ntop\none\n", "one ", ""},
-        {{"one"}, "a/b/y\n\n", "one y ", "Function not found for ==> \n"},
-    };
+        {{"one"}, "a/b/y\n\n", "one y ", "Function not found for ==> \n"}};
     for (Session const& run : runs) {
         LogCapture const log;
         zan_test::StandardInput const input(run.input);

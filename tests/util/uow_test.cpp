@@ -9,7 +9,6 @@
 #include "support/assertions.h"
 #include "support/log_capture.h"
 #include "zan/base/exception.h"
-#include "zan/mt/mutex.h"
 
 namespace {
 
@@ -60,8 +59,7 @@ TEST(UnitFrame, CodesTellHowItEnded) {
         {"stop in init", 3, "init fini ", "\n"},
         {"exception", 1, "init loop fini ", "     CAUSE: catch a exception.\n        AT: zan::"},
         {"exception", 1, "init loop fini ", "CALL STACK: zan::UnitOfWork::start(uow.cpp:"},
-        {"std", 2, "init loop fini ", "     CAUSE: plain\n"},
-    };
+        {"std", 2, "init loop fini ", "     CAUSE: plain\n"}};
     for (auto const& row : table) {
         Unit unit("u");
         unit.what = row.what;

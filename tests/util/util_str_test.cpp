@@ -5,7 +5,6 @@
 #include <cstring>
 #include <memory>
 #include <sstream>
-#include <string>
 
 #include "support/assertions.h"
 #include "support/log_capture.h"

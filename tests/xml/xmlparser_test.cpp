@@ -6,12 +6,10 @@
 #include <cstdlib>
 #include <fstream>
 #include <memory>
-#include <sstream>
-#include <string>
-#include <vector>
 
 #include "support/seed.h"
 #include "support/temp_dir.h"
+#include "support/text.h"
 
 namespace {
 
@@ -72,11 +70,9 @@ Read read(std::string const& text, bool silent = false) {
         parser.parse(istr(text));
     } catch (XMLRuntimeException const& e) {
         result.fault = e.message();
-        std::ostringstream os;
-        os << e.what() << ": " << e;
-        EXPECT_EQ("XMLRuntimeException: " + e.message() + " @ " + e.file() + ":" +
-                      std::to_string(e.line()),
-                  os.str());
+        std::string const place = e.file() + ":" + std::to_string(e.line());
+        EXPECT_STREQ("XMLRuntimeException", e.what());
+        EXPECT_EQ(e.message() + " @ " + place, zan_test::printed(e));
         EXPECT_NE(std::string::npos, e.file().find("xmlparser.cpp"));
     }
     if (parser.rootNode() != nullptr) result.tree = shape(*parser.rootNode());
@@ -156,8 +152,7 @@ TEST(XmlParserLanguage, EveryConstructIsReadInItsDefinedWay) {
         {"<a><![CDATA[abc\0de</a>"s, "a{a\0de}"s},
         // NUL bytes.
         {"<a>\0x<\0y</a>"s, "a{\0x\0y}"s},
-        {"<a\0b='1'>x</a>"s, "a[\0b=1]{x}"s},
-    };
+        {"<a\0b='1'>x</a>"s, "a[\0b=1]{x}"s}};
     for (Case const& c : cases) {
         Read const r = read(c.text);
         EXPECT_EQ(c.tree, r.tree) << c.text;
@@ -176,8 +171,7 @@ TEST(XmlParserReferences, ResolveToOneByteAtMost) {
         {"&bogus;&toolongname;&#1234567;&#xZZ;&#X41;&;&AMP;",
          "&bogus;&toolongname;&#1234567;&#xZZ;&;&AMP;"},
         {"a&b;c|&&amp;&", "a&b;c|&&amp;&"},  // the name is "&amp"
-        {"&amp", "&amp"},
-    };
+        {"&amp", "&amp"}};
     for (auto const& c : cases) {
         for (unsigned long const before : {0ul, 1000ul}) {  // short ones have a way of their own
             std::string const plain(before, '=');
@@ -219,18 +213,14 @@ TEST(XmlParserLife, ReadsOnBehindTheRootAndGivesTreesAway) {
     parser.parse("<a><![CDATA[<b>a text that is not short any more</b>]]></a>");
     parser.parse(parser.rootNode()->cdata());
     EXPECT_EQ("b{a text that is not short any more}", shape(*parser.rootNode()));
-    std::ostringstream os;
-    os << parser;
-    EXPECT_EQ("<b>a text that is not short any more</b>", os.str());
+    EXPECT_EQ("<b>a text that is not short any more</b>", zan_test::printed(parser));
     parser.parse("");
     EXPECT_EQ(nullptr, parser.rootNode());
 }
 
 TEST(XmlParserLife, ReadsFilesAndStopsAtOneThatFails) {
     zan_test::TempDir const dir;
-    std::string const name = dir.file("a.xml");
-    std::ofstream(name) << "<a>\n  one\r\n  two";
-    std::ifstream file(name);
+    std::ifstream file(dir.put("a.xml", "<a>\n  one\r\n  two"));
     XMLParser const parser(file);
     EXPECT_EQ("a{one\r\n  two\n}", shape(*parser.rootNode()));
     std::ifstream missing(dir.file("none"));
@@ -341,9 +331,7 @@ open(sys.argv[2] + ".shape", "w").write(shape(ET.parse(sys.argv[2]).getroot()))
     std::ifstream file(xml);
     XMLParser const parser(file);
     ASSERT_NE(nullptr, parser.rootNode());
-    std::ostringstream want;
-    want << std::ifstream(xml + ".shape").rdbuf();
-    EXPECT_EQ(want.str(), shape(*parser.rootNode()));
+    EXPECT_EQ(dir.content("made.xml.shape"), shape(*parser.rootNode()));
 }
 
 }  // namespace
