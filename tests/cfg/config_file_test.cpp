@@ -5,10 +5,10 @@
 #include <atomic>
 #include <cstdlib>
 #include <filesystem>
-#include <thread>
 
 #include "support/temp_dir.h"
 #include "support/text.h"
+#include "support/threads.h"
 #include "zan/base/exception.h"
 #include "zan/log/console.h"
 #include "zan/log/log_factory.h"
@@ -16,8 +16,7 @@
 
 namespace {
 
-using zan::ConfigFile;
-using zan::istr;
+using namespace zan;
 
 // A working directory and an environment of its own, and no configuration read yet.
 class Fresh {
@@ -114,19 +113,16 @@ TEST(ConfigThatDoesNotParse, MeetsManyThreadsAtOnce) {
     Fresh const fresh;
     fresh.write("p2p_config.pml", "cfg(a:b)");
     std::atomic<int> errors{0};
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i)
-        threads.emplace_back([&errors, i] {
-            try {
-                if (i % 2 == 0)
-                    zan::logger_factory::instance("t" + std::to_string(i));
-                else
-                    ConfigFile::instance();
-            } catch (zan::pml::DecodeException const&) {
-                ++errors;
-            }
-        });
-    for (std::thread& t : threads) t.join();
+    zan_test::Threads(4, [&errors](unsigned i) {
+        try {
+            if (i % 2 == 0)
+                zan::logger_factory::instance("t" + std::to_string(i));
+            else
+                ConfigFile::instance();
+        } catch (zan::pml::DecodeException const&) {
+            ++errors;
+        }
+    });
     EXPECT_EQ(1, errors);
 }
 

@@ -15,10 +15,7 @@ namespace {
 
 using namespace zan;
 using testing::HasSubstr, testing::StartsWith;
-using zan_test::LogCapture;
-using zan_test::normalized;
-using zan_test::occurrences;
-using zan_test::TempDir;
+using namespace zan_test;
 
 // A new logger for each test, with the console off, stopped and without a file at the end.
 class LoggerTest : public testing::Test {

@@ -15,10 +15,7 @@ namespace {
 
 using namespace zan;
 using testing::HasSubstr;
-using zan_test::dumped;
-using zan_test::LogCapture;
-using zan_test::normalized;
-using zan_test::printed;
+using namespace zan_test;
 
 class Recorder {
 public:

@@ -4,7 +4,6 @@
 
 #include <memory>
 
-#include "support/text.h"
 #include "zan/base/mlcheck.h"
 #include "zan/nbr/parser.h"
 

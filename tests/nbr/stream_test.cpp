@@ -17,9 +17,7 @@ using namespace zan;
 using nbr::InputStream;
 using nbr::OutputStream;
 using testing::HasSubstr;
-using zan_test::dumped;
-using zan_test::fromDigits;
-using zan_test::messageOf;
+using namespace zan_test;
 
 // --- Bytes on the wire; those of single values are in tests/vectors/nbr.txt.
 

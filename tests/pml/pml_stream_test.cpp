@@ -12,8 +12,7 @@
 
 namespace {
 
-using zan::istr;
-using zan::String;
+using namespace zan;
 using zan::pml::field;
 using zan::pml::ntv::Unit;
 

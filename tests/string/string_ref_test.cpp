@@ -64,10 +64,7 @@ TEST(StringRefOverflow, MovingPastTheEndThrows) {
 }
 
 TEST(StringRefRows, TextsSetOffInAFilledBuffer) {
-    struct {
-        char const* wanted;
-        std::function<void(StringRef&)> write;
-    } const rows[] = {
+    std::pair<char const*, std::function<void(StringRef&)>> const rows[] = {
         {"ab -----", [](StringRef& r) { r.left("ab"); }},
         {"abcdefg ", [](StringRef& r) { r.left("abcdefghij"); }},
         {"----- ab", [](StringRef& r) { r.right("ab"); }},

@@ -105,7 +105,6 @@ TEST(TimerService, ACallbackCannotStopItsOwnThread) {
 }
 
 TEST(TimerService, OperationsFromManyThreadsBesideTheTicks) {
-    zan_test::LogCapture const log;
     Counting object;
     TimerManager manager;
     manager.start();

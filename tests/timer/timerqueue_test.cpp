@@ -121,7 +121,6 @@ TEST_F(TimerQueueTest, CallbacksThatResetTheirOwnTimerGetOneEntry) {
 
 TEST_F(TimerQueueTest, CallbacksThatKill) {
     TimerId other;
-    zan_test::LogCapture const log;
     callback_ = [&](TimerId id, unsigned long user) {
         if (user != 1) return usual();
         queue_.killTimer(id);
@@ -377,7 +376,6 @@ TEST(TimerIds, PackAndCompare) {
     EXPECT_EQ("(5, 7)", zan_test::dumped(id, true));
     id.reset();
     EXPECT_TRUE(id.empty());
-    zan_test::LogCapture const log;
     EXPECT_THROW(TimerId(0x100000000ul), OutOfRangeException);
 }
 
