@@ -4,9 +4,7 @@
 
 #include "support/log_capture.h"
 #include "support/text.h"
-#include "zan/base/exception.h"
-#include "zan/string/string_charray.h"
-#include "zan/string/string_slice.h"
+#include "zan/zan.h"
 
 namespace {
 

@@ -6,9 +6,7 @@
 
 #include "support/log_capture.h"
 #include "support/text.h"
-#include "zan/log/log_tracer.h"
-#include "zan/mt/handle.h"
-#include "zan/mt/threadexception.h"
+#include "zan/zan.h"
 
 namespace {
 

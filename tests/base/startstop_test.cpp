@@ -8,9 +8,7 @@
 #include "support/log_capture.h"
 #include "support/temp_dir.h"
 #include "support/text.h"
-#include "zan/base/exception.h"
-#include "zan/base/version.h"
-#include "zan/log/console.h"
+#include "zan/zan.h"
 
 namespace {
 

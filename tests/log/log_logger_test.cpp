@@ -8,8 +8,7 @@
 #include "support/temp_dir.h"
 #include "support/text.h"
 #include "support/threads.h"
-#include "zan/log/console.h"
-#include "zan/mt/thread.h"
+#include "zan/zan.h"
 
 namespace {
 

@@ -11,9 +11,7 @@
 #include "support/text.h"
 #include "support/threads.h"
 #include "support/vectors.h"
-#include "zan/log/log_tracer.h"
-#include "zan/nbr/stream.h"
-#include "zan/pml/pml_stream.h"
+#include "zan/zan.h"
 
 namespace {
 

@@ -9,16 +9,7 @@
 #include "support/pml.h"
 #include "support/seed.h"
 #include "support/text.h"
-#include "zan/base/exception.h"
-#include "zan/pml/ntv_boolean_value.h"
-#include "zan/pml/ntv_bytes_value.h"
-#include "zan/pml/ntv_character_value.h"
-#include "zan/pml/ntv_float_value.h"
-#include "zan/pml/ntv_integervalue.h"
-#include "zan/pml/ntv_time_value.h"
-#include "zan/pml/ntv_unsigned_value.h"
-#include "zan/pml/ntv_wchar_value.h"
-#include "zan/pml/ntv_wstring_value.h"
+#include "zan/zan.h"
 
 namespace {
 

@@ -6,9 +6,7 @@
 
 #include "support/temp_dir.h"
 #include "support/text.h"
-#include "zan/base/version.h"
-#include "zan/pml/pml_t.h"
-#include "zan/tcp/tcp_impl_base.h"
+#include "zan/zan.h"
 
 namespace {
 

@@ -7,8 +7,7 @@
 #include "support/pml.h"
 #include "support/seed.h"
 #include "support/temp_dir.h"
-#include "zan/pml/ntv_integervalue.h"
-#include "zan/pml/ntv_time_value.h"
+#include "zan/zan.h"
 
 namespace {
 

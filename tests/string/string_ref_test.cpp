@@ -7,8 +7,7 @@
 #include "support/assertions.h"
 #include "support/log_capture.h"
 #include "support/text.h"
-#include "zan/base/base_type_value.h"
-#include "zan/base/exception.h"
+#include "zan/zan.h"
 
 namespace {
 

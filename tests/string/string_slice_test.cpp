@@ -6,8 +6,7 @@
 
 #include "support/seed.h"
 #include "support/text.h"
-#include "zan/base/base_type_value.h"
-#include "zan/base/exception.h"
+#include "zan/zan.h"
 
 namespace {
 

@@ -13,10 +13,7 @@
 #include "support/seed.h"
 #include "support/temp_dir.h"
 #include "support/text.h"
-#include "zan/base/exception.h"
-#include "zan/base/system.h"
-#include "zan/cfg/config_file.h"
-#include "zan/timer/timercallbackblock.h"
+#include "zan/zan.h"
 
 namespace {
 

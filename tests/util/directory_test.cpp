@@ -12,8 +12,7 @@
 #include "support/pml.h"
 #include "support/temp_dir.h"
 #include "support/text.h"
-#include "zan/base/exception.h"
-#include "zan/util/file.h"
+#include "zan/zan.h"
 
 namespace {
 
