@@ -143,6 +143,7 @@ TEST(ConfigOfLoggers, IsReadAtTheirFirstUse) {
         "useDebugLogfile(1)filenameDebug:utf8()maxNumofMsg(7)maxCacheSize(65535)waitSeconds(3)"
         "maxStringSize(5)consoleOn(0)mlcOn(1))";
     EXPECT_EQ("(infoOn(0)" + flags + "(A(1)B(0))" + rest, settings(log));
+    EXPECT_TRUE(log.mlcOn() && !log.cmdLogOn());
     fresh.write("second.pml", "cfg(log(infoOn(1) appLogs(C(1)) filename() hbLogOn(x)))");
     log.load("second.pml");
     EXPECT_EQ("(infoOn(1)" + flags + "(C(1))" + rest, settings(log));

@@ -46,10 +46,14 @@ TEST(PrintfPlaceholders, AreFilledAnewAndInCopies) {
     // A value may be the result itself.
     copy.reset().replaceNext(copy.str());
     EXPECT_EQ("<<$}|$}>|$}>", copy.str());
+    Printf const text("a$}", '$', '{', '}', '\\');
+    std::ostringstream os;
+    text.dump(os);
+    EXPECT_EQ(zan_test::dumped(text), os.str());
     EXPECT_EQ(
         "{format_='a$}' tags_={[0]{begin_=0 end_=1} [1]{begin_=1 end_=3}} curr_=0 tempbuf_= "
         "result_= flag_='$' left_='{' right_='}' escape_='\\'}",
-        zan_test::dumped(Printf("a$}", '$', '{', '}', '\\'), true));
+        zan_test::dumped(text, true));
 }
 
 }  // namespace

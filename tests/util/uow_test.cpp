@@ -138,6 +138,7 @@ TEST(QuitSignals, WithoutACallbackTheyEndTheProgramsUnit) {
         void on_loop() override { Time::milliSeconds(1).sleep(); }
     } main;
     QuitHandler const handler;
+    EXPECT_EQ(nullptr, handler.getCallback());
     EXPECT_EQ(0, main.start());
     main_uow::instance().set(nullptr);
 }

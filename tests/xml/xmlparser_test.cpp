@@ -119,6 +119,7 @@ TEST(XmlParserLanguage, EveryConstructIsReadInItsDefinedWay) {
          "<a b='&lt;&#65;&bogus;'/><a b='\0'/><a:b c:d=\"1\"e='2'/></r>"s,
          "r(a[x=2][x=2],a[b=x>y/z<\"],a[b=v],a[b>c=1],a[=1],a[b=<A&bogus;],a[b=\0],"
          "a:b[c:d=1][e=2])"s},
+        {"<a abc='1' axc='2'/>", "a[abc=1][axc=2]"},  // alike at both ends
         {"<a b>text</a>", "a", NO_EQUALS},
         {"<a b=1>", "a", NO_BEGIN},
         {"<a b=1><c d='2'/>", "a[b=2]"},
