@@ -6,6 +6,7 @@
 #include <string>
 
 #include "support/seed.h"
+#include "zan/base/startstop.h"
 #include "zan/log/console.h"
 #include "zan/mlc/mlc.h"
 
@@ -24,5 +25,7 @@ int main(int argc, char** argv) {
     // With ZAN_MEM_LEAK_CHECK=on and libzanmlc.so, a report of what the tests have left. They call
     // fini() more often than init().
     zan::MLC_Entry const checked[8];
-    return RUN_ALL_TESTS();
+    int const failed = RUN_ALL_TESTS();
+    zan::fini();
+    return failed;
 }

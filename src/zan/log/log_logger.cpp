@@ -2,6 +2,7 @@
 
 #include <ace/OS_NS_stdio.h>
 
+#include <optional>
 #include <ostream>
 
 #include "zan/base/exception.h"
@@ -295,6 +296,8 @@ void loggerImpl::codec(pml::stream& s) {
     };
     {
         MutexLock const config(configMutex_);
+        std::optional<UncheckedBlocks> lifelong;  // what is read is the logger's
+        if (s.isInputStream()) lifelong.emplace();
         flag("infoOn", infoOn_);
         flag("debugOn", debugOn_);
         flag("traceOn", traceOn_);

@@ -62,10 +62,41 @@ unsigned long functionCalledBy(unsigned long address) {
         return function;
     return 0;
 }
-#else
-unsigned long functionCalledBy(unsigned long) {
-    return 0;
+#elif defined(__aarch64__)
+// The bits [low, low + count) of an instruction, as a signed number.
+long signedField(std::uint32_t instruction, int low, int count) {
+    return static_cast<std::int32_t>(instruction << (32 - low - count)) >> (32 - count);
 }
+
+// Follows a jump through a slot of the loader's, as the entries of a linkage table are:
+// adrp x16, page; ldr x17, [x16, #offset]; add x16, x16, #offset; br x17.
+unsigned long behindLinkage(unsigned long function) {
+    constexpr std::uint32_t LANDING = 0xD503245F;  // bti c
+    std::uint32_t code[3] = {};
+    if (!read(function, code, sizeof code)) return function;
+    unsigned long at = function;
+    std::uint32_t const* next = code;
+    if (*next == LANDING) {
+        at += 4;
+        ++next;
+    }
+    if ((next[0] & 0x9F00001F) != 0x90000010 || (next[1] & 0xFFC003FF) != 0xF9400211)
+        return function;
+    long const pages = signedField(next[0], 5, 19) * 4 + static_cast<long>(next[0] >> 29 & 3);
+    unsigned long const slot = (at & ~0xFFFul) + static_cast<unsigned long>(pages) * 4096 +
+                               (next[1] >> 10 & 0xFFF) * 8;
+    unsigned long target = 0;
+    return read(slot, &target, sizeof target) ? target : function;
+}
+
+// By the call instruction ahead of a return address; 0 where it names none.
+unsigned long functionCalledBy(unsigned long address) {
+    std::uint32_t call = 0;
+    if (!read(address - 4, &call, sizeof call) || (call & 0xFC000000) != 0x94000000) return 0;
+    return behindLinkage(address - 4 + static_cast<unsigned long>(signedField(call, 0, 26)) * 4);
+}
+#else
+#error "the calls of this processor are not known"
 #endif
 
 // The functions whose caller frees what they have allocated, and that keep nothing for themselves.

@@ -224,7 +224,8 @@ int decodeOne(Converter& decoder, char const* in, unsigned long n) {
     if (error == EINVAL && left == n) return Table::LEAD;
     if (error != 0) return Table::NONE;
     if (left != 0 || room != sizeof wide - sizeof wide[0]) return -1;
-    return wide[0] < 0 || wide[0] >= Table::NONE ? -1 : static_cast<int>(wide[0]);
+    auto const c = static_cast<std::uint32_t>(wide[0]);  // wchar_t has a sign on some processors
+    return c >= Table::NONE ? -1 : static_cast<int>(c);
 }
 
 bool Table::fill(Converter& decoder, Converter& encoder) {
