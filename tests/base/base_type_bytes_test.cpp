@@ -4,9 +4,7 @@
 
 #include "support/log_capture.h"
 #include "support/text.h"
-#include "zan/base/exception.h"
-#include "zan/string/string_charray.h"
-#include "zan/string/string_slice.h"
+#include "zan/zan.h"
 
 namespace {
 
@@ -98,7 +96,6 @@ TEST(ByteOrder, MostSignificantFirst) {
     EXPECT_EQ(0x1234u, ntoh(octets<2>(istr("\x12\x34"))));
     EXPECT_EQ(0xFFFFFFFEul, ntoh(octets<4>(istr("\xff\xff\xff\xfe"))));
     EXPECT_EQ(0x80ull << 56, ntoh(octets<8>(istr("\x80\0\0\0\0\0\0\0", 8))));
-    LogCapture const log;
     EXPECT_THROW(hton(0x100000000ul), OutOfRangeException) << "data has 32 bits";
     EXPECT_THROW(hton(-0x80000001l), OutOfRangeException);
     EXPECT_EQ("127.0.0.1", ip_ntoa(ip_aton("127.0.0.1")));

@@ -2,9 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <locale>
-#include <sstream>
-
 #include "support/seed.h"
 #include "zan/base/base_type_bytes.h"
 

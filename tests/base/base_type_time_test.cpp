@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <limits>
 
-#include "support/log_capture.h"
 #include "support/seed.h"
 #include "support/text.h"
 #include "zan/base/exception.h"

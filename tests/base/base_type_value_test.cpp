@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <climits>
-#include <string>
 
 #include "support/log_capture.h"
 #include "zan/base/exception.h"

@@ -8,9 +8,7 @@
 
 namespace {
 
-using zan::istr;
-using zan::iwstr;
-using zan::ostr;
+using namespace zan;
 
 template <class T>
 std::string dumped(T const& value) {

@@ -4,15 +4,11 @@
 
 #include <algorithm>
 #include <regex>
-#include <sstream>
 
 #include "support/log_capture.h"
 #include "support/temp_dir.h"
 #include "support/text.h"
-#include "zan/base/exception.h"
-#include "zan/base/version.h"
-#include "zan/log/console.h"
-#include "zan/log/log_factory.h"
+#include "zan/zan.h"
 
 namespace {
 
@@ -95,7 +91,6 @@ TEST(VersionNumbers, ComparePairwiseAndPrintTwoDigits) {
     os.width(3);
     os << 7;
     EXPECT_EQ("2.03 2.13  7", os.str());
-    zan_test::LogCapture const log;
     EXPECT_THROW(Version(0x100000000ul, 0), OutOfRangeException);
 }
 

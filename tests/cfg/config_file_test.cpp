@@ -1,26 +1,19 @@
 #include "zan/cfg/config_file.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <atomic>
 #include <cstdlib>
 #include <filesystem>
-#include <string>
-#include <thread>
-#include <vector>
 
 #include "support/temp_dir.h"
 #include "support/text.h"
-#include "zan/base/exception.h"
-#include "zan/log/console.h"
-#include "zan/log/log_factory.h"
-#include "zan/log/log_logger.h"
+#include "support/threads.h"
+#include "zan/zan.h"
 
 namespace {
 
-using zan::ConfigFile;
-using zan::istr;
+using namespace zan;
 
 // A working directory and an environment of its own, and no configuration read yet.
 class Fresh {
@@ -117,19 +110,16 @@ TEST(ConfigThatDoesNotParse, MeetsManyThreadsAtOnce) {
     Fresh const fresh;
     fresh.write("p2p_config.pml", "cfg(a:b)");
     std::atomic<int> errors{0};
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i)
-        threads.emplace_back([&errors, i] {
-            try {
-                if (i % 2 == 0)
-                    zan::logger_factory::instance("t" + std::to_string(i));
-                else
-                    ConfigFile::instance();
-            } catch (zan::pml::DecodeException const&) {
-                ++errors;
-            }
-        });
-    for (std::thread& t : threads) t.join();
+    zan_test::Threads(4, [&errors](unsigned i) {
+        try {
+            if (i % 2 == 0)
+                zan::logger_factory::instance("t" + std::to_string(i));
+            else
+                ConfigFile::instance();
+        } catch (zan::pml::DecodeException const&) {
+            ++errors;
+        }
+    });
     EXPECT_EQ(1, errors);
 }
 
@@ -140,40 +130,30 @@ TEST(ConfigOfLoggers, IsReadAtTheirFirstUse) {
                 " msgLogOn(1) msgLogs(default(1)) filename(first.log) filenameDebug()"
                 " maxNumofMsg(7) maxStringSize(5) consoleOn(0) mlcOn(1)))");
     zan::logger& log = zan::logger_factory::instance("configured");
-    EXPECT_FALSE(log.infoOn());
-    EXPECT_TRUE(log.traceOn());
-    EXPECT_TRUE(log.hbLogOn());
-    EXPECT_FALSE(log.cmdLogOn());
-    EXPECT_TRUE(log.appLogOn("A"));
-    EXPECT_TRUE(log.appLogOff("B"));
-    EXPECT_FALSE(log.appLogOff("C"));
-    EXPECT_TRUE(log.msgLogOn("any"));
-    EXPECT_EQ("first.log", log.filename());
-    EXPECT_EQ("", log.filenameDebug());
-    EXPECT_EQ(5u, log.maxStringSize());
-    EXPECT_FALSE(log.consoleOn());
-    EXPECT_TRUE(log.mlcOn());
+    auto const settings = [](zan::logger& of) {
+        zan::pml::stream out;
+        of.codec(out);
+        return std::string(out.toPml(false));
+    };
+    std::string const flags =
+        "debugOn(1)traceOn(1)dataLogOn(0)debugLogOn(0)traceLogOn(0)diagLogOn(0)cmdLogOn(0)"
+        "commLogOn(0)hbLogOn(1)appLogOn(1)appLogs:map";
+    std::string const rest =
+        "msgLogOn(1)msgLogs:map(default(1))useLogfile(1)filename:utf8(Zmlyc3QubG9n)"
+        "useDebugLogfile(1)filenameDebug:utf8()maxNumofMsg(7)maxCacheSize(65535)waitSeconds(3)"
+        "maxStringSize(5)consoleOn(0)mlcOn(1))";
+    EXPECT_EQ("(infoOn(0)" + flags + "(A(1)B(0))" + rest, settings(log));
+    EXPECT_TRUE(log.mlcOn() && !log.cmdLogOn());
     fresh.write("second.pml", "cfg(log(infoOn(1) appLogs(C(1)) filename() hbLogOn(x)))");
     log.load("second.pml");
-    EXPECT_TRUE(log.infoOn());
-    EXPECT_TRUE(log.hbLogOn());
-    EXPECT_FALSE(log.appLogOn("A"));
-    EXPECT_TRUE(log.appLogOn("C"));
-    EXPECT_EQ("first.log", log.filename());
+    EXPECT_EQ("(infoOn(1)" + flags + "(C(1))" + rest, settings(log));
     // What it writes, another one reads back.
     zan::pml::stream out;
     log.codec(out);
-    EXPECT_EQ(
-        "(infoOn()debugOn()traceOn()dataLogOn()debugLogOn()traceLogOn()diagLogOn()cmdLogOn()"
-        "commLogOn()hbLogOn()appLogOn()appLogs(C())msgLogOn()msgLogs(default())useLogfile()"
-        "filename()useDebugLogfile()filenameDebug()maxNumofMsg()maxCacheSize()waitSeconds()"
-        "maxStringSize()consoleOn()mlcOn())",
-        out.str(zan::pml::ShowMode::COMPACT, 4));
-    zan::logger& other = zan::logger_factory::instance("other");
     out.setAsInputStream();
+    zan::logger& other = zan::logger_factory::instance("other");
     other.codec(out);
-    EXPECT_TRUE(other.infoOn());
-    EXPECT_TRUE(other.appLogOn("C"));
+    EXPECT_EQ(settings(log), settings(other));
 }
 
 }  // namespace

@@ -1,27 +1,20 @@
 #include "zan/log/log_logger.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <filesystem>
-#include <sstream>
 
 #include "support/log_capture.h"
 #include "support/temp_dir.h"
 #include "support/text.h"
 #include "support/threads.h"
-#include "zan/log/console.h"
-#include "zan/log/log_factory.h"
-#include "zan/mt/thread.h"
+#include "zan/zan.h"
 
 namespace {
 
 using namespace zan;
 using testing::HasSubstr, testing::StartsWith;
-using zan_test::LogCapture;
-using zan_test::normalized;
-using zan_test::occurrences;
-using zan_test::TempDir;
+using namespace zan_test;
 
 // A new logger for each test, with the console off, stopped and without a file at the end.
 class LoggerTest : public testing::Test {

@@ -8,9 +8,7 @@
 #include "support/text.h"
 #include "support/threads.h"
 
-#include "zan/mt/containers.h"
-#include "zan/mt/handle.h"
-#include "zan/util/singleton_t.h"
+#include "zan/zan.h"
 
 namespace {
 

@@ -1,26 +1,20 @@
 #include "zan/mt/thread.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <future>
-#include <thread>
 
 #include "support/assertions.h"
 #include "support/log_capture.h"
 #include "support/text.h"
 #include "support/threads.h"
-#include "zan/base/exception.h"
-#include "zan/mt/threadexception.h"
+#include "zan/zan.h"
 
 namespace {
 
 using namespace zan;
 using testing::HasSubstr;
-using zan_test::dumped;
-using zan_test::LogCapture;
-using zan_test::normalized;
-using zan_test::printed;
+using namespace zan_test;
 
 class Recorder {
 public:
@@ -83,10 +77,14 @@ private:
     Recorder& calls_;
 };
 
-TEST(ThreadLife, AStoppedThreadRunsItsHooksInOrderAndTellsNobody) {
+struct ThreadLife : testing::Test {
     Recorder calls;
-    Owner owner(calls);
     LogCapture const log;
+    std::promise<void> go;
+};
+
+TEST_F(ThreadLife, AStoppedThreadRunsItsHooksInOrderAndTellsNobody) {
+    Owner owner(calls);
     {
         Handle<Worker> const worker(new Worker(calls, &owner));
         worker->startAndWait();
@@ -110,9 +108,7 @@ TEST(ThreadLife, AStoppedThreadRunsItsHooksInOrderAndTellsNobody) {
               text);
 }
 
-TEST(ThreadLife, OneThatEndsByItselfTellsItsOwner) {
-    Recorder calls;
-    LogCapture const log;
+TEST_F(ThreadLife, OneThatEndsByItselfTellsItsOwner) {
     {
         Owner owner(calls);
         Handle<Worker> const worker(new Worker(calls, &owner));
@@ -126,10 +122,8 @@ TEST(ThreadLife, OneThatEndsByItselfTellsItsOwner) {
     EXPECT_TRUE(log.has("ThreadOwner::~ThreadOwner() thread owner boss finalized\n"));
 }
 
-TEST(ThreadLife, AFailedBirthSkipsTheLoopOnly) {
-    Recorder calls;
+TEST_F(ThreadLife, AFailedBirthSkipsTheLoopOnly) {
     Owner owner(calls);
-    LogCapture const log;
     Handle<Worker> const worker(new Worker(calls, &owner));
     owner.expected = worker.get();
     worker->birth = false;
@@ -140,9 +134,7 @@ TEST(ThreadLife, AFailedBirthSkipsTheLoopOnly) {
     worker->detach();
 }
 
-TEST(ThreadLife, OneNeverStartedIsOnlyGoodForDestruction) {
-    Recorder calls;
-    LogCapture const log;
+TEST_F(ThreadLife, OneNeverStartedIsOnlyGoodForDestruction) {
     Handle<Worker> const worker(new Worker(calls));
     EXPECT_THROW(worker->id(), ThreadNotStartedException);
     EXPECT_THROW(worker->join(), ThreadNotStartedException);
@@ -155,9 +147,7 @@ TEST(ThreadLife, OneNeverStartedIsOnlyGoodForDestruction) {
     EXPECT_THROW(worker->start(0), ThreadStartedException);
 }
 
-TEST(ThreadLife, TheLastOutsideHandleDoesNotEndIt) {
-    Recorder calls;
-    std::promise<void> go;
+TEST_F(ThreadLife, TheLastOutsideHandleDoesNotEndIt) {
     Handle<Worker> worker(new Worker(calls));
     worker->loops = 1;
     worker->hold = go.get_future().share();
@@ -169,10 +159,7 @@ TEST(ThreadLife, TheLastOutsideHandleDoesNotEndIt) {
     EXPECT_EQ("birth loop death gone ", calls.text());
 }
 
-TEST(ThreadLife, AJoinWithATimeOutPollsAndGivesUp) {
-    Recorder calls;
-    std::promise<void> go;
-    LogCapture const log;
+TEST_F(ThreadLife, AJoinWithATimeOutPollsAndGivesUp) {
     Handle<Worker> const worker(new Worker(calls));
     worker->loops = 1;
     worker->hold = go.get_future().share();
@@ -188,8 +175,7 @@ TEST(ThreadLife, AJoinWithATimeOutPollsAndGivesUp) {
     EXPECT_TRUE(log.has("(00:00:01) thread already stopped.\n"));
 }
 
-TEST(ThreadLife, StartingWithATimeOutTellsWhetherItWasBorn) {
-    Recorder calls;
+TEST_F(ThreadLife, StartingWithATimeOutTellsWhetherItWasBorn) {
     struct Slow : Worker {
         using Worker::Worker;
         bool onBirth() override { return go.get_future().wait(), true; }
@@ -203,7 +189,7 @@ TEST(ThreadLife, StartingWithATimeOutTellsWhetherItWasBorn) {
     EXPECT_THAT(calls.text(), testing::AnyOf("stop death ", "death stop "));
 }
 
-TEST(ThreadLife, JoiningItselfIsReportedAndReturns) {
+TEST_F(ThreadLife, JoiningItselfIsReportedAndReturns) {
     SKIP_WHERE_ASSERTIONS_ABORT();
     struct Self : SimpleThread {
         Self() : SimpleThread(nullptr, "self") {}
@@ -212,7 +198,6 @@ TEST(ThreadLife, JoiningItselfIsReportedAndReturns) {
             return true;
         }
     };
-    LogCapture const log;
     Handle<Self> const self(new Self);
     self->startAndWait();
     ThreadControl control = self->getThreadControl();
@@ -256,14 +241,8 @@ class Service : public ThreadOwner {
 public:
     Service() : ThreadOwner("service") {}
     void onThreadExit(Thread*) override { calls.add("exit"); }
-    bool birth() {
-        calls.add("birth");
-        return true;
-    }
-    bool loop() {
-        calls.add("loop");
-        return false;
-    }
+    bool birth() { return calls.add("birth"), true; }
+    bool loop() { return calls.add("loop"), false; }
     void death() { calls.add("death"); }
     Recorder calls;
 };

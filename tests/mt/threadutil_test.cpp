@@ -59,7 +59,6 @@ TEST(AsyncThreads, GoWhenTheyEndAndAreStoppedAtClosing) {
 }
 
 TEST(AsyncThreads, AThreadOfAnotherOwnerStaysUntilTheClose) {
-    zan_test::LogCapture const log;
     struct Other : ThreadOwner {
         void onThreadExit(Thread*) override { told = true; }
         std::atomic<bool> told{false};

@@ -1,14 +1,10 @@
 #include "zan/nbr/stream.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <cfloat>
 #include <cmath>
 #include <memory>
-#include <random>
-#include <sstream>
-#include <string>
 
 #include "support/log_capture.h"
 #include "support/seed.h"
@@ -21,9 +17,7 @@ using namespace zan;
 using nbr::InputStream;
 using nbr::OutputStream;
 using testing::HasSubstr;
-using zan_test::dumped;
-using zan_test::fromDigits;
-using zan_test::messageOf;
+using namespace zan_test;
 
 // --- Bytes on the wire; those of single values are in tests/vectors/nbr.txt.
 
@@ -252,12 +246,17 @@ TEST(NbrCodec, AFailedEncodeLosesNothing) {
 
 TEST(NbrDump, OfBuffers) {
     std::ostringstream os;
-    os << nbr::dump_buf(fromDigits("FF 01 28 01 01 01 05 02 F1 02 61 62 FF 01 29"));
+    os << nbr::dump_buf(fromDigits(
+        "FF 01 28 01 01 01 05 02 F1 02 61 62 03 FF 01 28 C8 01 00 04 F1 00 FF 01 29 FF 01 29"));
     EXPECT_EQ(
         "@zan::nbr::InputStream{\n"
         "    {\n"
         "        [1] 05\n"
         "        [2] 'ab'\n"
+        "        [3] {\n"
+        "            [200] \n"
+        "            [4] \n"
+        "        }\n"
         "    }\n"
         "}",
         os.str());

@@ -97,8 +97,7 @@ Type const& type(std::string const& name) {
         {"String", typeOf<zan::String>()},
         {"std::wstring", typeOf<std::wstring>()},
         {"istr", typeOf<zan::Bytes>()},
-        {"Bytes", typeOf<zan::Bytes>()},
-    };
+        {"Bytes", typeOf<zan::Bytes>()}};
     return all.at(name);
 }
 

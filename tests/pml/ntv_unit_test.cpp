@@ -4,30 +4,17 @@
 
 #include <limits>
 #include <map>
-#include <random>
-#include <string>
-#include <vector>
 
 #include "support/log_capture.h"
 #include "support/pml.h"
 #include "support/seed.h"
 #include "support/text.h"
-#include "zan/base/exception.h"
-#include "zan/pml/ntv_boolean_value.h"
-#include "zan/pml/ntv_bytes_value.h"
-#include "zan/pml/ntv_character_value.h"
-#include "zan/pml/ntv_float_value.h"
-#include "zan/pml/ntv_integervalue.h"
-#include "zan/pml/ntv_time_value.h"
-#include "zan/pml/ntv_unsigned_value.h"
-#include "zan/pml/ntv_wchar_value.h"
-#include "zan/pml/ntv_wstring_value.h"
+#include "zan/zan.h"
 
 namespace {
 
 using namespace zan::pml::ntv;
-using zan::istr;
-using zan::String;
+using namespace zan;
 using zan_test::parsedPml;
 
 std::string text(Unit const& u) {
@@ -65,7 +52,6 @@ TEST(NtvConversions, WriteTheTextOfTheTable) {
     EXPECT_EQ("\\u00E9", written(zan::Wchar(0xE9)));
     zan::Time const time = zan::Time::milliSeconds(1402899187125);
     EXPECT_EQ(time.toFullDateTime(), written(time));
-    zan_test::LogCapture const log;
     Unit u("n", "", "old");
     EXPECT_THROW(u << zan::Wchar(0x10000), zan::OutOfRangeException);
     EXPECT_EQ("old", text(u));
@@ -198,30 +184,25 @@ TEST(NtvTree, AgreesWithAMapOfNames) {
 
 TEST(NtvPaths, LeadThroughTheTree) {
     Unit const u = parsedPml("r(a(b(1)c((x)(y)d(2)))e(3))");
-    struct {
-        char const* path;
-        char const* unit;
-        char const* logged;
-    } const table[] = {
-        {"a/b", "/a/b", ""},
-        {"/a/b", "/a/b", ""},
-        {"a[1][1]", "/a/c/[1]", ""},
-        {"a[1]/d", "/a/c/d", ""},
-        {"/[1]", "/e", ""},
-        {"", "/", ""},
-        {"/", "/", ""},
-        {"a/b/../../e", "/e", ""},
-        {"./a/.", "/a", ""},
-        {"a/", "/a", ""},
-        {"a[", "/a", ""},
-        {"..", "null", ""},
-        {"a[]", "null", ""},
-        {"a[1x]", "null", ""},
-        {"a[99999999999999999999]", "null", ""},
-        {"none/b", "null", ""},
-        {"a[7]", "null", "Index too large: 7"},
-        {"e[0]", "null", "Value was not a list."},
-    };
+    // The path, whose it is, and what is logged.
+    char const* const table[][3] = {{"a/b", "/a/b", ""},
+                                    {"/a/b", "/a/b", ""},
+                                    {"a[1][1]", "/a/c/[1]", ""},
+                                    {"a[1]/d", "/a/c/d", ""},
+                                    {"/[1]", "/e", ""},
+                                    {"", "/", ""},
+                                    {"/", "/", ""},
+                                    {"a/b/../../e", "/e", ""},
+                                    {"./a/.", "/a", ""},
+                                    {"a/", "/a", ""},
+                                    {"a[", "/a", ""},
+                                    {"..", "null", ""},
+                                    {"a[]", "null", ""},
+                                    {"a[1x]", "null", ""},
+                                    {"a[99999999999999999999]", "null", ""},
+                                    {"none/b", "null", ""},
+                                    {"a[7]", "null", "Index too large: 7"},
+                                    {"e[0]", "null", "Value was not a list."}};
     for (auto const& [path, wanted, logged] : table) {
         zan_test::LogCapture const log;
         Unit const* const found = u.find(path);
@@ -235,11 +216,7 @@ TEST(NtvPaths, LeadThroughTheTree) {
 
 TEST(NtvValues, HaveTheirTextAndTheirDump) {
     String const time = zan::Time::seconds(5).toFullDateTime();
-    struct {
-        ValueBase* value;
-        std::string text;
-        std::string dump;
-    } const table[] = {
+    std::tuple<ValueBase*, std::string, std::string> const table[] = {
         {BooleanValue::create(true), "1", "true"},
         {BytesValue::create(istr("\0\1", 2)), "AAE=", "AAE="},
         {CharacterValue::create('x'), "x", "'x'"},
@@ -249,15 +226,14 @@ TEST(NtvValues, HaveTheirTextAndTheirDump) {
         {UnsignedValue::create(~0ull), "18446744073709551615", "18446744073709551615"},
         {WcharValue::create(0xE9), "\\u00E9", "\\u00E9"},
         {WstringValue::create(L"\xE9"), "w6k=", "w6k="},
-        {TimeValue::create(zan::Time::seconds(5)), "'" + time + "'", "'" + time + "'"},
-    };
-    for (auto const& row : table) {
-        Unit const unit(row.value);
+        {TimeValue::create(zan::Time::seconds(5)), "'" + time + "'", "'" + time + "'"}};
+    for (auto const& [value, text, dump] : table) {
+        Unit const unit(value);
         Unit const copy(unit);
-        EXPECT_EQ("(" + row.text + ")", copy.str());
+        EXPECT_EQ("(" + text + ")", copy.str());
         zan::dumper d(true);
         copy.value()->dump(d);
-        EXPECT_EQ(row.dump, d.str());
+        EXPECT_EQ(dump, d.str());
         EXPECT_EQ(&copy, copy.value()->owner());
     }
 }

@@ -1,11 +1,6 @@
 #include "zan/pml/pml_parser.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <random>
-#include <sstream>
-#include <string>
 
 #include "support/log_capture.h"
 #include "support/pml.h"
@@ -18,19 +13,10 @@
 namespace {
 
 using namespace std::string_literals;
-using zan::istr;
-using zan::iwstr;
-using zan::String;
+using namespace zan;
 using zan::pml::ntvFromPml;
 using zan::pml::ntv::Unit;
-using zan_test::messageOf;
-using zan_test::parsedPml;
-using zan_test::shape;
-
-struct Row {
-    char const* text;
-    char const* wanted;
-};
+using namespace zan_test;
 
 TEST(PmlText, GivesTheTreeThatItSaysInAllFormsOfInput) {
     zan_test::TempDir const dir;
@@ -114,17 +100,18 @@ TEST(PmlErrors, SayWhatWasDueAndWhere) {
     zan_test::LogCapture const log;
     zan_test::TempDir const dir;
     Unit u;
-    Row const refused[] = {{"a:b", "get type token"},
-                           {"a:", "get type token"},
-                           {"a:b:c(1)", "not found value begin tag, token"},
-                           {"a:b)", "not found value begin tag, token"},
-                           {"x(\n  a(1)\n  b:c)\n)", "not found value begin tag, token"}};
-    for (Row const& row : refused) {
-        std::string const message = "DecodeException: "s + row.wanted;
-        EXPECT_EQ(message, messageOf<zan::pml::DecodeException>([&] { parsedPml(row.text); }))
-            << row.text;
+    char const* const refused[][2] = {
+        {"a:b", "get type token"},
+        {"a:", "get type token"},
+        {"a:b:c(1)", "not found value begin tag, token"},
+        {"a:b)", "not found value begin tag, token"},
+        {"x(\n  a(1)\n  b:c)\n)", "not found value begin tag, token"}};
+    for (auto const& row : refused) {
+        std::string const message = "DecodeException: "s + row[1];
+        EXPECT_EQ(message, messageOf<zan::pml::DecodeException>([&] { parsedPml(row[0]); }))
+            << row[0];
         EXPECT_TRUE(log.has("THROWING"));
-        std::string const file = dir.put("x.pml", row.text);
+        std::string const file = dir.put("x.pml", row[0]);
         EXPECT_THAT(messageOf<zan::pml::DecodeException>(
                         [&] { ntvFromPml(u, zan::pml::File(istr(file))); }),
                     testing::StartsWith(message + ", file " + file + ", line "));
@@ -163,16 +150,16 @@ std::wstring escaped(std::wstring text) {
 }
 
 TEST(PmlEscapes, AreThoseOfTheTable) {
-    Row const table[] = {{"", ""},
-                         {"a b", "a b"},
-                         {" a", "\" a\""},
-                         {"a ", "\"a \""},
-                         {"a:b", "\"a:b\""},
-                         {"a\"b", "\"a^\"b\""},
-                         {"a*", "\"a*\""},
-                         {"a^b", "\"a^^b\""},
-                         {"it's", "\"it's\""},
-                         {"\xC3\xA9", "\"\xC3\xA9\""}};
+    char const* const table[][2] = {{"", ""},
+                                    {"a b", "a b"},
+                                    {" a", "\" a\""},
+                                    {"a ", "\"a \""},
+                                    {"a:b", "\"a:b\""},
+                                    {"a\"b", "\"a^\"b\""},
+                                    {"a*", "\"a*\""},
+                                    {"a^b", "\"a^^b\""},
+                                    {"it's", "\"it's\""},
+                                    {"\xC3\xA9", "\"\xC3\xA9\""}};
     for (auto const& [text, wanted] : table) {
         EXPECT_EQ(wanted, escaped(String(text)));
         EXPECT_EQ(wanted, zan::toAnsi(zan::wstr(escaped(zan::toWstring(zan::ansi(text))))));
@@ -283,7 +270,6 @@ TEST(PmlDepth, EndsErrorsAndBranchesFarDown) {
     ntvFromPml(u, istr(text));
     EXPECT_TRUE(u.str(3, 7) == text);
     EXPECT_FALSE(u.childWasSingle());
-    zan_test::LogCapture const log;
     EXPECT_THROW(ntvFromPml(u, istr(chain + "b(1)b(2)")), zan::DuplicatedUnitException);
     EXPECT_EQ(chain.size() + 4 + DEEP / 10, u.str(1, 7).size());
 }

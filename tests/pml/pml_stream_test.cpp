@@ -3,19 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <map>
-#include <sstream>
-#include <string>
 
 #include "support/temp_dir.h"
 #include "support/text.h"
-#include "zan/base/version.h"
-#include "zan/pml/pml_t.h"
-#include "zan/tcp/tcp_impl_base.h"
+#include "zan/zan.h"
 
 namespace {
 
-using zan::istr;
-using zan::String;
+using namespace zan;
 using zan::pml::field;
 using zan::pml::ntv::Unit;
 

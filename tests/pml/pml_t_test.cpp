@@ -2,20 +2,16 @@
 
 #include <gtest/gtest.h>
 
-#include <random>
 #include <sstream>
-#include <string>
 
 #include "support/pml.h"
 #include "support/seed.h"
 #include "support/temp_dir.h"
-#include "zan/pml/ntv_integervalue.h"
-#include "zan/pml/ntv_time_value.h"
+#include "zan/zan.h"
 
 namespace {
 
-using zan::istr;
-using zan::String;
+using namespace zan;
 using zan::pml::ShowMode;
 using zan::pml::ShowPattern;
 using zan::pml::ntv::Unit;
@@ -32,12 +28,7 @@ char const FIRST_LINES[] =
     ")";
 
 TEST(PmlLayouts, AreThese) {
-    struct {
-        char const* unit;
-        int mode;
-        int pattern;
-        char const* text;
-    } const table[] = {
+    std::tuple<char const*, int, int, char const*> const table[] = {
         {FIRST, ShowMode::COMPACT, 7, "cfg:t(log(level(3)file(\"a:b\"))port:int(80))"},
         {FIRST, ShowMode::SIMPLE, 7, FIRST_LINES},
         {FIRST, ShowMode::FORMATTED, 7, FIRST_LINES},
@@ -66,10 +57,9 @@ TEST(PmlLayouts, AreThese) {
         {"", ShowMode::COMPACT, 7, "()"},
         {"n^^a^\"(1)", ShowMode::COMPACT, 7, "n^^a^\"(1)"},
         {"a^:b(\"a:b\")", ShowMode::COMPACT, 7, "a:b(\"a:b\")"},
-        {"a:t(1)", ShowMode::COMPACT, 6, "a:t()"},
-    };
-    for (auto const& row : table)
-        EXPECT_EQ(row.text, parsedPml(row.unit).str(row.mode, row.pattern)) << row.unit;
+        {"a:t(1)", ShowMode::COMPACT, 6, "a:t()"}};
+    for (auto const& [unit, mode, pattern, text] : table)
+        EXPECT_EQ(text, parsedPml(unit).str(mode, pattern)) << unit;
     for (int mode = 1; mode <= 4; ++mode) EXPECT_EQ("a(1)", parsedPml("a(1)").str(mode, 7));
     Unit list(istr("a"));
     list.initValueAsList();

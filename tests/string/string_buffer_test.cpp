@@ -2,10 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <random>
-#include <string>
-#include <utility>
-
 #include "support/seed.h"
 
 namespace {
@@ -113,34 +109,27 @@ TEST(StringBufferModel, RandomOperations) {
     std::size_t got = 0;
     for (int i = 0; i < 3000; ++i) {
         std::string const piece(random() % 97, static_cast<char>('a' + random() % 26));
-        switch (random() % 5) {
-            case 0:
-                b += istr(piece);
-                model += piece;
-                break;
-            case 1:
-                b += '#';
-                model += '#';
-                break;
-            case 2: {
-                unsigned char out[64];
-                unsigned long n = random() % 64;
-                b.read(out, n);
-                ASSERT_EQ(istr(model).substr(got, n), istr(out, n));
-                got += n;
-                break;
-            }
-            case 3: {
-                StringBuffer copy(b);
-                copy.gsize(b.gsize());
-                b.swap(copy);
-                break;
-            }
-            default:
-                if (random() % 20 != 0) break;
-                b = istr(piece);
-                model = piece;
-                got = 0;
+        auto const kind = random() % 5;
+        if (kind == 0) {
+            b += istr(piece);
+            model += piece;
+        } else if (kind == 1) {
+            b += '#';
+            model += '#';
+        } else if (kind == 2) {
+            unsigned char out[64];
+            unsigned long n = random() % 64;
+            b.read(out, n);
+            ASSERT_EQ(istr(model).substr(got, n), istr(out, n));
+            got += n;
+        } else if (kind == 3) {
+            StringBuffer copy(b);
+            copy.gsize(b.gsize());
+            b.swap(copy);
+        } else if (random() % 20 == 0) {
+            b = istr(piece);
+            model = piece;
+            got = 0;
         }
         ASSERT_EQ(model, b.str());
         ASSERT_EQ(got, b.gsize());

@@ -3,14 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <string>
-#include <utility>
 
 #include "support/assertions.h"
 #include "support/log_capture.h"
 #include "support/text.h"
-#include "zan/base/base_type_value.h"
-#include "zan/base/exception.h"
+#include "zan/zan.h"
 
 namespace {
 
@@ -66,10 +63,7 @@ TEST(StringRefOverflow, MovingPastTheEndThrows) {
 }
 
 TEST(StringRefRows, TextsSetOffInAFilledBuffer) {
-    struct {
-        char const* wanted;
-        std::function<void(StringRef&)> write;
-    } const rows[] = {
+    std::pair<char const*, std::function<void(StringRef&)>> const rows[] = {
         {"ab -----", [](StringRef& r) { r.left("ab"); }},
         {"abcdefg ", [](StringRef& r) { r.left("abcdefghij"); }},
         {"----- ab", [](StringRef& r) { r.right("ab"); }},
@@ -79,8 +73,7 @@ TEST(StringRefRows, TextsSetOffInAFilledBuffer) {
         {"-- ab --", [](StringRef& r) { r.center("ab"); }},
         {"- abc --", [](StringRef& r) { r.center("abc"); }},
         {" bcdefg ", [](StringRef& r) { r.center("abcdefgh"); }},
-        {"--------", [](StringRef& r) { r.center("").left("").right("").right('*', 0); }},
-    };
+        {"--------", [](StringRef& r) { r.center("").left("").right("").right('*', 0); }}};
     for (auto const& [wanted, write] : rows)
         for (unsigned long n : {0ul, 1ul, 2ul, 8ul}) {
             Memory m(n);

@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <sstream>
-#include <thread>
 
 #include "tcp/tcp_support.h"
 

@@ -1,11 +1,8 @@
 #include "zan/tcp/tcp_impl_base.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <csignal>
-#include <sstream>
-#include <thread>
 
 #include "tcp/tcp_support.h"
 

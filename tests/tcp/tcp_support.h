@@ -9,9 +9,7 @@
 
 #include <algorithm>
 #include <functional>
-#include <string>
 #include <utility>
-#include <vector>
 
 #include "support/threads.h"
 #include "zan/log/log_logger.h"

@@ -31,11 +31,14 @@ protected:
     int fired_ = 0;
 };
 
-TEST(TimerService, FiresOnItsThreadAndStopsAtOnce) {
+struct TimerService : testing::Test {
     zan_test::LogCapture const log;
     Counting object;
     TimerManager manager;
     TimerId id;
+};
+
+TEST_F(TimerService, FiresOnItsThreadAndStopsAtOnce) {
     ASSERT_TRUE(manager.setTimer(id, "t", 0, 0, &object, 3, nullptr));
     manager.start();
     manager.start();
@@ -55,11 +58,7 @@ TEST(TimerService, FiresOnItsThreadAndStopsAtOnce) {
     EXPECT_EQ(2, object.released_);
 }
 
-TEST(TimerService, OpenCloseReopen) {
-    zan_test::LogCapture const log;
-    Counting object;
-    TimerManager manager;
-    TimerId id;
+TEST_F(TimerService, OpenCloseReopen) {
     manager.reopen(0);
     EXPECT_TRUE(manager.setTimer(id, "t", 0, 1000000, &object, 1, nullptr));
     manager.reopen(0);
@@ -83,39 +82,33 @@ TEST(TimerService, OpenCloseReopen) {
     manager.reopen(5000);
 }
 
-TEST(TimerService, ACallbackCannotStopItsOwnThread) {
+TEST_F(TimerService, ACallbackCannotStopItsOwnThread) {
     SKIP_WHERE_ASSERTIONS_ABORT();
-    zan_test::LogCapture const log;
-    TimerManager manager;
     struct Stopping : Counting {
-        explicit Stopping(TimerManager& m) : manager(m) {}
-        OnTimerResult onTimer(TimerId id, unsigned long user, void* param) override {
-            manager.close();
-            manager.stop();
-            return Counting::onTimer(id, user, param);
+        explicit Stopping(TimerManager& its) : its_(its) {}
+        OnTimerResult onTimer(TimerId timer, unsigned long user, void* param) override {
+            its_.close();
+            its_.stop();
+            return Counting::onTimer(timer, user, param);
         }
-        TimerManager& manager;
-    } object(manager);
-    TimerId id;
-    manager.setTimer(id, "t", 0, 0, &object, 2, nullptr);
+        TimerManager& its_;
+    } stopping(manager);
+    manager.setTimer(id, "t", 0, 0, &stopping, 2, nullptr);
     manager.start();
-    object.waitFor(2);
+    stopping.waitFor(2);
     manager.close();
     EXPECT_EQ(4u, log.count("!onTimerThread()"));
 }
 
-TEST(TimerService, OperationsFromManyThreadsBesideTheTicks) {
-    zan_test::LogCapture const log;
-    Counting object;
-    TimerManager manager;
+TEST_F(TimerService, OperationsFromManyThreadsBesideTheTicks) {
     manager.start();
     std::atomic<unsigned long> set{0};
     zan_test::Threads(3, [&](unsigned t) {
         for (int i = 0; i < 3000; ++i) {
-            TimerId id;
-            if (!manager.setTimer(id, "race", 0, 0, &object, 1, nullptr)) continue;
+            TimerId own;
+            if (!manager.setTimer(own, "race", 0, 0, &object, 1, nullptr)) continue;
             ++set;
-            if (i % 3 != 0) manager.killTimer(id);
+            if (i % 3 != 0) manager.killTimer(own);
             if (t == 0 && i == 2000) manager.stop(), manager.start();
         }
     });
@@ -125,25 +118,21 @@ TEST(TimerService, OperationsFromManyThreadsBesideTheTicks) {
 }
 
 // A callback that blocks holds up other callbacks, and no operation.
-TEST(TimerService, TheLockIsFreeDuringACallback) {
+TEST_F(TimerService, TheLockIsFreeDuringACallback) {
     struct Blocking : Counting {
-        OnTimerResult onTimer(TimerId id, unsigned long user, void* param) override {
+        OnTimerResult onTimer(TimerId timer, unsigned long user, void* param) override {
             go.get_future().wait();
-            return Counting::onTimer(id, user, param);
+            return Counting::onTimer(timer, user, param);
         }
         std::promise<void> go;
     } blocking;
-    Counting other;
-    TimerManager manager;
-    TimerId a;
-    TimerId b;
-    manager.setTimer(a, "blocks", 0, 0, &blocking, 1, nullptr);
+    manager.setTimer(id, "blocks", 0, 0, &blocking, 1, nullptr);
     manager.start();
-    manager.setTimer(b, "other", 0, 0, &other, 1, nullptr);
-    EXPECT_TRUE(manager.resetTimer(b, 0, 2));
+    manager.setTimer(id, "other", 0, 0, &object, 1, nullptr);
+    EXPECT_TRUE(manager.resetTimer(id, 0, 2));
     blocking.go.set_value();
-    other.waitFor(2);
-    manager.close();
+    object.waitFor(2);
+    manager.close();  // before what it calls goes
 }
 
 }  // namespace

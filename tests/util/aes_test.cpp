@@ -3,19 +3,16 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <thread>
-#include <vector>
 
 #include "support/assertions.h"
-#include "support/log_capture.h"
 #include "support/seed.h"
+#include "support/threads.h"
 #include "support/vectors.h"
 
 namespace {
 
 using namespace zan;
-using zan_test::fromDigits;
-using zan_test::randomBytes;
+using namespace zan_test;
 
 unsigned char const* raw(std::string const& s) {
     return reinterpret_cast<unsigned char const*>(s.data());
@@ -88,15 +85,12 @@ TEST(AesModes, ThreadsThatDecryptFirstAtOnceAgree) {
             cipher.setKey(text, sizeof text);
             cipher.encrypt(text, sealed, sizeof text, AesCipher::ECB);
             std::atomic<int> waiting{4};
-            std::vector<std::thread> threads;
-            for (int n = waiting; n != 0; --n)
-                threads.emplace_back([&] {
-                    unsigned char opened[AesCipher::BLOCK_SIZE];
-                    for (--waiting; waiting != 0;) std::this_thread::yield();
-                    cipher.decrypt(sealed, opened, sizeof sealed, AesCipher::ECB);
-                    EXPECT_TRUE(std::equal(text, text + sizeof text, opened));
-                });
-            for (std::thread& thread : threads) thread.join();
+            zan_test::Threads(4, [&](unsigned) {
+                unsigned char opened[AesCipher::BLOCK_SIZE];
+                for (--waiting; waiting != 0;) std::this_thread::yield();
+                cipher.decrypt(sealed, opened, sizeof sealed, AesCipher::ECB);
+                EXPECT_TRUE(std::equal(text, text + sizeof text, opened));
+            });
         }
 }
 
@@ -128,7 +122,6 @@ TEST(AesText, LengthsAndKeysAreCutAndFilled) {
 
 TEST(AesText, BrokenPreconditionsDoNothing) {
     SKIP_WHERE_ASSERTIONS_ABORT();
-    zan_test::LogCapture const quiet;
     Bytes out("before");
     AES("key", "iv").decrypt("no whole block", out);
     EXPECT_TRUE(out.empty());

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
-
 #include "support/log_capture.h"
 #include "support/seed.h"
 #include "support/text.h"

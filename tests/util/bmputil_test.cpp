@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include "support/assertions.h"
-#include "support/log_capture.h"
 #include "support/vectors.h"
 
 namespace {
@@ -24,46 +23,37 @@ void expectMade(Compress compress, std::string const& in, std::string const& mad
 }
 
 TEST(BitmapPixels, AreReduced) {
-    struct {
-        unsigned short bits;
-        char const* in;
-        char const* want;
-    } const cases[] = {{24, "", ""},
-                       {24, "FF0000", "7C00"},
-                       {24, "00FF00", "03E0"},
-                       {24, "0000FF", "001F"},
-                       {24, "FFFFFF 12", "7FFF"},
-                       {24, "1234", ""},
-                       {24, "070707 F8F8F8 08 10 20 FF0000 00FF00 0000FF 808080",
-                        "0000 7FFF 0444 7C00 03E0 001F 4210"},
-                       {16, "FFFF 8001 11", "7FFF 0001"},
-                       {16, "FF", ""},
-                       {32, "FFFFFFFF 80", "FFFFFFFF 80"}};
-    for (auto const& c : cases) {
+    std::tuple<unsigned short, char const*, char const*> const cases[] = {
+        {24, "", ""},
+        {24, "FF0000", "7C00"},
+        {24, "00FF00", "03E0"},
+        {24, "0000FF", "001F"},
+        {24, "FFFFFF 12", "7FFF"},
+        {24, "1234", ""},
+        {24, "070707 F8F8F8 08 10 20 FF0000 00FF00 0000FF 808080",
+         "0000 7FFF 0444 7C00 03E0 001F 4210"},
+        {16, "FFFF 8001 11", "7FFF 0001"},
+        {16, "FF", ""},
+        {32, "FFFFFFFF 80", "FFFFFFFF 80"}};
+    for (auto const& [bits, in, want] : cases) {
         StringBuffer out("head");
-        toBmp15Data(fromDigits(c.in), c.bits, out);
-        EXPECT_EQ("head" + fromDigits(c.want), bytesOf(out)) << c.in;
+        toBmp15Data(fromDigits(in), bits, out);
+        EXPECT_EQ("head" + fromDigits(want), bytesOf(out)) << in;
         EXPECT_EQ(0, out.c_str()[out.size()]);
     }
 }
 
 TEST(BitmapRuns, OfAnImage) {
-    struct {
-        char const* in;
-        char const* want;
-    } const cases[] = {{"", ""},
-                       {"7C00", "7C00"},
-                       {"7C007C00", "817C007C00"},
-                       {"7C00 001F", "7C00001F"},
-                       {"7C007C00001F03E0", "827C00001F03E0"},
-                       {"7C007C007C007C00", "837C007C00"},
-                       {"7C00001F001F", "7C0081001F001F"},
-                       {"7C00001F7C00001F7C007C00001F", "7C00001F7C00001F827C00001F"}};
-    for (auto const& c : cases) expectMade(compressBmp15Data, c.in, c.want);
-    struct {
-        std::size_t n;
-        std::string token;
-    } const counts[] = {
+    char const* const cases[][2] = {{"", ""},
+                                    {"7C00", "7C00"},
+                                    {"7C007C00", "817C007C00"},
+                                    {"7C00 001F", "7C00001F"},
+                                    {"7C007C00001F03E0", "827C00001F03E0"},
+                                    {"7C007C007C007C00", "837C007C00"},
+                                    {"7C00001F001F", "7C0081001F001F"},
+                                    {"7C00001F7C00001F7C007C00001F", "7C00001F7C00001F827C00001F"}};
+    for (auto const& [in, want] : cases) expectMade(compressBmp15Data, in, want);
+    std::pair<std::size_t, std::string> const counts[] = {
         {63, "BF"},          {64, "8040"},          {255, "80FF"},
         {256, "8100"},       {16383, "BFFF"},       {16384, "FFFF81"},
         {32766, "FFFFBFFF"}, {32767, "FFFFFFFF81"}, {99999, "FFFFFFFFFFFFFFFFFFFFFFFF86A5"}};
@@ -94,7 +84,6 @@ TEST(BitmapRuns, OfADifference) {
 
 TEST(BitmapRuns, BrokenPreconditionsAppendNothing) {
     SKIP_WHERE_ASSERTIONS_ABORT();
-    zan_test::LogCapture const quiet;
     StringBuffer out("head");
     diffBmp15Data("ab", "abc", out);
     compressBmp15Data("abc", out);

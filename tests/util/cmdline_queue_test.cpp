@@ -47,7 +47,6 @@ TEST(CommandLines, ComeInOrderAndWithoutTheReadersOwn) {
 }
 
 TEST(CommandLines, AWaitEndsByItsTimeOrByTheClose) {
-    zan_test::LogCapture const log;
     CmdLineQueue queue;
     std::wstring line = L"kept";
     EXPECT_FALSE(queue.get(line, Time()));

@@ -9,8 +9,7 @@
 namespace {
 
 using namespace zan;
-using zan_test::fromDigits;
-using zan_test::randomBytes;
+using namespace zan_test;
 
 TEST(DesVectors, KnownAnswers) {
     for (auto const& v : zan_test::vectors("ciphers.txt", "des")) {

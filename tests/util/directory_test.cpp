@@ -2,32 +2,23 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "support/assertions.h"
 #include "support/log_capture.h"
 #include "support/pml.h"
 #include "support/temp_dir.h"
 #include "support/text.h"
-#include "zan/base/exception.h"
-#include "zan/util/file.h"
+#include "zan/zan.h"
 
 namespace {
 
 using namespace zan;
 namespace fs = std::filesystem;
-using testing::AllOf;
-using testing::ElementsAre;
-using testing::Gt;
-using testing::Lt;
-using testing::UnorderedElementsAre;
+using testing::AllOf, testing::ElementsAre, testing::Gt, testing::Lt, testing::UnorderedElementsAre;
 
 class DirectoryWalk : public testing::Test {
 protected:
@@ -193,16 +184,13 @@ TEST_F(DirectoryFile, KindsAndSizes) {
     folder("sub");
     link("full", "link");
     link("nowhere", "broken");
-    struct {
-        wchar_t const* name;
-        int isDirectory;
-        __int64 size;
-    } const cases[] = {{L"empty", 0, 0}, {L"full", 0, 4},     {L"sub", 1, -1},
-                       {L"link", 0, 4},  {L"broken", -1, -1}, {L"none", -1, -1}};
-    for (auto const& c : cases) {
-        EXPECT_EQ(c.isDirectory, Directory::isDirectory(in(c.name)).value()) << c.size;
-        EXPECT_EQ(c.size, Directory::getFileSize(in(c.name)));
-        EXPECT_EQ(c.size == 0, Directory::isEmptyFile(in(c.name)));
+    std::tuple<wchar_t const*, int, __int64> const cases[] = {
+        {L"empty", 0, 0}, {L"full", 0, 4},     {L"sub", 1, -1},
+        {L"link", 0, 4},  {L"broken", -1, -1}, {L"none", -1, -1}};
+    for (auto const& [name, isDirectory, size] : cases) {
+        EXPECT_EQ(isDirectory, Directory::isDirectory(in(name)).value()) << size;
+        EXPECT_EQ(size, Directory::getFileSize(in(name)));
+        EXPECT_EQ(size == 0, Directory::isEmptyFile(in(name)));
     }
     EXPECT_FALSE(TriBool().valid());
     EXPECT_TRUE(TriBool(true).isTrue() && TriBool(false).isFalse());

@@ -1,15 +1,11 @@
 #include "zan/util/file.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <string>
 #include <thread>
-#include <utility>
-#include <vector>
 
 #include "support/temp_dir.h"
 
@@ -177,8 +173,7 @@ TEST_F(FileReading, LinesEndInThreeWays) {
         {"a\r\nb\rc\n\r\r\n\nd", {"a@3", "b@5", "c@7", "@8", "@10", "@11", "d"}},
         {"", {""}},
         {"x\r", {"x@2", ""}},
-        {"\0x\n"s, {"\0x@3"s, ""}},
-    };
+        {"\0x\n"s, {"\0x@3"s, ""}}};
     for (auto const& [text, wanted] : table) EXPECT_EQ(wanted, lines(FileReader(make("a", text))));
     // Anywhere in a block.
     for (unsigned long length = 1018; length < 1030; ++length)

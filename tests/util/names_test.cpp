@@ -1,9 +1,6 @@
 #include "zan/util/names.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <string>
 
 namespace zan {
 namespace {
@@ -11,13 +8,7 @@ namespace {
 using testing::ElementsAre;
 
 TEST(NamesFilename, SplitsAtEitherSeparator) {
-    struct {
-        wchar_t const* in;
-        wchar_t const* full;
-        wchar_t const* dir;
-        wchar_t const* file;
-        wchar_t const* merged;
-    } const cases[] = {
+    wchar_t const* const cases[][5] = {
         {L"c:\\dir\\file.txt", L"c:\\dir\\file.txt", L"c:\\dir", L"file.txt", L"c:\\dir\\file.txt"},
         {L"c:\\dir\\", L"c:\\dir", L"c:", L"dir", L"c:\\dir"},
         {L"a/b/", L"a/b", L"a", L"b", L"a\\b"},
@@ -26,14 +17,13 @@ TEST(NamesFilename, SplitsAtEitherSeparator) {
         {L"\\x", L"\\x", L"", L"x", L"x"},
         {L"a//", L"a/", L"a", L"", L"a\\"},
         {L"/", L"", L"", L"", L""},
-        {L"", L"", L"", L"", L""},
-    };
-    for (auto const& c : cases) {
-        Filename name((iwstr(c.in)));
-        EXPECT_TRUE(name.full() == c.full && name.dir() == c.dir && name.file() == c.file)
-            << testing::PrintToString(c.in);
+        {L"", L"", L"", L"", L""}};
+    for (auto const& [in, full, dir, file, merged] : cases) {
+        Filename name((iwstr(in)));
+        EXPECT_TRUE(name.full() == full && name.dir() == dir && name.file() == file)
+            << testing::PrintToString(in);
         name.merge();
-        EXPECT_TRUE(name.full() == c.merged) << testing::PrintToString(c.in);
+        EXPECT_TRUE(name.full() == merged) << testing::PrintToString(in);
     }
 }
 
@@ -51,24 +41,18 @@ TEST(NamesFilename, PartsMakeTheWhole) {
 }
 
 TEST(NamesFuncname, KeepsTheClassWithTheFunction) {
-    struct {
-        char const* in;
-        char const* ns;
-        char const* func;
-    } const cases[] = {
-        {"zan::Time::toString", "zan", "Time::toString"},
-        {"a::b::c::d", "a::b", "c::d"},
-        {"Time::now", "Time", "now"},
-        {"main", "", "main"},
-        {"::main", "", "main"},
-        {"::a::b", "", "a::b"},
-        {"a::", "a", ""},
-        {"", "", ""},
-    };
-    for (auto const& c : cases) {
-        Funcname name((istr(c.in)));
-        EXPECT_EQ(c.ns, std::string(name.ns())) << c.in;
-        EXPECT_EQ(c.func, std::string(name.func())) << c.in;
+    char const* const cases[][3] = {{"zan::Time::toString", "zan", "Time::toString"},
+                                    {"a::b::c::d", "a::b", "c::d"},
+                                    {"Time::now", "Time", "now"},
+                                    {"main", "", "main"},
+                                    {"::main", "", "main"},
+                                    {"::a::b", "", "a::b"},
+                                    {"a::", "a", ""},
+                                    {"", "", ""}};
+    for (auto const& [in, ns, func] : cases) {
+        Funcname name((istr(in)));
+        EXPECT_EQ(ns, std::string(name.ns())) << in;
+        EXPECT_EQ(func, std::string(name.func())) << in;
     }
     Funcname name("main");
     name.merge();

@@ -3,9 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <sstream>
-#include <string>
-#include <vector>
+
+#include "support/text.h"
 
 namespace {
 
@@ -19,11 +18,7 @@ std::string filled(char const* format, std::vector<std::string> const& values, c
 }
 
 TEST(PrintfPlaceholders, AreFilledOneAfterTheOther) {
-    struct {
-        char const* format;
-        std::vector<std::string> values;
-        char const* want;
-    } const cases[] = {
+    std::tuple<char const*, std::vector<std::string>, char const*> const cases[] = {
         {"a${x}b${y}c", {"1", "2"}, "a1b2c"},
         {"a${x}b${y}c", {"1"}, "a1b${y}c"},
         {"a${x}b${y}c", {"1", "2", "3"}, "a1b2c3"},
@@ -34,9 +29,8 @@ TEST(PrintfPlaceholders, AreFilledOneAfterTheOther) {
         {"ab${x", {}, "ab${x"},
         {"$}$}", {"1", "2"}, "12"},
         {"$a$b}c}", {"1"}, "1c}"},
-        {"\\${x}", {"1"}, "\\1"},
-    };
-    for (auto const& c : cases) EXPECT_EQ(c.want, filled(c.format, c.values)) << c.want;
+        {"\\${x}", {"1"}, "\\1"}};
+    for (auto const& [format, values, want] : cases) EXPECT_EQ(want, filled(format, values));
     EXPECT_EQ("1-2", filled("?-?", {"1", "2"}, '?', '?'));
     EXPECT_EQ("50%", filled("%d%", {"50%"}, '%', '\0')) << "no end but that of the text";
 }
@@ -52,15 +46,14 @@ TEST(PrintfPlaceholders, AreFilledAnewAndInCopies) {
     // A value may be the result itself.
     copy.reset().replaceNext(copy.str());
     EXPECT_EQ("<<$}|$}>|$}>", copy.str());
+    Printf const text("a$}", '$', '{', '}', '\\');
     std::ostringstream os;
-    Printf("a$}", '$', '{', '}', '\\').dump(os);
+    text.dump(os);
+    EXPECT_EQ(zan_test::dumped(text), os.str());
     EXPECT_EQ(
-        "@zan::Printf{\n    format_ = 'a$}'\n    tags_ = @zan::vector{"
-        "\n        [0]@zan::Printf::Tag{\n            begin_ = 0\n            end_ = 1\n        }"
-        "\n        [1]@zan::Printf::Tag{\n            begin_ = 1\n            end_ = 3\n        }"
-        "\n    }\n    curr_ = 0\n    tempbuf_ = \n    result_ = "
-        "\n    flag_ = '$'\n    left_ = '{'\n    right_ = '}'\n    escape_ = '\\'\n}",
-        os.str());
+        "{format_='a$}' tags_={[0]{begin_=0 end_=1} [1]{begin_=1 end_=3}} curr_=0 tempbuf_= "
+        "result_= flag_='$' left_='{' right_='}' escape_='\\'}",
+        zan_test::dumped(text, true));
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 #include "zan/util/test.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <memory>
 #include <regex>
@@ -59,15 +58,9 @@ public:
     UowTest root;
 };
 
-struct Session {
-    std::vector<String> args;
-    char const* input;
-    char const* calls;
-    char const* logged;
-};
-
 TEST(MenuChoices, RunWhatTheyName) {
-    Session const runs[] = {
+    // The arguments, the input, what is called, and what is logged.
+    std::tuple<std::vector<String>, char const*, char const*, char const*> const runs[] = {
         {{"one", "exit"}, "", "one ", ">>> one\n"},
         {{"two/2", "exit"}, "", "two ", ""},
         {{"a/x", "exit"}, "", "x ", "(/main) {[0]'x' [1]'quit'}\n"},
@@ -83,17 +76,16 @@ TEST(MenuChoices, RunWhatTheyName) {
         {{}, "one\na\nx\nb\ny\n/one\nquit\nx\ntop\none", "one x y one x one ", ">>> exit\n"},
         {{}, "a\nb\nexit\none\n", "", ""},
         {{}, "a\nb\ntop\none\n", "one ", ""},
-        {{"one"}, "a/b/y\n\n", "one y ", "Function not found for ==> \n"},
-    };
-    for (Session const& run : runs) {
+        {{"one"}, "a/b/y\n\n", "one y ", "Function not found for ==> \n"}};
+    for (auto const& [args, typed, calls, logged] : runs) {
         LogCapture const log;
-        zan_test::StandardInput const input(run.input);
-        Program program(run.args);
+        zan_test::StandardInput const input(typed);
+        Program program(args);
         EXPECT_EQ(0, program.root.start());
-        EXPECT_EQ(run.calls, g_calls) << testing::PrintToString(run.args) << run.input;
-        EXPECT_THAT(log.text(), testing::HasSubstr(run.logged));
+        EXPECT_EQ(calls, g_calls) << testing::PrintToString(args) << typed;
+        EXPECT_THAT(log.text(), testing::HasSubstr(logged));
         EXPECT_TRUE(program.root.testCase()->args().empty());
-        EXPECT_TRUE(Context::instance().interactive() || !run.args.empty());
+        EXPECT_TRUE(Context::instance().interactive() || !args.empty());
         Context::instance().interactive() = true;
     }
 }
@@ -161,7 +153,6 @@ TEST(MenuRows, FunctionsGoExactlyOnce) {
 }
 
 TEST(MenuRows, AMenuMayChangeUnderAll) {
-    LogCapture const log;
     g_calls.clear();
     UowTest unit;
     unit.add("first", "", testFn([&unit] {

@@ -5,45 +5,36 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <string>
-#include <vector>
 
 namespace zan {
 namespace {
 
 TEST(UtilSplit, PartsAreOneMoreThanSeparators) {
-    struct {
-        char const* text;
-        bool keepBlanks;
-        std::vector<String> parts;
-    } const table[] = {{"a, b", false, {"kept", "a", "b"}},
-                       {"a, b", true, {"kept", "a", " b"}},
-                       {"", false, {"kept", ""}},
-                       {"a,,\t b ,", false, {"kept", "a", "", "b ", ""}}};
-    for (auto const& row : table) {
+    std::tuple<char const*, bool, std::vector<String>> const table[] = {
+        {"a, b", false, {"kept", "a", "b"}},
+        {"a, b", true, {"kept", "a", " b"}},
+        {"", false, {"kept", ""}},
+        {"a,,\t b ,", false, {"kept", "a", "", "b ", ""}}};
+    for (auto const& [text, keepBlanks, wanted] : table) {
         std::vector<String> parts{"kept"};
-        Util::split(String(row.text), parts, ',', row.keepBlanks);
-        EXPECT_EQ(row.parts, parts) << row.text;
+        Util::split(String(text), parts, ',', keepBlanks);
+        EXPECT_EQ(wanted, parts) << text;
     }
 }
 
 TEST(UtilSplit, FirstWordAndRestOfTheLine) {
-    struct {
-        char const* text;
-        char const* first;
-        char const* rest;
-    } const cases[] = {{"cmd arg 1\nnext", "cmd", "arg 1"},
-                       {"cmd", "cmd", ""},
-                       {"", "", ""},
-                       {" cmd", "", "cmd"},
-                       {"a   b ", "a", "b "},
-                       {"a\nb c", "a\nb", "c"}};
-    for (auto const& c : cases) {
+    char const* const cases[][3] = {{"cmd arg 1\nnext", "cmd", "arg 1"},
+                                    {"cmd", "cmd", ""},
+                                    {"", "", ""},
+                                    {" cmd", "", "cmd"},
+                                    {"a   b ", "a", "b "},
+                                    {"a\nb c", "a\nb", "c"}};
+    for (auto const& [line, word, left] : cases) {
         String first("old");
         String rest("old");
-        Util::split(String(c.text), first, rest);
-        EXPECT_EQ(c.first, first) << c.text;
-        EXPECT_EQ(c.rest, rest) << c.text;
+        Util::split(String(line), first, rest);
+        EXPECT_EQ(word, first) << line;
+        EXPECT_EQ(left, rest) << line;
     }
     String text("a b");
     String rest;

@@ -5,7 +5,6 @@
 #include <cstring>
 #include <memory>
 #include <sstream>
-#include <string>
 
 #include "support/assertions.h"
 #include "support/log_capture.h"
@@ -31,7 +30,6 @@ private:
 
 TEST(UtilStrBounds, TextThatDoesNotFitIsCutAndTerminated) {
     SKIP_WHERE_ASSERTIONS_ABORT();
-    zan_test::LogCapture const quiet;
     Room room(4);
     Str s = room.str();
     EXPECT_EQ("abc", (s.copy("abc"), room.text()));

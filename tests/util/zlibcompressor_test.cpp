@@ -1,7 +1,6 @@
 #include "zan/util/zlibcompressor.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <memory>

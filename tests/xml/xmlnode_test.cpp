@@ -4,22 +4,15 @@
 
 #include <map>
 #include <memory>
-#include <sstream>
-#include <string>
-#include <thread>
-#include <vector>
 
 #include "support/seed.h"
-#include "zan/log/log_dumper.h"
+#include "support/text.h"
+#include "support/threads.h"
 #include "zan/xml/xmlparser.h"
 
 namespace {
 
-using zan::istr;
-using zan::String;
-using zan::XMLAttr;
-using zan::XMLNode;
-using zan::XMLParser;
+using namespace zan;
 
 std::unique_ptr<XMLNode> parsed(std::string const& text) {
     XMLParser parser{istr(text)};
@@ -27,14 +20,11 @@ std::unique_ptr<XMLNode> parsed(std::string const& text) {
 }
 
 TEST(XmlNodeText, CoversEachFormOfAnElement) {
-    struct Case {
-        std::string source, lines, line;
-    };
     // Buffers of the writer end somewhere in here.
     std::string big = "<x v=\"";
     for (int i = 0; i < 20000; ++i) big += "&lt;";
     big += "\">" + std::string(20000, '-') + "</x>";
-    Case const cases[] = {
+    std::string const cases[][3] = {
         {"<a x='1' y='2&lt;3' __type__='T'>tail<b>hi</b><c/></a>",
          "<a x=\"1\"\n"
          "     y=\"2&lt;3\" __type__=\"T\"\n"
@@ -53,29 +43,25 @@ TEST(XmlNodeText, CoversEachFormOfAnElement) {
         {"<x>&lt;</x>", "<x><![CDATA[<]]></x>", "<x><![CDATA[<]]></x>"},
         {"<x n='&quot;&apos;'/>", "<x n=\"&quot;&apos;\"/>", "<x n=\"&quot;&apos;\"/>"},
         {"<x ='lost'/>", "<x/>", "<x/>"},
-        {big, big, big},
-    };
-    for (Case const& c : cases) {
-        auto const node = parsed(c.source);
-        EXPECT_EQ(c.lines, node->str(true, 0));
-        EXPECT_EQ(c.line, node->str(false, 1));
-        std::ostringstream os;
-        os << *node;
-        EXPECT_EQ(c.lines, os.str());
+        {big, big, big}};
+    for (auto const& [source, lines, line] : cases) {
+        auto const node = parsed(source);
+        EXPECT_EQ(lines, node->str(true, 0));
+        EXPECT_EQ(line, node->str(false, 1));
+        EXPECT_EQ(lines, zan_test::printed(*node));
         zan::dumper d;
         d.level(1);
-        String further(c.lines);
+        String further(lines);
         EXPECT_EQ(further.replace("\n", "\n    "), node->dump(d).str());
         EXPECT_EQ(further, node->str(true, 1));
     }
     EXPECT_EQ("", XMLNode::null().str(true, 0));
     EXPECT_EQ("</>", XMLNode().str(true, 0));
-    std::ostringstream os;
-    os << XMLAttr("n", "v") << XMLAttr("", "v");
-    EXPECT_EQ(" n=\"v\"", os.str());
-    EXPECT_EQ(os.str(), XMLAttr("n", "v").str());
-    zan::dumper d;
-    EXPECT_EQ(os.str(), XMLAttr("n", "v").dump(d).str());
+    XMLAttr const attr("n", "v");
+    for (auto const& text :
+         {zan_test::printed(attr), zan_test::dumped(attr), std::string(attr.str())})
+        EXPECT_EQ(" n=\"v\"", text);
+    EXPECT_EQ("", XMLAttr("", "v").str());
 }
 
 // Short and long ones, such as lie beside their element, and such as do not.
@@ -178,9 +164,14 @@ TEST(XmlNodeModel, KeepsAttributesAsAListAndAMapDo) {
     }
 }
 
-// The same for children, which change their names.
+// The same for children, which change their names; their texts come back from the parser.
 TEST(XmlNodeModel, FindsChildrenAsAListDoes) {
     auto random = zan_test::makeRandom();
+    auto const markup = [&random] {
+        std::string text("x");
+        for (auto n = random() % 9; n != 0; --n) text += "<>&'\"]; x"[random() % 9];
+        return String(text);
+    };
     for (int round = 0; round < 60; ++round) {
         XMLNode root("root");
         XMLNode const& c = root;
@@ -192,6 +183,8 @@ TEST(XmlNodeModel, FindsChildrenAsAListDoes) {
             if (random() % 4 != 0 || known.empty()) {
                 bool const found = !c[istr(key)].isNull();
                 XMLNode* const child = found ? new XMLNode(key, &root) : &root[istr(key)];
+                child->cdata(markup());
+                child->addAttr("a", markup());
                 order.push_back(child);
                 known.emplace_back(key, child);
             } else {
@@ -216,6 +209,8 @@ TEST(XmlNodeModel, FindsChildrenAsAListDoes) {
                 ASSERT_EQ(order.size(), c.getChildNodeMap().size());
             }
         }
+        for (bool const lines : {false, true})
+            ASSERT_EQ(root.str(lines, 0), parsed(root.str(lines, 0))->str(lines, 0));
         root.clearNodes();
         ASSERT_TRUE(c["a"].isNull() && c.getChildNodeMap().empty() && c.isSimple());
     }
@@ -295,21 +290,18 @@ TEST(XmlNodeThreads, MayReadWhileNobodyWrites) {
     for (int round = 0; round < 20; ++round) {
         auto const tree = parsed(text + "</r>");
         XMLNode const& root = *tree;
-        std::vector<std::thread> threads;
-        for (int t = 0; t < 4; ++t)
-            threads.emplace_back([&root, t] {
-                std::string const before = t % 2 == 0 ? root.str(false, 0) : "";
-                for (XMLNode const* child : root.getChildNodes())
-                    EXPECT_EQ("a text of some size", static_cast<XMLNode const*>(child)->cdata());
-                EXPECT_EQ(root.str(true, 0), XMLNode(root).str(true, 0));
-                EXPECT_TRUE(t % 2 != 0 || before == root.str(false, 0));
-                EXPECT_FALSE(root["c39"].isNull());
-                EXPECT_EQ(40u, root.getAttrMap().size());
-                EXPECT_EQ("v", root("a39").value());
-                EXPECT_TRUE(root["c1"].getAttrNames().empty());
-                EXPECT_EQ(40u, root.getChildNodeMap().size());
-            });
-        for (auto& thread : threads) thread.join();
+        zan_test::Threads(4, [&root](unsigned t) {
+            std::string const before = t % 2 == 0 ? root.str(false, 0) : "";
+            for (XMLNode const* child : root.getChildNodes())
+                EXPECT_EQ("a text of some size", static_cast<XMLNode const*>(child)->cdata());
+            EXPECT_EQ(root.str(true, 0), XMLNode(root).str(true, 0));
+            EXPECT_TRUE(t % 2 != 0 || before == root.str(false, 0));
+            EXPECT_FALSE(root["c39"].isNull());
+            EXPECT_EQ(40u, root.getAttrMap().size());
+            EXPECT_EQ("v", root("a39").value());
+            EXPECT_TRUE(root["c1"].getAttrNames().empty());
+            EXPECT_EQ(40u, root.getChildNodeMap().size());
+        });
     }
 }
 

@@ -4,48 +4,14 @@
 
 #include <fstream>
 #include <limits>
-#include <sstream>
-#include <string>
-#include <utility>
-#include <vector>
 
-#include "support/log_capture.h"
 #include "support/temp_dir.h"
+#include "support/text.h"
 #include "zan/base/exception.h"
 
 namespace {
 
-using zan::in_t;
-using zan::istr;
-using zan::out_t;
-using zan::String;
-using zan::XMLInStream;
-using zan::XMLNode;
-using zan::XMLOutStream;
-using zan::XMLStream;
-
-TEST(XmlStreamText, IsWrittenAsTheExampleShows) {
-    XMLOutStream root;
-    root("id").value("7");
-    XMLOutStream("name", root) << String("Ann & Bob");
-    XMLOutStream("age", root) << 42;
-    XMLOutStream("ok", root) << true;
-    XMLOutStream("ratio", root) << 0.5;
-    XMLOutStream("pic", root) << zan::Bytes(istr("\0\xFF", 2));
-    XMLOutStream("title", root) << std::wstring(L"\u00E9");
-    XMLOutStream("mark", root) << zan::Wchar(wchar_t{0x4E2D});
-    EXPECT_EQ(
-        "<root id=\"7\">\n"
-        "    <name><![CDATA[Ann & Bob]]></name>\n"
-        "    <age>42</age>\n"
-        "    <ok>1</ok>\n"
-        "    <ratio>0.5</ratio>\n"
-        "    <pic __type__=\"base64\">AP8=</pic>\n"
-        "    <title __type__=\"utf8\">w6k=</title>\n"
-        "    <mark>\\u4E2D</mark>\n"
-        "</root>",
-        root.str(true, 0));
-}
+using namespace zan;
 
 // "type|cdata" of what was written.
 template <class T>
@@ -99,7 +65,6 @@ TEST(XmlStreamValues, HaveTheirTextFormsAndComeBack) {
     XMLOutStream named("base64");
     named << zan::Bytes(istr("x"));
     EXPECT_EQ("<base64>eA==</base64>", named.str(false, 0));
-    zan_test::LogCapture const quiet;
     named << zan::Wchar(wchar_t{0xFFFF});
     EXPECT_THROW(named << zan::Wchar(wchar_t{0x10000}), zan::OutOfRangeException);
     EXPECT_EQ("\\uFFFF", named.cdata());
@@ -159,11 +124,9 @@ TEST(XmlStreamNodes, ComeFromEachConstructor) {
     XMLOutStream more;
     more += out;
     EXPECT_EQ("4", more.childAt(0)["b"].cdata());
-    zan::dumper d;
-    EXPECT_EQ(more.str(true, 0), more.dump(d).str());
+    EXPECT_EQ(more.str(true, 0), zan_test::dumped(more));
     zan_test::TempDir const dir;
-    std::ofstream(dir.file("a.xml")) << "<f/>";
-    std::ifstream file(dir.file("a.xml"));
+    std::ifstream file(dir.put("a.xml", "<f/>"));
     EXPECT_EQ("f", XMLStream(file).name());
     for (char const* text : {"", "<a b>", "none"}) {
         XMLStream s(in_t(), text);
@@ -176,7 +139,6 @@ TEST(XmlStreamNodes, ComeFromEachConstructor) {
         s.type("z");
         s << 7;
         EXPECT_EQ("", s.name() + s.cdata() + s.type() + s.str(true, 0));
-        zan_test::LogCapture const quiet;
         EXPECT_THROW(s.node(), zan::NullPointerException);
     }
     EXPECT_TRUE(XMLNode::null().isEmpty());
@@ -215,31 +177,25 @@ TEST(XmlStreamNodes, PassWithCopies) {
 }
 
 TEST(XmlStreamObjects, EnterNamesTheElement) {
-    struct Case {
-        char const* node;
-        char const* args[4];
-        char const* element;
-    };
-    Case const cases[] = {
-        {"root", {"Person", "", "Person", "Object"}, "<Person/>"},
-        {"root", {"person", "", "Person", ""}, "<person/>"},
-        {"root",
-         {"Person", "employee", "CPerson", "Human"},
+    // The node's name, what is entered, and the element.
+    char const* const cases[][6] = {
+        {"root", "Person", "", "Person", "Object", "<Person/>"},
+        {"root", "person", "", "Person", "", "<person/>"},
+        {"root", "Person", "employee", "CPerson", "Human",
          "<employee __type__=\"Person\" __class__=\"CPerson\" __super__=\"Human\"/>"},
-        {"any", {"T", "", "", ""}, "<T/>"},
-        {"", {"T", "e", "", ""}, "<e __type__=\"T\"/>"},
-        {"mine", {"T", "e", "t", ""}, "<mine __type__=\"T\"/>"},
-        {"root", {"", "", "X", "Y"}, "<root __class__=\"X\" __super__=\"Y\"/>"},
-        {"root", {"", "", "Roof", ""}, "<root __class__=\"Roof\"/>"},
-        {"root", {"", "", "", ""}, "<root/>"},
-    };
-    for (Case const& c : cases) {
-        XMLStream s(out_t(), c.node);
-        s.enter(c.args[0], c.args[1], c.args[2], c.args[3]);
+        {"any", "T", "", "", "", "<T/>"},
+        {"", "T", "e", "", "", "<e __type__=\"T\"/>"},
+        {"mine", "T", "e", "t", "", "<mine __type__=\"T\"/>"},
+        {"root", "", "", "X", "Y", "<root __class__=\"X\" __super__=\"Y\"/>"},
+        {"root", "", "", "Roof", "", "<root __class__=\"Roof\"/>"},
+        {"root", "", "", "", "", "<root/>"}};
+    for (auto const& [node, type, name, cls, super, element] : cases) {
+        XMLStream s(out_t(), node);
+        s.enter(type, name, cls, super);
         s.enterSuper();
         s.leaveSuper();
         s.leave();
-        EXPECT_EQ(c.element, s.str(false, 0));
+        EXPECT_EQ(element, s.str(false, 0));
     }
 }
 
@@ -297,9 +253,7 @@ TEST(XmlStreamObjects, ReadBackWhatTheyWrote) {
     Item kept;
     kept.fromXml("<Item><count>9</count><name b></Item>");
     EXPECT_EQ(1, kept.count.value());
-    std::ostringstream os;
-    os << item;
-    EXPECT_EQ(item.toXml(true), os.str());
+    EXPECT_EQ(item.toXml(true), zan_test::printed(item));
 }
 
 }  // namespace

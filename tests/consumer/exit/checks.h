@@ -9,7 +9,6 @@
 #include <fstream>
 #include <iostream>
 #include <iterator>
-#include <string>
 
 // For programs that run copies of themselves and look at the files that those leave.
 

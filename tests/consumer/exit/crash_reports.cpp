@@ -8,7 +8,6 @@
 #include <functional>
 #include <regex>
 #include <stdexcept>
-#include <string>
 #include <thread>
 
 #include "zan/zan.h"
@@ -143,8 +142,7 @@ Case const CASES[] = {
          setrlimit(RLIMIT_AS, &none);
          writeNowhere(1);
      },
-     SIGSEGV, "C0000005", "app::writeNowhere", 0},
-};
+     SIGSEGV, "C0000005", "app::writeNowhere", 0}};
 
 }  // namespace app
 

@@ -1,7 +1,6 @@
 // Threads that log while the library comes up and goes down, again and again.
 #include <atomic>
 #include <thread>
-#include <vector>
 
 #include "zan/zan.h"
 

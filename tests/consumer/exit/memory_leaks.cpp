@@ -9,10 +9,8 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
-#include <map>
 #include <regex>
 #include <thread>
-#include <vector>
 
 #include "zan/zan.h"
 
@@ -52,23 +50,21 @@ struct Known {
     char const* function;
     unsigned long size;  // 0 for any
 };
-constexpr Known KNOWN[] = {
-    {byMalloc, "byMalloc", 101},
-    {byCalloc, "byCalloc", 102},
-    {byNew, "byNew", 1},
-    {byNewArray, "byNewArray", 104},
-    {byContainer, "byContainer", 0},  // the container and what is in it
-    {byTracked, "byTracked", sizeof(int)},
-    {byThread, "operator()", 106},
-    {byRealloc, "byRealloc", 108},
-    {byStrdup, "byStrdup", 10},
-    {byAligned, "byAligned", 128},
-    {byOverAligned, "byOverAligned", 256},
-    {byNothrow, "byNothrow", 111},
-    {byNothing, "byNothing", 0},
-    {byFile, "byFile", 0},
-    {byTask, "byTask", 115},
-};
+constexpr Known KNOWN[] = {{byMalloc, "byMalloc", 101},
+                           {byCalloc, "byCalloc", 102},
+                           {byNew, "byNew", 1},
+                           {byNewArray, "byNewArray", 104},
+                           {byContainer, "byContainer", 0},  // the container and what is in it
+                           {byTracked, "byTracked", sizeof(int)},
+                           {byThread, "operator()", 106},
+                           {byRealloc, "byRealloc", 108},
+                           {byStrdup, "byStrdup", 10},
+                           {byAligned, "byAligned", 128},
+                           {byOverAligned, "byOverAligned", 256},
+                           {byNothrow, "byNothrow", 111},
+                           {byNothing, "byNothing", 0},
+                           {byFile, "byFile", 0},
+                           {byTask, "byTask", 115}};
 
 // --- What a program under the checker does. Each ends with 0.
 
@@ -250,14 +246,12 @@ struct Case {
     unsigned long leaks;
     char const* function;  // that forgot them
 };
-constexpr Case CASES[] = {
-    {"nothing", leaveNothing, 0, ""},
-    {"threads", manyThreads, 4, "app::byMalloc"},
-    {"stack", stackAskedForFirst, 1, "app::byMalloc"},
-    {"forks", forks, 1, "app::byNew"},
-    {"sizes", sizes, 0, ""},
-    {"files", withoutDescriptors, 1, "app::byNewArray"},
-};
+constexpr Case CASES[] = {{"nothing", leaveNothing, 0, ""},
+                          {"threads", manyThreads, 4, "app::byMalloc"},
+                          {"stack", stackAskedForFirst, 1, "app::byMalloc"},
+                          {"forks", forks, 1, "app::byNew"},
+                          {"sizes", sizes, 0, ""},
+                          {"files", withoutDescriptors, 1, "app::byNewArray"}};
 
 }  // namespace app
 

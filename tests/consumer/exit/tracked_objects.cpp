@@ -3,7 +3,6 @@
 #include <cstdio>
 #include <fstream>
 #include <future>
-#include <string>
 
 #include "zan/zan.h"
 
