@@ -243,7 +243,9 @@ TEST(TcpServerSending, ConcurrentSendersNeverInterleave) {
     TestServer test;
     Peer peer = test.greeted();
     constexpr unsigned THREADS = 4, EACH = 200;
+    std::atomic<unsigned> begun{0};
     Threads const senders(THREADS, [&](unsigned t) {
+        for (++begun; begun != THREADS;) std::this_thread::yield();
         for (unsigned i = 0; i < EACH; ++i) {
             std::string payload(2 + i * 37 % 9000, static_cast<char>('a' + t));
             payload[0] = static_cast<char>(i);

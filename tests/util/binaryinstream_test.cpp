@@ -31,7 +31,11 @@ std::string readAll(istr const& bytes) {
         in.read(v);
         os << +v << ' ';
     };
-    number(false), number('x'), number(static_cast<unsigned char>(1)), number(short(1));
+    char c = 'x';
+    number(false);
+    in.read(c);
+    os << int{static_cast<signed char>(c)} << ' ';
+    number(static_cast<unsigned char>(1)), number(short(1));
     number(static_cast<unsigned short>(1)), number(1), number(1u), number(1l), number(1ul);
     number(1ll), number(1ull), number(1.0f), number(1.0);
     Time t = Time::forever();

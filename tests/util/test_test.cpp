@@ -93,7 +93,10 @@ TEST(MenuChoices, RunWhatTheyName) {
 TEST(MenuText, ToTheByte) {
     LogCapture const log;
     UowTest& shared = UowTest::instance();
-    shared.add("extra", "for all menus", note("extra"));
+    {
+        UncheckedBlocks const forGood;
+        shared.add("extra", "for all menus", note("extra"));
+    }
     UowTest unit("main", static_cast<UnitOfWork*>(nullptr));
     unit.add("a", "first", note("a"));
     unit.add("own", "marked", note("own"), true);
