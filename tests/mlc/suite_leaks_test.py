@@ -19,7 +19,6 @@ RUN_TIME = re.compile(r"/lib(c|stdc\+\+|gcc_s|m)\.so|/ld-linux")
 FRAME = re.compile(r'decl="(.*?)" .*srcfile="(.*?)".* module="(.*?)"')
 
 
-
 def who_asked(block):
     """The frame that called the run-time library."""
     for frame in FRAME.findall(block):
@@ -45,8 +44,7 @@ class Leaks(unittest.TestCase):
         self.assertTrue(text.rstrip().endswith("</MEMREPORT>"), "the report has no end")
         blocks = re.findall(r"<LEAK .*?</LEAK>", text, re.DOTALL)
         print(f"{name}: {len(blocks)} blocks of tests and of the system", file=sys.stderr)
-        ours = [html.unescape(block) for block in blocks
-                if is_library(who_asked(block))]
+        ours = [html.unescape(block) for block in blocks if is_library(who_asked(block))]
         self.assertEqual([], ours, "\n".join(ours))
 
     def test_of_the_library(self):

@@ -47,9 +47,8 @@ struct AllocCounters {
 //
 // Threads: any. The records of a thread's blocks lie together, under one of 32 locks, held for the
 //   time of a copy. A report, and the child of a fork, sees whole records.
-// Memory: of a record, 64 bytes and the pieces, at most 1408 bytes; of a picture, 1.6 KB. A
-// thread's
-//   records are laid in chunks of 64 KiB, from 512 KiB on in pages of 2 MiB.
+// Memory: of a record, 64 bytes and the pieces, at most 1408 bytes; of a picture, 1.6 KB.
+//   Records of a thread are laid in chunks of 64 KiB, from 512 KiB on in pages of 2 MiB.
 class AllocTable {
 public:
     // A record as it is kept.
