@@ -3,9 +3,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <cstdint>
 #include <cstring>
 #include <map>
 #include <random>
+#include <set>
 #include <thread>
 #include <vector>
 
@@ -52,7 +55,7 @@ TEST(AllocSnapshots, AreWhatTheStackWas) {
             auto const* const code = reinterpret_cast<unsigned char const*>(&std::memcpy) + place;
             AllocTable::Handle const handle = table.insert(request, place, code, frame);
             ASSERT_NE(AllocTable::Handle::None, handle);
-            ASSERT_EQ(request, AllocTable::blockOf(handle).requestId);
+            ASSERT_EQ(request, table.blockOf(handle).requestId);
             live[request] = {handle, std::vector<unsigned char>(frame, frame + 1280)};
             while (live.size() > 700 + random() % 100) {
                 auto const victim = live.lower_bound(random() % request);
@@ -126,33 +129,67 @@ TEST(AllocRaces, RecordsGoFromThreadToThread) {
         }
     });
     table.close();
-    EXPECT_EQ(4 * EACH / 3, table.all().size());
-    EXPECT_EQ(4 * EACH, table.counters().maxUsed);
+    auto const all = table.all();
+    EXPECT_EQ(4 * EACH / 3, all.size());
+    std::set<unsigned long> buckets;
+    for (AllocTable::Saved const* const saved : all)
+        buckets.insert(AllocTable::record(*saved).requestId % zan::ALLOC_HASH_ENTRIES);
+    zan::AllocCounters const c = table.counters();
+    EXPECT_EQ(4 * EACH, c.maxUsed);
+    EXPECT_EQ(4 * EACH - zan::ALLOC_HASH_ENTRIES, c.collisions);
+    EXPECT_EQ(4 * EACH - zan::ALLOC_HASH_ENTRIES, c.maxChained);
+    EXPECT_EQ(all.size() - buckets.size(), c.chained);
     table.drop();
 }
 
 TEST(BlockIndex, HoldsWhatAModelHolds) {
-    static zan::platform::BlockIndex<unsigned long> index;
+    static zan::platform::BlockIndex index;
     std::mt19937_64 random(zan_test::seed());
-    std::map<unsigned long, unsigned long> model;
-    for (int i = 0; i < 200000; ++i) {
-        // Neighbours, with a few far away.
-        unsigned long const number = (random() % 4000 + 1) * 16 + (random() % 3 << 20);
-        auto* const p = reinterpret_cast<void*>(number);
-        unsigned long found = 0;
+    std::map<unsigned long, std::uint32_t> model;
+    auto const at = [](unsigned long number) { return reinterpret_cast<void*>(number); };
+    // Neighbours, a few far away, and up to the end of the addresses that a process can have.
+    unsigned long const far[] = {0, 1ul << 20, 0x7ffff7000000, 0xffffffff0000};
+    for (std::uint32_t i = 1; i < 200000; ++i) {
+        unsigned long const number = (random() % 4000 + 1) * 8 + far[random() % 4];
         if (random() % (i < 100000 ? 3 : 2) != 0) {
-            ASSERT_TRUE(index.put(p, static_cast<unsigned long>(i) + 1, false));
-            model[number] = static_cast<unsigned long>(i) + 1;
+            ASSERT_TRUE(index.put(at(number), i));
+            model[number] = i;
         } else {
-            ASSERT_EQ(model.count(number) == 1, index.take(p, found, false));
-            ASSERT_EQ(model[number], found);
+            ASSERT_EQ(model[number], index.look(at(number)));
+            ASSERT_EQ(model[number], index.take(at(number)));
             model.erase(number);
         }
     }
+    ASSERT_FALSE(model.empty());
     for (auto const& [number, value] : model) {
-        unsigned long found = 0;
-        ASSERT_TRUE(index.take(reinterpret_cast<void*>(number), found, false));
-        ASSERT_EQ(value, found);
+        ASSERT_EQ(value, index.look(at(number)));
+        ASSERT_EQ(0u, index.look(at(number + 4))) << "within a block";
+    }
+    index.clear();
+    for (auto const& [number, value] : model) ASSERT_EQ(0u, index.take(at(number)));
+    EXPECT_FALSE(index.put(at(1ul << 48), 1)) << "no address of a process";
+    EXPECT_EQ(0u, index.take(at(1ul << 48)));
+}
+
+// Threads that are the first in a part of the addresses at the same time all keep theirs.
+TEST(BlockIndex, GrowsInManyThreads) {
+    for (int round = 0; round < 20; ++round) {
+        // What an index has mapped is never given back.
+        static zan::platform::BlockIndex indexes[20];
+        zan::platform::BlockIndex& index = indexes[round];
+        std::atomic<int> ready{0};
+        std::vector<std::thread> threads;
+        auto const at = [](unsigned long t, unsigned long i) {
+            return reinterpret_cast<void*>((i << 20) + (t + 1) * 16);
+        };
+        for (unsigned long t = 0; t < 4; ++t)
+            threads.emplace_back([&, t] {
+                for (++ready; ready < 4;) std::this_thread::yield();
+                for (std::uint32_t i = 0; i < 64; ++i) EXPECT_TRUE(index.put(at(t, i), i + 1));
+            });
+        for (std::thread& thread : threads) thread.join();
+        for (unsigned long t = 0; t < 4; ++t)
+            for (std::uint32_t i = 0; i < 64; ++i) ASSERT_EQ(i + 1, index.take(at(t, i)));
     }
 }
 

@@ -279,12 +279,15 @@ void traceCall(AllocCall const& call, unsigned long old, bool removed) {
         writeStackFrom(reinterpret_cast<unsigned long>(call.frame), out, nullptr, 0);
 }
 
-// The numbers of the old block, which is not of interest to who comes behind.
-AllocTable::Block removeOld(AllocCall& call, bool& removed) {
+// Drops the record of the old block, which is not of interest to who comes behind. Its numbers are
+// looked up where somebody wants them.
+AllocTable::Block removeOld(State& s, AllocCall& call, bool& removed) {
     auto const handle = static_cast<AllocTable::Handle>(call.record);
     call.record = 0;
-    AllocTable::Block const old = AllocTable::blockOf(handle);
-    removed = state().crtTable.remove(handle);
+    AllocTable::Block old;
+    if (handle == AllocTable::Handle::None) return old;
+    if (s.traceLevel > 0 || s.before != nullptr) old = s.crtTable.blockOf(handle);
+    removed = s.crtTable.remove(handle);
     if (call.operation == AllocOperation::Free) {
         call.request = old.requestId;
         call.size = old.size;
@@ -292,15 +295,14 @@ AllocTable::Block removeOld(AllocCall& call, bool& removed) {
     return old;
 }
 
-void operate(AllocCall& call) {
-    State& s = state();
+void operate(State& s, AllocCall& call) {
     bool const isFree = call.operation == AllocOperation::Free;
     bool removed = false;
-    AllocTable::Block const old = removeOld(call, removed);
+    AllocTable::Block const old = removeOld(s, call, removed);
     if (call.type == BlockType::Ignore) return;
     if (s.traceLevel > 0) traceCall(call, old.requestId, removed);
     if (!isFree && call.request != 0)
-        call.record = static_cast<unsigned long>(s.crtTable.insert(
+        call.record = static_cast<platform::BlockRecord>(s.crtTable.insert(
             call.request, call.size, reinterpret_cast<void const*>(call.frame->returnAddress),
             call.frame));
 }
@@ -308,12 +310,13 @@ void operate(AllocCall& call) {
 void heapHook(AllocCall& call) {
     if (call.type == BlockType::Crt) return;
     Busy const busy;
+    State& s = state();
     bool removed = false;
     if (busy.isFirst())
-        operate(call);
+        operate(s, call);
     else
-        removeOld(call, removed);  // a block of the program's that is given up inside the hook
-    if (platform::AllocHook const before = state().before) before(call);
+        removeOld(s, call, removed);  // a block of the program's that is given up inside the hook
+    if (platform::AllocHook const before = s.before) before(call);
 }
 
 // --- The report

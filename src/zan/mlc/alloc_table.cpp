@@ -34,12 +34,23 @@ struct Pieces {
         return ((piece < 64 ? low >> piece : static_cast<unsigned long>(high) >> (piece - 64)) &
                 1) != 0;
     }
-    unsigned long count() const {
-        int const n = __builtin_popcountl(low) + __builtin_popcount(high);
-        return static_cast<unsigned long>(n);
+    unsigned long count() const { return ones(low) + ones(high); }
+    // Adds up to 16, from one on: bit for bit.
+    void add(unsigned long pieces, unsigned long first) {
+        if (first < 64) low |= pieces << first;
+        if (first > 48)
+            high |= static_cast<unsigned int>(first < 64 ? pieces >> (64 - first)
+                                                         : pieces << (first - 64));
     }
 
 private:
+    // By halves, quarters and so on: the run-time's way is a call and a table.
+    static unsigned long ones(unsigned long n) {
+        n -= n >> 1 & 0x5555555555555555;
+        n = (n & 0x3333333333333333) + (n >> 2 & 0x3333333333333333);
+        n = (n + (n >> 4)) & 0x0f0f0f0f0f0f0f0f;
+        return n * 0x0101010101010101 >> 56;
+    }
     static unsigned long upTo(unsigned long n, unsigned long begin) {
         return n <= begin ? 0 : n - begin >= 64 ? ~0ul : (1ul << (n - begin)) - 1;
     }
@@ -48,20 +59,18 @@ private:
 }  // namespace
 
 struct AllocTable::Picture {
-    unsigned long references;  // under the lock of the thread's shard, as all that refer to it
-    Picture* next;
-    unsigned long begin;  // the address of the first line
-    unsigned long lines;
+    unsigned long references;  // from records of the shard, and from its thread
+    Picture* next;             // of one that is free
+    unsigned long begin;       // the address of the first line
+    unsigned int lines;
+    unsigned int number;
     alignas(64) unsigned char bytes[PICTURE_LINES * LINE];
 };
 
 // A line of the processor's cache; its pieces stand in the lines behind it.
 struct AllocTable::Saved {
-    unsigned long requestId;  // 0 in one that is free
-    union {
-        unsigned long size;
-        Saved* next;  // of one that is free
-    };
+    unsigned long requestId;
+    unsigned long size;
     unsigned long codeAddress;
     unsigned long stackAddress;
     union {
@@ -73,8 +82,6 @@ struct AllocTable::Saved {
     unsigned char codeBytes[4];
     unsigned short stackRead;
     unsigned char codeRead;
-    unsigned char lines;  // behind it, and this one; 0 where nothing has ever been
-    unsigned char shard;
 
     unsigned char* piece(unsigned long i) {
         return reinterpret_cast<unsigned char*>(this + 1) + i * PIECE;
@@ -82,14 +89,24 @@ struct AllocTable::Saved {
     unsigned char const* piece(unsigned long i) const { return const_cast<Saved*>(this)->piece(i); }
 };
 
+// Where the threads of a shard lay their records. None goes over its end.
+struct AllocTable::Slab {
+    union {
+        std::atomic<unsigned char> shard;
+        unsigned char lines[LINES][LINE];
+    };
+    Info infos[LINES];
+};
+
 // A stack that is about to be saved.
 struct AllocTable::Snapshot {
     unsigned long life = 0;
-    unsigned long first = 0;  // the address of the first line
-    unsigned long read = 0;   // bytes from the frame on
-    unsigned long lines = 0;  // touched by these
-    Pieces whole;             // what it consists of
-    Pieces different;         // what has to be kept of it
+    unsigned long first = 0;   // the address of the first line
+    unsigned long read = 0;    // bytes from the frame on
+    unsigned long lines = 0;   // touched by these
+    Pieces whole;              // what it consists of
+    Pieces different;          // what has to be kept of it
+    unsigned long pieces = 0;  // their number
     Picture* picture = nullptr;
     unsigned char const* from = nullptr;  // what stands at `first`
 };
@@ -112,32 +129,48 @@ struct AllocTable::Own {
 
 namespace {
 
-// Of four pieces each, those that differ.
+// Which pieces of a line, or of four lines, differ. No branch: what differs changes with every
+// call.
 #if defined(__SSE2__)
-ZAN_WHOLE_STACK inline unsigned long differences(void const* a, void const* b) {
+// All ones for a piece that is the same.
+ZAN_WHOLE_STACK inline __m128i samePieces(void const* a, void const* b) {
     auto const* const x = static_cast<__m128i const*>(a);
     auto const* const y = static_cast<__m128i const*>(b);
-    // A byte for each word of the line, and then a bit for each four. No branch: what differs
-    // changes with every call.
+    // A byte for each word of the line, and then all four of a piece at once.
     __m128i const words = _mm_packs_epi16(
         _mm_packs_epi32(_mm_cmpeq_epi32(_mm_load_si128(x), _mm_load_si128(y)),
                         _mm_cmpeq_epi32(_mm_load_si128(x + 1), _mm_load_si128(y + 1))),
         _mm_packs_epi32(_mm_cmpeq_epi32(_mm_load_si128(x + 2), _mm_load_si128(y + 2)),
                         _mm_cmpeq_epi32(_mm_load_si128(x + 3), _mm_load_si128(y + 3))));
-    __m128i const same = _mm_cmpeq_epi32(words, _mm_set1_epi32(-1));
-    return static_cast<unsigned long>(_mm_movemask_ps(_mm_castsi128_ps(same))) ^ 15;
+    return _mm_cmpeq_epi32(words, _mm_set1_epi32(-1));
+}
+ZAN_WHOLE_STACK inline unsigned long differences(unsigned char const* a, unsigned char const* b) {
+    int const same = _mm_movemask_ps(_mm_castsi128_ps(samePieces(a, b)));
+    return static_cast<unsigned int>(same) ^ 0xF;
+}
+ZAN_WHOLE_STACK inline unsigned long differencesOfFour(unsigned char const* a,
+                                                       unsigned char const* b) {
+    int const same = _mm_movemask_epi8(_mm_packs_epi16(
+        _mm_packs_epi32(samePieces(a, b), samePieces(a + 64, b + 64)),
+        _mm_packs_epi32(samePieces(a + 128, b + 128), samePieces(a + 192, b + 192))));
+    return static_cast<unsigned int>(same) ^ 0xFFFF;
 }
 ZAN_WHOLE_STACK inline void copyPiece(void* to, void const* from) {
     _mm_store_si128(static_cast<__m128i*>(to), _mm_load_si128(static_cast<__m128i const*>(from)));
 }
 #else
-inline unsigned long differences(void const* a, void const* b) {
-    unsigned long four = 0;
-    for (unsigned long i = 0; i < 4; ++i)
-        if (std::memcmp(static_cast<char const*>(a) + i * 16, static_cast<char const*>(b) + i * 16,
-                        16) != 0)
-            four |= 1ul << i;
-    return four;
+inline unsigned long differencesOf(unsigned long pieces, unsigned char const* a,
+                                   unsigned char const* b) {
+    unsigned long different = 0;
+    for (unsigned long i = 0; i < pieces; ++i)
+        if (std::memcmp(a + i * 16, b + i * 16, 16) != 0) different |= 1ul << i;
+    return different;
+}
+inline unsigned long differences(unsigned char const* a, unsigned char const* b) {
+    return differencesOf(4, a, b);
+}
+inline unsigned long differencesOfFour(unsigned char const* a, unsigned char const* b) {
+    return differencesOf(16, a, b);
 }
 inline void copyPiece(void* to, void const* from) {
     std::memcpy(to, from, 16);
@@ -149,6 +182,9 @@ void raise(std::atomic<unsigned long>& most, unsigned long n) {
     while (before < n && !most.compare_exchange_weak(before, n, std::memory_order_relaxed)) {
     }
 }
+
+// Of all tables: what a thread knows of its stack is of one life of one of them.
+std::atomic<unsigned long> lives{0};
 
 }  // namespace
 
@@ -180,41 +216,45 @@ void AllocTable::endOfThread(void* table) {
     Own& mine = own();
     mine.ends = true;
     auto& self = *static_cast<AllocTable*>(table);
-    Guard const guard(self.shards_[mine.shard].mutex);
-    for (Own::Site& site : mine.sites)
-        if (site.picture != nullptr && mine.life == self.life_) self.release(site.picture);
+    Shard& shard = self.shards_[mine.shard];
+    Guard const guard(shard.mutex);
+    if (mine.life != self.life_) return;
+    for (Own::Site const& site : mine.sites)
+        if (site.picture != nullptr) shard.release(site.picture->number);
 }
 
-AllocTable::Picture* AllocTable::newPicture() {
-    Guard const guard(pictureLock_);
-    Picture* picture = freePictures_;
-    if (picture != nullptr) {
-        freePictures_ = picture->next;
+AllocTable::Picture& AllocTable::Shard::picture(unsigned long number) {
+    return pictures[number / PICTURES][number % PICTURES];
+}
+
+AllocTable::Picture* AllocTable::Shard::newPicture() {
+    Picture* made = freePictures;
+    if (made != nullptr) {
+        freePictures = made->next;
     } else {
-        if (picturesMade_ == pictureChunks_.size() * PICTURES) {
+        if (picturesMade == Info::MOST_PICTURES) return nullptr;
+        if (picturesMade >= pictures.size() * PICTURES) {
             void* const chunk = platform::mapPages(PICTURES * sizeof(Picture));
             if (chunk == nullptr) return nullptr;
             try {
-                pictureChunks_.push_back(static_cast<unsigned char*>(chunk));
+                pictures.push_back(static_cast<Picture*>(chunk));
             } catch (std::bad_alloc const&) {
                 platform::unmapPages(chunk, PICTURES * sizeof(Picture));
                 return nullptr;
             }
         }
-        auto* const chunk = reinterpret_cast<Picture*>(pictureChunks_[picturesMade_ / PICTURES]);
-        picture = chunk + picturesMade_ % PICTURES;
-        ++picturesMade_;
+        made = &picture(picturesMade);
+        made->number = static_cast<unsigned int>(picturesMade++);
     }
-    picture->references = 1;
-    return picture;
+    made->references = 1;
+    return made;
 }
 
-// REQUIRES: the shard of its thread is locked.
-void AllocTable::release(Picture* picture) {
-    if (--picture->references != 0) return;
-    Guard const guard(pictureLock_);
-    picture->next = freePictures_;
-    freePictures_ = picture;
+void AllocTable::Shard::release(unsigned long number) {
+    Picture& old = picture(number);
+    if (--old.references != 0) return;
+    old.next = freePictures;
+    freePictures = &old;
 }
 
 // Finds the thread's picture for the place, and what it doesn't serve for. A new one is taken where
@@ -244,19 +284,24 @@ ZAN_WHOLE_STACK void AllocTable::compare(unsigned long code, unsigned long end,
         unsigned long i = std::min(below, snapshot.lines);
         unsigned long const n =
             above < picture->lines ? std::min(snapshot.lines, i + picture->lines - above) : i;
-        Pieces different = Pieces::range(0, i * 4);
+        Pieces different;
+        if (i != 0) different = Pieces::range(0, i * 4);
         unsigned char const* shown = picture->bytes + above * LINE;
         unsigned char const* now = snapshot.from + i * LINE;
-        for (; i < std::min(n, 16ul); ++i, shown += LINE, now += LINE)
-            different.low |= differences(now, shown) << i * 4;
+        for (; i + 4 <= n; i += 4, shown += 4 * LINE, now += 4 * LINE)
+            different.add(differencesOfFour(now, shown), i * 4);
         for (; i < n; ++i, shown += LINE, now += LINE)
-            different.high |= static_cast<unsigned int>(differences(now, shown) << (i - 16) * 4);
-        Pieces const beyond = Pieces::range(n * 4, snapshot.lines * 4);
-        different.low |= beyond.low;
-        different.high |= beyond.high;
+            different.add(differences(now, shown), i * 4);
+        if (n < snapshot.lines) {
+            Pieces const beyond = Pieces::range(n * 4, snapshot.lines * 4);
+            different.low |= beyond.low;
+            different.high |= beyond.high;
+        }
         snapshot.different = different & snapshot.whole;
     }
     unsigned long const count = snapshot.different.count();
+    snapshot.pieces = count;
+    snapshot.picture = picture;
     site.different = static_cast<unsigned short>(site.different + count);
     site.poor = count > POOR ? static_cast<unsigned char>(site.poor + 1) : 0;
     bool renew = site.poor >= POOR_IN_A_ROW;
@@ -265,17 +310,16 @@ ZAN_WHOLE_STACK void AllocTable::compare(unsigned long code, unsigned long end,
         site.snapshots = 0;
         site.different = 0;
     }
-    snapshot.picture = picture;
     if (!renew) return;
-    Picture* const made = newPicture();
-    if (made == nullptr) return;
-    if (picture != nullptr) {
-        Guard const guard(shards_[mine.shard].mutex);
-        if (snapshot.life == life_) release(picture);
-    }
     if (!mine.armed) mine.armed = platform::atThreadExit(&endOfThread, this);
+    Shard& shard = shards_[mine.shard];
+    Guard const guard(shard.mutex);
+    if (snapshot.life != life_.load(std::memory_order_relaxed)) return;
+    Picture* const made = shard.newPicture();
+    if (made == nullptr) return;
+    if (picture != nullptr) shard.release(picture->number);
     made->begin = first;
-    made->lines = std::min((end - first) / LINE, PICTURE_LINES);
+    made->lines = static_cast<unsigned int>(std::min((end - first) / LINE, PICTURE_LINES));
     for (unsigned long i = 0; i < made->lines * LINE; i += PIECE)
         copyPiece(made->bytes + i, snapshot.from + i);
     site.picture = made;
@@ -283,62 +327,105 @@ ZAN_WHOLE_STACK void AllocTable::compare(unsigned long code, unsigned long end,
     snapshot.picture = made;
     // All but the last line of a stack that ends within it.
     snapshot.different = Pieces::range(made->lines * 4, snapshot.lines * 4) & snapshot.whole;
+    snapshot.pieces = snapshot.different.count();
 }
 
 // --- Records
 
-AllocTable::Saved* AllocTable::Shard::take(unsigned long pieces) {
+inline AllocTable::Slab* AllocTable::slabOf(unsigned long number) const {
+    unsigned long const slab = number / LINES;
+    SlabPage const* const page = slabPages_[slab / SLABS_IN_PAGE].load(std::memory_order_acquire);
+    return page == nullptr ? nullptr
+                           : (*page)[slab % SLABS_IN_PAGE].load(std::memory_order_acquire);
+}
+inline AllocTable::Info& AllocTable::infoOf(unsigned long number) const {
+    return slabOf(number)->infos[number % LINES];
+}
+inline AllocTable::Saved* AllocTable::savedOf(unsigned long number) const {
     static_assert(sizeof(Saved) == LINE);
-    unsigned long const lines = 1 + (pieces * PIECE + LINE - 1) / LINE;
-    if (Saved* const saved = free[lines]) {
-        free[lines] = saved->next;
+    return reinterpret_cast<Saved*>(slabOf(number)->lines[number % LINES]);
+}
+
+// Of one that isn't used, any: the handle is of a former life then.
+AllocTable::Shard& AllocTable::shardOf(Slab const& slab) {
+    return shards_[slab.shard % SHARDS];
+}
+
+bool AllocTable::isLive(Shard const& shard, Handle handle) const {
+    return shard.open && static_cast<unsigned long>(handle) / NUMBERS == life_ % LIVES &&
+           infoOf(numberOf(handle)).lines() != 0;
+}
+
+unsigned long AllocTable::take(Shard& shard, unsigned long lines) {
+    if (unsigned long const number = shard.free[lines]) {
+        unsigned long const next = infoOf(number).next();
+        shard.free[lines] = next;
+        if (next == 0) return number;
         // The next one is written to some time from now.
-        if (auto const* const next = reinterpret_cast<unsigned char const*>(saved->next))
-            for (unsigned long i = 0; i < lines; ++i) __builtin_prefetch(next + i * LINE, 1);
-        return saved;
+        Slab& slab = *slabOf(next);
+        __builtin_prefetch(&slab.infos[next % LINES], 1);
+        for (unsigned long i = 0; i < lines; ++i)
+            __builtin_prefetch(slab.lines[next % LINES + i], 1);
+        return number;
     }
-    if (chunks.empty() || filled + lines * LINE > CHUNK) {
-        if (!chunks.empty() && current + 1 < chunks.size()) {
-            ++current;
-        } else {
-            unsigned char* const chunk = newChunk();
-            if (chunk == nullptr) return nullptr;
-            try {
-                chunks.push_back(chunk);
-            } catch (std::bad_alloc const&) {
-                platform::unmapPages(chunk, CHUNK);
-                return nullptr;
-            }
-            current = chunks.size() - 1;
-        }
-        filled = 0;
+    if (shard.left < lines) {
+        unsigned long const number = newSlab(shard);
+        if (number == 0) return 0;
+        shard.next = number;
+        shard.left = LINES - 1;
     }
-    auto* const saved = reinterpret_cast<Saved*>(chunks[current] + filled);
-    saved->lines = static_cast<unsigned char>(lines);
-    filled += lines * LINE;
-    return saved;
+    unsigned long const number = shard.next;
+    shard.next += lines;
+    shard.left -= lines;
+    return number;
+}
+
+unsigned long AllocTable::newSlab(Shard& shard) {
+    Guard const guard(slabLock_);
+    if (slabsUsed_ == MOST_SLABS) return 0;
+    if (slabsUsed_ == slabsMapped_) {
+        std::atomic<SlabPage*>& page = slabPages_[slabsMapped_ / SLABS_IN_PAGE];
+        if (page == nullptr) page = static_cast<SlabPage*>(platform::mapPages(sizeof(SlabPage)));
+        Slab* const slab = page != nullptr ? mapSlab() : nullptr;
+        if (slab == nullptr) return 0;
+        (*page)[slabsMapped_ % SLABS_IN_PAGE].store(slab, std::memory_order_release);
+        ++slabsMapped_;
+    }
+    unsigned long const first = slabsUsed_++ * LINES;
+    slabOf(first)->shard = static_cast<unsigned char>(&shard - shards_);
+    return first + 1;
 }
 
 // Records are read and written all over: in large pages the processor finds them sooner.
-unsigned char* AllocTable::Shard::newChunk() {
-    if (largePageLeft == 0 && chunks.size() >= SMALL_CHUNKS) {
-        largePage = static_cast<unsigned char*>(platform::mapLargePage());
-        if (largePage != nullptr) largePageLeft = platform::LARGE_PAGE;
+AllocTable::Slab* AllocTable::mapSlab() {
+    if (largePageLeft_ < sizeof(Slab) && slabsMapped_ >= SMALL_SLABS) {
+        largePage_ = static_cast<unsigned char*>(platform::mapLargePage());
+        largePageLeft_ = largePage_ != nullptr ? platform::LARGE_PAGE : 0;
     }
-    if (largePageLeft == 0) return static_cast<unsigned char*>(platform::mapPages(CHUNK));
-    largePageLeft -= CHUNK;
-    return largePage + largePageLeft;
+    if (largePageLeft_ < sizeof(Slab)) return static_cast<Slab*>(platform::mapPages(sizeof(Slab)));
+    auto* const slab = reinterpret_cast<Slab*>(largePage_);
+    largePage_ += sizeof(Slab);
+    largePageLeft_ -= sizeof(Slab);
+    return slab;
 }
 
-void AllocTable::Shard::reset() {
-    for (unsigned char* const chunk : chunks) platform::dropPages(chunk, CHUNK);
-    std::fill(std::begin(free), std::end(free), nullptr);
-    current = filled = inserts = collisions = freed = 0;
+// The first and the last of a shard's blocks in a bucket are few: what all share is seldom written.
+void AllocTable::countInsert(Shard& shard, unsigned long bucket) {
+    bool const isHead =
+        shard.usedOf[bucket]++ == 0 && headOf_[bucket].fetch_add(1, std::memory_order_relaxed) == 0;
+    if (!isHead) ++shard.collisions;
+    unsigned long const heads = isHead ? heads_.fetch_add(1, std::memory_order_relaxed) + 1
+                                       : heads_.load(std::memory_order_relaxed);
+    unsigned long const used = used_.fetch_add(1, std::memory_order_relaxed) + 1;
+    raise(maxUsed_, used);
+    if (used > heads) raise(maxChained_, used - heads);
 }
 
-// The lowest bits of an address are free for the count of lives.
-AllocTable::Saved* AllocTable::savedOf(Handle handle) {
-    return reinterpret_cast<Saved*>(static_cast<unsigned long>(handle) & ~LIVES);
+void AllocTable::countRelease(Shard& shard, unsigned long bucket) {
+    ++shard.freed;
+    used_.fetch_sub(1, std::memory_order_relaxed);
+    if (--shard.usedOf[bucket] == 0 && headOf_[bucket].fetch_sub(1, std::memory_order_relaxed) == 1)
+        heads_.fetch_sub(1, std::memory_order_relaxed);
 }
 
 ZAN_WHOLE_STACK AllocTable::Handle AllocTable::insert(unsigned long requestId, unsigned long size,
@@ -361,29 +448,28 @@ ZAN_WHOLE_STACK AllocTable::Handle AllocTable::insert(unsigned long requestId, u
         Pieces::range(at % LINE / PIECE, (at % LINE + snapshot.read + PIECE - 1) / PIECE);
     snapshot.different = snapshot.whole;
     if (end != 0 && withPictures_) compare(reinterpret_cast<unsigned long>(code), end, snapshot);
-    unsigned long const pieces = snapshot.different.count();
+    if (snapshot.picture == nullptr) snapshot.pieces = snapshot.whole.count();
+    unsigned long const lines = 1 + (snapshot.pieces * PIECE + LINE - 1) / LINE;
+    unsigned long const bucket = bucketOf(requestId);
 
-    unsigned char const shardNumber = withPictures_ ? own().shard : 0;
-    Shard& shard = shards_[shardNumber];
+    Shard& shard = shards_[withPictures_ ? own().shard : 0];
     Guard const guard(shard.mutex);
     if (!shard.open || snapshot.life != life_.load(std::memory_order_relaxed)) return Handle::None;
-    Saved* const saved = shard.take(pieces);
     ++shard.inserts;
-    std::atomic<unsigned int>& bucket = usedOf_[bucketOf(requestId)];
-    if (saved == nullptr) {  // counted, but lost
-        if (bucket.load(std::memory_order_relaxed) != 0) ++shard.collisions;
+    if (shard.usedOf == nullptr)
+        shard.usedOf = static_cast<unsigned int*>(
+            platform::mapPages(ALLOC_HASH_ENTRIES * sizeof(unsigned int)));
+    unsigned long const number = shard.usedOf != nullptr ? take(shard, lines) : 0;
+    if (number == 0) {  // counted, but lost
+        if (headOf_[bucket].load(std::memory_order_relaxed) != 0) ++shard.collisions;
         return Handle::None;
     }
-    bool const isHead = bucket.fetch_add(1, std::memory_order_relaxed) == 0;
-    if (!isHead) ++shard.collisions;
-    unsigned long const heads = isHead ? heads_.fetch_add(1, std::memory_order_relaxed) + 1
-                                       : heads_.load(std::memory_order_relaxed);
-    unsigned long const used = used_.fetch_add(1, std::memory_order_relaxed) + 1;
-    raise(maxUsed_, used);
-    if (used > heads) raise(maxChained_, used - heads);
+    countInsert(shard, bucket);
+    infoOf(number) =
+        Info::live(lines, bucket, snapshot.picture != nullptr ? snapshot.picture->number : 0);
+    Saved* const saved = savedOf(number);
     saved->requestId = requestId;
     saved->size = size;
-    saved->shard = shardNumber;
     saved->codeAddress = reinterpret_cast<unsigned long>(code);
     constexpr unsigned long PAGE = 4096;
     constexpr unsigned long CODE = sizeof saved->codeBytes;
@@ -411,29 +497,33 @@ ZAN_WHOLE_STACK AllocTable::Handle AllocTable::insert(unsigned long requestId, u
     for (unsigned long set = snapshot.different.high; set != 0; set &= set - 1, to += PIECE)
         copyPiece(to,
                   snapshot.from + (64 + static_cast<unsigned long>(__builtin_ctzl(set))) * PIECE);
-    return static_cast<Handle>(reinterpret_cast<unsigned long>(saved) | (snapshot.life & LIVES));
+    return static_cast<Handle>(snapshot.life % LIVES * NUMBERS + number);
 }
 
 bool AllocTable::remove(Handle handle) {
-    if (handle == Handle::None) return false;
-    Saved* const saved = savedOf(handle);
-    Shard& shard = shards_[saved->shard % SHARDS];
+    unsigned long const number = numberOf(handle);
+    Slab* const slab = slabOf(number);
+    if (handle == Handle::None || slab == nullptr) return false;
+    Shard& shard = shardOf(*slab);
     Guard const guard(shard.mutex);
-    if (!shard.open || ((static_cast<unsigned long>(handle) ^ life_) & LIVES) != 0) return false;
-    ++shard.freed;
-    used_.fetch_sub(1, std::memory_order_relaxed);
-    if (usedOf_[bucketOf(saved->requestId)].fetch_sub(1, std::memory_order_relaxed) == 1)
-        heads_.fetch_sub(1, std::memory_order_relaxed);
-    if (withPictures_ && saved->picture != nullptr) release(saved->picture);
-    saved->requestId = 0;
-    saved->next = shard.free[saved->lines];
-    shard.free[saved->lines] = saved;
+    if (!isLive(shard, handle)) return false;
+    Info& info = slab->infos[number % LINES];
+    countRelease(shard, info.bucket());
+    if (info.picture() != 0) shard.release(info.picture());
+    unsigned long& first = shard.free[info.lines()];
+    info = Info::free(first);
+    first = number;
     return true;
 }
 
 AllocTable::Block AllocTable::blockOf(Handle handle) {
-    if (handle == Handle::None) return {};
-    return {savedOf(handle)->requestId, savedOf(handle)->size};
+    Slab* const slab = slabOf(numberOf(handle));
+    if (handle == Handle::None || slab == nullptr) return {};
+    Shard& shard = shardOf(*slab);
+    Guard const guard(shard.mutex);
+    if (!isLive(shard, handle)) return {};
+    Saved const& saved = *savedOf(numberOf(handle));
+    return {saved.requestId, saved.size};
 }
 
 void AllocTable::open() {
@@ -451,34 +541,36 @@ void AllocTable::close() {
     }
 }
 
+void AllocTable::Shard::reset() {
+    for (Picture* const chunk : pictures) platform::dropPages(chunk, PICTURES * sizeof(Picture));
+    if (usedOf != nullptr) std::fill_n(usedOf, ALLOC_HASH_ENTRIES, 0u);
+    std::fill(std::begin(free), std::end(free), 0ul);
+    freePictures = nullptr;
+    picturesMade = 1;
+    next = left = inserts = collisions = freed = 0;
+}
+
 void AllocTable::drop() {
     // From here on no thread uses what it knows: it looks at the life inside a lock.
-    ++life_;
+    life_ = lives.fetch_add(1) + 1;
     for (Shard& shard : shards_) {
         Guard const guard(shard.mutex);
         shard.reset();
     }
-    Guard const guard(pictureLock_);
-    for (unsigned char* const chunk : pictureChunks_)
-        platform::dropPages(chunk, PICTURES * sizeof(Picture));
-    picturesMade_ = 0;
-    freePictures_ = nullptr;
-    for (auto& bucket : usedOf_) bucket = 0;
+    Guard const guard(slabLock_);
+    for (unsigned long i = 0; i < slabsUsed_; ++i)
+        platform::dropPages(slabOf(i * LINES), sizeof(Slab));
+    slabsUsed_ = 0;
     used_ = maxUsed_ = heads_ = maxChained_ = 0;
+    for (auto& shards : headOf_) shards = 0;
 }
 
 // --- The report
 
 std::vector<AllocTable::Saved const*> AllocTable::all() const {
     std::vector<Saved const*> live;
-    for (Shard const& shard : shards_)
-        for (unsigned long i = 0; i < shard.chunks.size() && i <= shard.current; ++i)
-            for (unsigned long at = 0; at + sizeof(Saved) <= CHUNK;) {
-                auto const* const saved = reinterpret_cast<Saved const*>(shard.chunks[i] + at);
-                if (saved->lines == 0) break;
-                if (saved->requestId != 0) live.push_back(saved);
-                at += saved->lines * LINE;
-            }
+    for (unsigned long number = 0; number < slabsUsed_ * LINES; ++number)
+        if (infoOf(number).lines() != 0) live.push_back(savedOf(number));
     bool const numbered = withPictures_;
     std::sort(live.begin(), live.end(), [numbered](Saved const* a, Saved const* b) {
         unsigned long const left = bucketOf(a->requestId);
@@ -532,10 +624,10 @@ AllocCounters AllocTable::counters() const {
 
 void AllocTable::lock() {
     for (Shard& shard : shards_) shard.mutex.lock();
-    pictureLock_.lock();
+    slabLock_.lock();
 }
 void AllocTable::unlock() {
-    pictureLock_.unlock();
+    slabLock_.unlock();
     for (Shard& shard : shards_) shard.mutex.unlock();
 }
 

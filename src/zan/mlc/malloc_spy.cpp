@@ -57,7 +57,7 @@ void* CMallocSpy::insertFrame(unsigned long self, unsigned long p, unsigned long
     AllocTable::Handle const record =
         spy.table_.insert(p, size, reinterpret_cast<void*>(frame->returnAddress), frame);
     if (record != AllocTable::Handle::None)
-        spy.records_.put(reinterpret_cast<void*>(p), record, false);
+        spy.records_.put(reinterpret_cast<void*>(p), static_cast<std::uint32_t>(record));
     return nullptr;
 }
 
@@ -68,9 +68,9 @@ void CMallocSpy::insert(void* p, unsigned long size) {
 
 // Returns the size that the block had.
 unsigned long CMallocSpy::remove(void* p) {
-    AllocTable::Handle record = AllocTable::Handle::None;
-    if (!records_.take(p, record, false)) return 0;
-    unsigned long const size = AllocTable::blockOf(record).size;
+    auto const record = static_cast<AllocTable::Handle>(records_.take(p));
+    if (record == AllocTable::Handle::None) return 0;
+    unsigned long const size = table_.blockOf(record).size;
     table_.remove(record);
     return size;
 }

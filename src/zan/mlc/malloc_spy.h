@@ -41,7 +41,7 @@ private:
                              platform::SavedFrame const* frame);
 
     AllocTable& table_;
-    platform::BlockIndex<AllocTable::Handle> records_;
+    platform::BlockIndex records_;
     std::atomic<unsigned long> references_{1};
     unsigned long requestedSize_ = 0;
     // The block that is being re-allocated: it is still there if that fails.

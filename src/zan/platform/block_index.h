@@ -1,131 +1,85 @@
 #pragma once
 
-#include <cstddef>
-#include <mutex>
-#include <new>
-#include <vector>
+#include <atomic>
+#include <cstdint>
 
-#include "zan/platform/brief_lock.h"
 #include "zan/platform/stack_memory.h"
 
 namespace zan::platform {
 
-// What is known of each live block, by its address: open hash tables with linear probing, 64 of
-// them, each with a lock. Taking an entry out moves back those behind it that it kept from their
-// place, so a table never fills with the dead. Blocks that are neighbours in memory are so in the
-// table, and programs work on neighbours.
+// What is known of each block, by its address: a number, 0 for nothing. The index is a picture of
+// the address space, 4 bytes for each 16 of it, in leaves that are made when a block lies in them.
+// Nothing is searched and nothing locked, and neighbours in memory are so in the index: programs
+// work on neighbours, and the processor fetches ahead.
 //
-// The memory comes from the system in whole pages: the heap looks as it does without an index.
-template <class Entry>
+// Threads: any; calls for one address are one at a time, as those for a block are that exists.
+// Memory: of the system's own, in whole pages, so the heap looks as it does without an index. Up
+//   to 1/4 of that in which the blocks lie.
 class BlockIndex {
 public:
-    // For a fork: all of it or nothing.
-    void lock() {
-        for (Shard& shard : shards_) shard.mutex.lock();
+    // Replaces what was known. False where there is no memory for it.
+    bool put(void const* p, std::uint32_t number) noexcept {
+        Entry* const entry = find(p);
+        if (entry == nullptr && number == 0) return true;
+        if (entry == nullptr) return putFirst(p, number);
+        entry->store(number, std::memory_order_relaxed);
+        return true;
     }
-    void unlock() {
-        for (Shard& shard : shards_) shard.mutex.unlock();
+    std::uint32_t look(void const* p) const noexcept {
+        Entry const* const entry = find(p);
+        return entry == nullptr ? 0 : entry->load(std::memory_order_relaxed);
     }
-
-    // An entry of the same address is replaced. False where there is no memory for it. `locked`
-    // says for all that this thread holds the lock of the whole.
-    bool put(void const* p, Entry const& entry, bool locked) noexcept {
-        Guard const guard(shardOf(p), locked);
-        return guard.shard.put(p, entry);
+    std::uint32_t take(void const* p) noexcept {
+        Entry* const entry = find(p);
+        if (entry == nullptr) return 0;
+        std::uint32_t const number = entry->load(std::memory_order_relaxed);
+        if (number != 0) entry->store(0, std::memory_order_relaxed);
+        return number;
     }
-    bool take(void const* p, Entry& entry, bool locked) noexcept {
-        Guard const guard(shardOf(p), locked);
-        return guard.shard.take(p, entry);
-    }
-    void clear() {
-        for (Shard& shard : shards_) {
-            std::lock_guard<BriefLock> const guard(shard.mutex);
-            Slots().swap(shard.slots);
-            shard.used = 0;
-        }
-    }
+    void clear() noexcept;
 
 private:
-    struct Slot {
-        void const* p = nullptr;  // null where it is free
-        Entry entry = {};
+    using Entry = std::atomic<std::uint32_t>;
+
+    // An address has 48 bits: 14 of the branch, 14 of the leaf in it, 16 of the entry, and four
+    // that are 0, or 8 where an allocator has blocks that small: these have a tree of their own.
+    static constexpr unsigned ENTRY_BITS = 16;
+    static constexpr unsigned LEAF_BITS = 14;
+    static constexpr unsigned BRANCH_BITS = 14;
+    struct Leaf {
+        Entry entries[1 << ENTRY_BITS];
     };
-    using Slots = std::vector<Slot, PageAllocator<Slot>>;
-
-    struct alignas(64) Shard {
-        // The uppermost six bits have chosen the shard.
-        static unsigned long place(void const* p) {
-            return (mixed(p) >> 32) + (numberOf(p) >> 4) % (REGION / 16);
-        }
-        unsigned long home(void const* p) const { return place(p) & (slots.size() - 1); }
-        unsigned long find(void const* p) const {
-            unsigned long i = home(p);
-            while (slots[i].p != nullptr && slots[i].p != p) i = (i + 1) & (slots.size() - 1);
-            return i;
-        }
-        bool put(void const* p, Entry const& entry) {
-            if (used * 2 >= slots.size() && !grow()) return false;
-            Slot& slot = slots[find(p)];
-            if (slot.p == nullptr) ++used;
-            slot = Slot{p, entry};
-            return true;
-        }
-        bool take(void const* p, Entry& entry) {
-            if (used == 0) return false;
-            unsigned long hole = find(p);
-            if (slots[hole].p == nullptr) return false;
-            entry = slots[hole].entry;
-            --used;
-            unsigned long const mask = slots.size() - 1;
-            for (unsigned long i = (hole + 1) & mask; slots[i].p != nullptr; i = (i + 1) & mask) {
-                // The entry may move if its own place is not between the hole and where it stands.
-                if (((i - home(slots[i].p)) & mask) < ((i - hole) & mask)) continue;
-                slots[hole] = slots[i];
-                hole = i;
-            }
-            slots[hole].p = nullptr;
-            return true;
-        }
-        bool grow() {
-            Slots old;
-            try {
-                old.resize(slots.empty() ? 256 : slots.size() * 2);
-            } catch (std::bad_alloc const&) {
-                return false;
-            }
-            old.swap(slots);
-            for (Slot const& slot : old)
-                if (slot.p != nullptr) slots[find(slot.p)] = slot;
-            return true;
-        }
-
-        BriefLock mutex;
-        Slots slots;  // none, or a power of two
-        unsigned long used = 0;
+    struct Branch {
+        std::atomic<Leaf*> leaves[1 << LEAF_BITS];
+    };
+    struct Tree {
+        std::atomic<Branch*> branches[1 << BRANCH_BITS];
     };
 
-    struct Guard {
-        Guard(Shard& s, bool isLocked) : shard(s), locked(isLocked) {
-            if (!locked) shard.mutex.lock();
-        }
-        ~Guard() {
-            if (!locked) shard.mutex.unlock();
-        }
-        Guard(Guard const&) = delete;
-        Guard& operator=(Guard const&) = delete;
-        Shard& shard;
-        bool locked;
-    };
-
-    static constexpr unsigned long REGION = 1 << 16;
-
-    static unsigned long numberOf(void const* p) { return reinterpret_cast<unsigned long>(p); }
-    static unsigned long mixed(void const* p) {
-        return numberOf(p) / REGION * 0x9E3779B97F4A7C15ul;
+    static unsigned long bits(void const* p, unsigned from, unsigned count) {
+        return reinterpret_cast<std::uintptr_t>(p) >> from & ((1ul << count) - 1);
     }
-    Shard& shardOf(void const* p) { return shards_[mixed(p) >> 58]; }
+    static unsigned long treeOf(void const* p) { return bits(p, 3, 1); }
+    static unsigned long entryOf(void const* p) { return bits(p, 4, ENTRY_BITS); }
+    static unsigned long leafOf(void const* p) { return bits(p, 4 + ENTRY_BITS, LEAF_BITS); }
+    static unsigned long branchOf(void const* p) {
+        return reinterpret_cast<std::uintptr_t>(p) >> (4 + ENTRY_BITS + LEAF_BITS);
+    }
 
-    Shard shards_[64];
+    static bool isBlock(void const* p) {
+        return bits(p, 0, 3) == 0 && branchOf(p) < 1 << BRANCH_BITS;
+    }
+    Entry* find(void const* p) const noexcept {
+        Tree const* const tree = trees_[treeOf(p)].load(std::memory_order_acquire);
+        if (tree == nullptr || !isBlock(p)) return nullptr;
+        Branch const* const branch = tree->branches[branchOf(p)].load(std::memory_order_acquire);
+        if (branch == nullptr) return nullptr;
+        Leaf* const leaf = branch->leaves[leafOf(p)].load(std::memory_order_acquire);
+        return leaf == nullptr ? nullptr : &leaf->entries[entryOf(p)];
+    }
+    bool putFirst(void const* p, std::uint32_t number) noexcept;
+
+    std::atomic<Tree*> trees_[2] = {};
 };
 
 }  // namespace zan::platform

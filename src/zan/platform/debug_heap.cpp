@@ -14,14 +14,11 @@ namespace zan::platform {
 
 namespace {
 
-// What the hook keeps with a block.
-using Record = unsigned long;
-
 // Never destroyed: blocks are freed up to the last moment of the process.
 union Blocks {
     Blocks() : index() {}
     ~Blocks() {}
-    BlockIndex<Record> index;
+    BlockIndex index;
 };
 Blocks& blocks() {
     static Blocks all;
@@ -58,10 +55,10 @@ bool isChecked(SavedFrame const* frame) {
 }
 
 // A block that is entered after the hook has ended is no matter of the next one.
-void enter(void const* p, Record record, unsigned long session) {
+void enter(void const* p, BlockRecord record, unsigned long session) {
     if (record == 0) return;
-    blocks().index.put(p, record, state.holdsLocks);
-    if (sessions.load() != session) blocks().index.take(p, record, state.holdsLocks);
+    blocks().index.put(p, record);
+    if (sessions.load() != session) blocks().index.take(p);
 }
 
 void allocated(void* p, unsigned long size, SavedFrame const* frame) {
@@ -77,11 +74,7 @@ void allocated(void* p, unsigned long size, SavedFrame const* frame) {
 }
 
 HeapWatch::Moved moving(void* p) {
-    HeapWatch::Moved moved = {0, sessions.load()};
-    blocks().index.take(p, moved.record, state.holdsLocks);
-    // As a rule it is an address, and there is time until it is used.
-    __builtin_prefetch(reinterpret_cast<void const*>(moved.record), 1);
-    return moved;
+    return {blocks().index.take(p), sessions.load()};
 }
 
 void freed(HeapWatch::Moved const& block, void* p, SavedFrame const* frame) {
@@ -124,14 +117,12 @@ void moved(HeapWatch::Moved const& block, void* old, void* now, unsigned long si
 constexpr HeapWatch WATCH = {&allocated, &moving, &freed, &moved};
 
 void beforeFork() {
-    blocks().index.lock();
     if (lockHook != nullptr) lockHook();
     state.holdsLocks = true;
 }
 void afterFork() {
     state.holdsLocks = false;
     if (unlockHook != nullptr) unlockHook();
-    blocks().index.unlock();
 }
 
 template <class F>

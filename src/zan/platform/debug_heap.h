@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "zan/platform/heap_watch.h"
 #include "zan/platform/saved_frame.h"
 
 namespace zan::platform {
@@ -27,7 +28,7 @@ struct AllocCall {
     int line;
     // What the hook keeps with a block: it sets it for a new one, and finds that of the block that
     // is freed or re-allocated; 0 for none, as of a block from before the hook.
-    unsigned long record;
+    BlockRecord record;
     SavedFrame const* frame;
 };
 
@@ -55,8 +56,8 @@ public:
 // In the copy of a process that has lost its threads, and with them who holds the locks.
 void forgetAllocHook();
 
-// Takes part in a fork: the locks of the heap and of the hook are held throughout, and this thread
-// does not have to take them.
+// Takes part in a fork: the locks of the hook are held throughout, and this thread does not have to
+// take them.
 bool holdsHeapLocks();
 void aroundHeapFork(void (*lockAll)(), void (*unlockAll)());
 

@@ -1,8 +1,13 @@
 #pragma once
 
+#include <cstdint>
+
 #include "zan/platform/saved_frame.h"
 
 namespace zan::platform {
+
+// What is kept with a block, 0 for nothing.
+using BlockRecord = std::uint32_t;
 
 // What the library libzanmlc.so tells of the malloc family and the operators new and delete. It
 // passes each call on to the allocator of the process, and while nobody watches that is all it
@@ -10,7 +15,7 @@ namespace zan::platform {
 struct HeapWatch {
     // A block between `moving` and what comes of it.
     struct Moved {
-        unsigned long record;
+        BlockRecord record;
         unsigned long session;
     };
 

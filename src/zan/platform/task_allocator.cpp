@@ -13,12 +13,10 @@ namespace zan::platform {
 
 namespace {
 
-struct None {};
-
 struct Task {
     std::recursive_mutex mutex;  // the spy may call the allocator
     IMallocSpy* spy = nullptr;
-    BlockIndex<None> spied;
+    BlockIndex spied;
 };
 // Never destroyed: blocks are freed up to the last moment of the process.
 union Tasks {
@@ -34,17 +32,13 @@ Task& task() {
 using Lock = std::lock_guard<std::recursive_mutex>;
 
 bool takeSpied(void* p) {
-    None none;
-    return task().spied.take(p, none, false);
+    return task().spied.take(p) != 0;
 }
-// The index has no look that leaves the entry.
 bool isSpied(void* p) {
-    bool const spied = takeSpied(p);
-    if (spied) task().spied.put(p, None(), false);
-    return spied;
+    return task().spied.look(p) != 0;
 }
 void* noted(void* p) {
-    if (p != nullptr) task().spied.put(p, None(), false);
+    if (p != nullptr) task().spied.put(p, 1);
     return p;
 }
 
