@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <cstdlib>
 #include <initializer_list>
 #include <string>
 #include <utility>
@@ -108,13 +109,17 @@ void programMemory(benchmark::State& state, char const* path, Settings settings)
     state.counters["bytes"] = last.bytes;
 }
 
-#define PROGRAM(name, ...)                           \
-    BENCHMARK_CAPTURE(program, _, __VA_ARGS__)       \
-        ->Name("checked_program/" name)              \
-        ->UseManualTime()                            \
-        ->Unit(benchmark::kMillisecond);             \
-    BENCHMARK_CAPTURE(programMemory, _, __VA_ARGS__) \
-        ->Name("checked_program_memory/" name)       \
+// A run is half a second, and the next one is another fifth away from it.
+void often(benchmark::internal::Benchmark* row) {
+    row->UseManualTime()->Unit(benchmark::kMillisecond);
+    // Set by the tests, which ask only whether it runs.
+    if (std::getenv("ZAN_BENCH_ONCE") == nullptr) row->Repetitions(41);
+}
+
+#define PROGRAM(name, ...)                                                                   \
+    BENCHMARK_CAPTURE(program, _, __VA_ARGS__)->Name("checked_program/" name)->Apply(often); \
+    BENCHMARK_CAPTURE(programMemory, _, __VA_ARGS__)                                         \
+        ->Name("checked_program_memory/" name)                                               \
         ->Iterations(1)
 
 #if defined(CHECKER_LIBRARY)
@@ -125,13 +130,9 @@ PROGRAM("unchecked", PML_TREE, {});
 PROGRAM("heaptrack", PML_TREE,
         {{"LD_PRELOAD", HEAPTRACK_LIBRARY}, {"DUMP_HEAPTRACK_OUTPUT", "heaptrack.raw"}});
 #endif
-BENCHMARK_CAPTURE(program, _, PML_TREE, {})
-    ->Name("linked_program/zan")
-    ->UseManualTime()
-    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(program, _, PML_TREE, {})->Name("linked_program/zan")->Apply(often);
 BENCHMARK_CAPTURE(program, _, PML_TREE_WITHOUT, {})
     ->Name("linked_program/compiled_out")
-    ->UseManualTime()
-    ->Unit(benchmark::kMillisecond);
+    ->Apply(often);
 
 }  // namespace

@@ -14,16 +14,8 @@ namespace zan::platform {
 
 namespace {
 
-// Never destroyed: blocks are freed up to the last moment of the process.
-union Blocks {
-    Blocks() : index() {}
-    ~Blocks() {}
-    BlockIndex index;
-};
-Blocks& blocks() {
-    static Blocks all;
-    return all;
-}
+// Nothing of it has to be made or destroyed: blocks are freed up to the last moment of the process.
+BlockIndex blocks;
 
 std::atomic<AllocHook> installed{nullptr};
 std::atomic<unsigned long> sessions{0};  // of a hook or more
@@ -57,8 +49,8 @@ bool isChecked(SavedFrame const* frame) {
 // A block that is entered after the hook has ended is no matter of the next one.
 void enter(void const* p, BlockRecord record, unsigned long session) {
     if (record == 0) return;
-    blocks().index.put(p, record);
-    if (sessions.load() != session) blocks().index.take(p);
+    blocks.put(p, record);
+    if (sessions.load() != session) blocks.take(p);
 }
 
 void allocated(void* p, unsigned long size, SavedFrame const* frame) {
@@ -74,7 +66,7 @@ void allocated(void* p, unsigned long size, SavedFrame const* frame) {
 }
 
 HeapWatch::Moved moving(void* p) {
-    return {blocks().index.take(p), sessions.load()};
+    return {blocks.take(p), sessions.load()};
 }
 
 void freed(HeapWatch::Moved const& block, void* p, SavedFrame const* frame) {
@@ -143,7 +135,7 @@ AllocHook setAllocHook(AllocHook hook, std::string& error) {
     findLoader();
     if (installed.load() == nullptr) {
         ++sessions;
-        blocks().index.clear();
+        blocks.clear();
     }
     AllocHook const before = installed.exchange(hook);
     if (watch != nullptr) watch(hook == nullptr ? nullptr : &WATCH);
