@@ -9,10 +9,11 @@
 
 #include <chrono>
 #include <cstdlib>
-#include <initializer_list>
 #include <string>
 #include <utility>
+#include <vector>
 
+#include "rounds.h"
 #include "zan/base/mlcheck.h"
 #include "zan/base/source_place.h"
 #include "zan/log/console.h"
@@ -77,9 +78,9 @@ struct Run {
     double seconds;
     double bytes;
 };
-using Settings = std::initializer_list<std::pair<char const*, char const*>>;
+using Settings = std::vector<std::pair<char const*, char const*>>;
 
-bool run(char const* program, Settings settings, Run& out) {
+bool run(char const* program, Settings const& settings, Run& out) {
     auto const begin = std::chrono::steady_clock::now();
     pid_t const child = fork();
     if (child == 0) {
@@ -95,44 +96,42 @@ bool run(char const* program, Settings settings, Run& out) {
     return true;
 }
 
-void program(benchmark::State& state, char const* path, Settings settings) {
-    Run last = {};
-    for (auto _ : state) {
-        if (!run(path, settings, last)) return state.SkipWithError("the program has failed");
-        state.SetIterationTime(last.seconds);
-    }
+void add(bench::Rounds& rounds, char const* name, char const* path, Settings const& settings) {
+    rounds.add(name, [=] {
+        return [=] {
+            Run done = {};
+            return run(path, settings, done) ? done.seconds : -1;
+        };
+    });
 }
-void programMemory(benchmark::State& state, char const* path, Settings settings) {
-    Run last = {};
-    for (auto _ : state)
-        if (!run(path, settings, last)) return state.SkipWithError("the program has failed");
-    state.counters["bytes"] = last.bytes;
-}
-
-// A run is half a second, and the next one is another fifth away from it.
-void often(benchmark::internal::Benchmark* row) {
-    row->UseManualTime()->Unit(benchmark::kMillisecond);
-    // Set by the tests, which ask only whether it runs.
-    if (std::getenv("ZAN_BENCH_ONCE") == nullptr) row->Repetitions(41);
+void addMemory(char const* name, char const* path, Settings const& settings) {
+    benchmark::RegisterBenchmark(name, [=](benchmark::State& state) {
+        Run done = {};
+        for (auto _ : state)
+            if (!run(path, settings, done)) return state.SkipWithError("the program has failed");
+        state.counters["bytes"] = done.bytes;
+    })->Iterations(1);
 }
 
-#define PROGRAM(name, ...)                                                                   \
-    BENCHMARK_CAPTURE(program, _, __VA_ARGS__)->Name("checked_program/" name)->Apply(often); \
-    BENCHMARK_CAPTURE(programMemory, _, __VA_ARGS__)                                         \
-        ->Name("checked_program_memory/" name)                                               \
-        ->Iterations(1)
-
+bool const registered = [] {
+    bench::Rounds linked("linked_program", "", 41, benchmark::kMillisecond);
+    add(linked, "zan", PML_TREE, {});
+    add(linked, "compiled_out", PML_TREE_WITHOUT, {});
 #if defined(CHECKER_LIBRARY)
-PROGRAM("zan", PML_TREE, {{"LD_PRELOAD", CHECKER_LIBRARY}, {"ZAN_MEM_LEAK_CHECK", "on"}});
-PROGRAM("unchecked", PML_TREE, {});
+    Settings const checked = {{"LD_PRELOAD", CHECKER_LIBRARY}, {"ZAN_MEM_LEAK_CHECK", "on"}};
+    bench::Rounds rounds("checked_program", "", 41, benchmark::kMillisecond);
+    add(rounds, "zan", PML_TREE, checked);
+    add(rounds, "unchecked", PML_TREE, {});
+    addMemory("checked_program_memory/zan", PML_TREE, checked);
+    addMemory("checked_program_memory/unchecked", PML_TREE, {});
+#if defined(HEAPTRACK_LIBRARY)
+    Settings const heaptrack = {{"LD_PRELOAD", HEAPTRACK_LIBRARY},
+                                {"DUMP_HEAPTRACK_OUTPUT", "heaptrack.raw"}};
+    add(rounds, "heaptrack", PML_TREE, heaptrack);
+    addMemory("checked_program_memory/heaptrack", PML_TREE, heaptrack);
 #endif
-#if defined(CHECKER_LIBRARY) && defined(HEAPTRACK_LIBRARY)
-PROGRAM("heaptrack", PML_TREE,
-        {{"LD_PRELOAD", HEAPTRACK_LIBRARY}, {"DUMP_HEAPTRACK_OUTPUT", "heaptrack.raw"}});
 #endif
-BENCHMARK_CAPTURE(program, _, PML_TREE, {})->Name("linked_program/zan")->Apply(often);
-BENCHMARK_CAPTURE(program, _, PML_TREE_WITHOUT, {})
-    ->Name("linked_program/compiled_out")
-    ->Apply(often);
+    return true;
+}();
 
 }  // namespace

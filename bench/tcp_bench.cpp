@@ -12,7 +12,7 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <cstdlib>
+#include <chrono>
 #include <cstring>
 #include <fstream>
 #include <memory>
@@ -20,9 +20,11 @@
 #include <sstream>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "peers/tcp_echo.h"
+#include "rounds.h"
 #include "zan/zan.h"
 
 namespace {
@@ -138,68 +140,91 @@ private:
 
 enum class Cores { FREE, ONE, TWO };
 
-void echo(benchmark::State& state, MakeServer make, std::size_t size, unsigned clients,
-          Cores cores) {
-    std::optional<Awake> awake;
-    if (cores != Cores::ONE) awake.emplace();
-    if (cores != Cores::FREE) pin(0);
-    std::unique_ptr<EchoServer> const server = make();
-    if (cores == Cores::TWO) pin(1);
-    {
-        std::vector<std::unique_ptr<Client>> all;
-        bool good = true;
-        for (unsigned i = 0; i < clients; ++i) {
-            all.push_back(std::make_unique<Client>(size));
-            good = good && all.back()->connect(server->port()) && all.back()->send() &&
-                   all.back()->receive() && all.back()->same();
-        }
-        if (!good) state.SkipWithError("the echo differs");
-        for (auto _ : state) {
-            for (auto const& client : all) good = client->send() && good;
-            for (auto const& client : all) good = client->receive() && good;
-        }
-        if (!good) state.SkipWithError("a connection broke");
-        state.SetItemsProcessed(state.iterations() * clients);
+// Where the threads of a row run, while it lives.
+class Setting {
+public:
+    explicit Setting(Cores cores) {
+        if (cores != Cores::ONE) awake_.emplace();
     }
-    pin(-1);
-}
+    Setting(Setting const&) = delete;
+    Setting& operator=(Setting const&) = delete;
+    ~Setting() { pin(-1); }
 
-// Servers that make the same two calls differ by less than one run does from the next: many short
-// runs, in random order, have medians that come back.
-constexpr int REPETITIONS = 61;
-constexpr double SECONDS = 0.03;
-// Where the system moves the threads about, a run has to be long enough to see it happen.
-constexpr int FREE_REPETITIONS = 21;
-constexpr double FREE_SECONDS = 0.3;
+    static void server(Cores cores) { pin(cores == Cores::FREE ? -1 : 0); }
+    static void client(Cores cores) { pin(cores == Cores::FREE ? -1 : cores == Cores::TWO); }
+
+private:
+    std::optional<Awake> awake_;
+};
+
+// A server, whose threads are born where this one is, and its clients.
+class Echo {
+public:
+    Echo(MakeServer make, std::size_t size, unsigned clients, Cores cores) {
+        Setting::server(cores);
+        server_ = make();
+        Setting::client(cores);
+        for (unsigned i = 0; i < clients; ++i) {
+            clients_.push_back(std::make_unique<Client>(size));
+            Client& client = *clients_.back();
+            good_ = good_ && client.connect(server_->port()) && client.send() && client.receive() &&
+                    client.same();
+        }
+    }
+    // The time of an echo to all clients, below 0 for a failure.
+    double seconds() {
+        constexpr std::chrono::milliseconds SLICE(6);
+        auto const begin = std::chrono::steady_clock::now();
+        auto now = begin;
+        for (int n = 1; good_; ++n) {
+            for (auto const& client : clients_) good_ = client->send() && good_;
+            for (auto const& client : clients_) good_ = client->receive() && good_;
+            now = std::chrono::steady_clock::now();
+            if (now - begin >= SLICE) return std::chrono::duration<double>(now - begin).count() / n;
+        }
+        return -1;
+    }
+
+private:
+    std::unique_ptr<EchoServer> server_;
+    std::vector<std::unique_ptr<Client>> clients_;
+    bool good_ = true;
+};
 
 struct Case {
     char const* args;
     std::size_t size;
     unsigned clients;
+    Cores cores;
 };
 
-constexpr Case CASES[] = {{"64B/1", 64, 1}, {"64B/64", 64, 64}, {"64KiB/1", 65536, 1}};
+constexpr Case CASES[] = {
+    {"64B/1/pinned", 64, 1, Cores::ONE},     {"64B/1/apart", 64, 1, Cores::TWO},
+    {"64B/1", 64, 1, Cores::FREE},           {"64B/64/pinned", 64, 64, Cores::ONE},
+    {"64B/64", 64, 64, Cores::FREE},         {"64KiB/1/pinned", 65536, 1, Cores::ONE},
+    {"64KiB/1/apart", 65536, 1, Cores::TWO}, {"64KiB/1", 65536, 1, Cores::FREE},
+};
 
-void add(char const* impl, MakeServer make) {
-    for (Case const& c : CASES) {
-        for (Cores const cores : {Cores::FREE, Cores::ONE, Cores::TWO}) {
-            // Many clients keep both cores busy, wherever they are.
-            bool const many = c.clients != 1;
-            if (many && cores == Cores::TWO) continue;
-            bool const moves = !many && cores == Cores::FREE;
-            std::string name = moves ? "echo_anywhere/" : "echo/";
-            name = name + impl + '/' + c.args;
-            if (cores == Cores::ONE) name += "/pinned";
-            if (cores == Cores::TWO) name += "/apart";
-            auto* const row =
-                benchmark::RegisterBenchmark(name.c_str(), echo, make, c.size, c.clients, cores)
-                    ->UseRealTime();
-            // Set by the tests, which ask only whether it runs.
-            if (std::getenv("ZAN_BENCH_ONCE") != nullptr) continue;
-            row->Repetitions(moves ? FREE_REPETITIONS : REPETITIONS);
-            row->MinTime(moves ? FREE_SECONDS : SECONDS);
-        }
-    }
+constexpr std::pair<char const*, MakeServer> SERVERS[] = {
+    {"zan", makeZan},
+    {"raw", bench_tcp::makeRaw},
+    {"raw_ahead", bench_tcp::makeRawAhead},
+#if defined(ZAN_PEER_POCO)
+    {"poco", bench_tcp::makePoco},
+#endif
+#if defined(ZAN_PEER_ASIO)
+    {"asio", bench_tcp::makeAsio},
+#endif
+};
+
+void add(Case const& c) {
+    bench::Rounds rounds("echo", c.args, 301, benchmark::kMicrosecond);
+    rounds.around([c] { return std::make_shared<Setting>(c.cores); });
+    for (auto const& [name, make] : SERVERS)
+        rounds.add(name, [c, make = make] {
+            auto const echo = std::make_shared<Echo>(make, c.size, c.clients, c.cores);
+            return [echo] { return echo->seconds(); };
+        });
 }
 
 // Resident memory without that of the threads' stacks, in bytes.
@@ -242,15 +267,7 @@ void idleConnection(benchmark::State& state) {
 }
 
 bool const registered = [] {
-    add("zan", makeZan);
-    add("raw", bench_tcp::makeRaw);
-    add("raw_ahead", bench_tcp::makeRawAhead);
-#if defined(ZAN_PEER_POCO)
-    add("poco", bench_tcp::makePoco);
-#endif
-#if defined(ZAN_PEER_ASIO)
-    add("asio", bench_tcp::makeAsio);
-#endif
+    for (Case const& c : CASES) add(c);
     benchmark::RegisterBenchmark("idle_connection/zan", idleConnection)->Iterations(1);
     return true;
 }();
