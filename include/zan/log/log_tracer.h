@@ -102,13 +102,28 @@ private:
     std::string info_;
 };
 
+namespace detail {
+// A frame that never writes a line: a TraceEntry of LOG_NONE without what only a line needs.
+class TraceFrame : noncopyable {
+public:
+    TraceFrame(logger const&, char const* file, unsigned int line, char const* func) {
+        fastCallStack().container().push(Current(file, line, func));
+    }
+    ~TraceFrame() {
+        CallStack::Frames& frames = fastCallStack().container();
+        // An unbalanced stack must not underflow.
+        if (!frames.empty()) frames.pop();
+    }
+};
+}  // namespace detail
+
 }  // namespace zan
 
 // A frame for the rest of the scope. ZAN_TRACE_FRAME is silent; the others write the entry, or the
 // entry and the leaving, while the logger's traceOn holds, with `info` (a chain of << operands)
 // composed only then.
 #if defined(_ZAN_TRACE_ON)
-#define ZAN_TRACE_FRAME(log) ::zan::TraceEntry const zanTraceEntry_(log, ZAN_HERE)
+#define ZAN_TRACE_FRAME(log) ::zan::detail::TraceFrame const zanTraceEntry_(log, ZAN_HERE)
 #else
 #define ZAN_TRACE_FRAME(log) static_cast<void>(0)
 #endif
