@@ -56,8 +56,10 @@ void* CMallocSpy::insertFrame(unsigned long self, unsigned long p, unsigned long
     auto& spy = *reinterpret_cast<CMallocSpy*>(self);
     AllocTable::Handle const record =
         spy.table_.insert(p, size, reinterpret_cast<void*>(frame->returnAddress), frame);
-    if (record != AllocTable::Handle::None)
-        spy.records_.put(reinterpret_cast<void*>(p), static_cast<std::uint32_t>(record));
+    // Without a place in the index its end could not be told.
+    if (record != AllocTable::Handle::None &&
+        !spy.records_.put(reinterpret_cast<void*>(p), static_cast<std::uint32_t>(record)))
+        spy.table_.remove(record);
     return nullptr;
 }
 

@@ -46,11 +46,18 @@ bool isChecked(SavedFrame const* frame) {
     return state.unchecked == 0 && !isLoader(frame->returnAddress);
 }
 
-// A block that is entered after the hook has ended is no matter of the next one.
-void enter(void const* p, BlockRecord record, unsigned long session) {
+// A block that is entered after the hook has ended is no matter of the next one. One that the index
+// has no memory for is given up: its end could not be told.
+void enter(void* p, BlockRecord record, unsigned long session, SavedFrame const* frame) {
     if (record == 0) return;
-    blocks.put(p, record);
-    if (sessions.load() != session) blocks.take(p);
+    bool const isKnown = blocks.put(p, record);
+    if (sessions.load() != session) {
+        blocks.take(p);
+    } else if (AllocHook const hook = installed.load(); !isKnown && hook != nullptr) {
+        AllocCall call = {
+            AllocOperation::Free, p, 0, BlockType::Ignore, 0, nullptr, 0, record, frame};
+        hook(call);
+    }
 }
 
 void allocated(void* p, unsigned long size, SavedFrame const* frame) {
@@ -62,7 +69,7 @@ void allocated(void* p, unsigned long size, SavedFrame const* frame) {
     AllocCall call = {
         AllocOperation::Allocate, p, size, BlockType::Normal, nextRequest(), nullptr, 0, 0, frame};
     hook(call);
-    enter(p, call.record, session);
+    enter(p, call.record, session, frame);
 }
 
 HeapWatch::Moved moving(void* p) {
@@ -89,7 +96,7 @@ void freed(HeapWatch::Moved const& block, void* p, SavedFrame const* frame) {
 void moved(HeapWatch::Moved const& block, void* old, void* now, unsigned long size,
            SavedFrame const* frame) {
     KeepErrno const keep;
-    if (now == nullptr) return enter(old, block.record, block.session);
+    if (now == nullptr) return enter(old, block.record, block.session, frame);
     AllocHook const hook = installed.load(std::memory_order_acquire);
     bool const checked = isChecked(frame);
     if (hook == nullptr || (!checked && block.record == 0)) return;
@@ -103,7 +110,7 @@ void moved(HeapWatch::Moved const& block, void* old, void* now, unsigned long si
                       block.record,
                       frame};
     hook(call);
-    enter(now, call.record, block.session);
+    enter(now, call.record, block.session, frame);
 }
 
 constexpr HeapWatch WATCH = {&allocated, &moving, &freed, &moved};
