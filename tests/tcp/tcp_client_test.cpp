@@ -45,6 +45,32 @@ TEST(TcpClientTalk, MessagesBothWaysAndTheLines) {
     EXPECT_FALSE(client.send("x", 1));
 }
 
+// What comes in on one side goes out on the other, and only there.
+TEST(TcpClientTalk, ARelayFromItsCallback) {
+    Listener listener;
+    TestServer server;
+    Peer user = server.greeted();
+    zan::TcpClient client;
+    zan::Handle<Recorder> const recorder(new Recorder);
+    zan::TcpServer closed;
+    ASSERT_TRUE(closed.open(loopback(), nullptr, 0));
+    closed.close();
+    recorder->hook = [&](zan::TcpAddr const& peer, zan::istr const& data) {
+        EXPECT_FALSE(closed.send(peer, data, 1));
+        EXPECT_TRUE(server.server.send(user.addr(), data, 1));
+        EXPECT_TRUE(client.send(data, 1));
+    };
+    ASSERT_TRUE(client.open(listener.addr(), recorder, 5, 0));
+    Peer far = listener.accept();
+    for (auto const& message : {std::string("to you"), std::string(70000, 'y'), std::string()}) {
+        far.write(frame(message));
+        EXPECT_EQ(message, user.readFrame());
+        EXPECT_EQ(message, far.readFrame());
+    }
+    client.close();
+    EXPECT_TRUE(far.atEnd());
+}
+
 TEST(TcpClientFaults, WhatCannotBeReached) {
     Lines lines;
     zan::TcpClient client;

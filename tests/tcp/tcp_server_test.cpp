@@ -289,6 +289,43 @@ TEST(TcpServerSending, APartOfAFrameEndsTheConnectionAndABusyOneFailsAtOnce) {
     EXPECT_FALSE(second.server.send(full.addr(), "gone", 1));
 }
 
+// A message that is passed on as it came goes out of the receive buffer.
+TEST(TcpServerSending, AMessageIsPassedOnWholeInPartAndCopied) {
+    TestServer test;
+    Peer other = test.greeted();
+    test.recorder->hook = [&](zan::TcpAddr const& peer, zan::istr const& data) {
+        std::string const copy = data;
+        EXPECT_TRUE(test.server.send(peer, data, 10));
+        EXPECT_TRUE(test.server.send(other.addr(), data, 10));
+        EXPECT_TRUE(test.server.send(peer, data.leftstr(data.size() / 2), 10));
+        EXPECT_TRUE(test.server.send(peer, data.substr(1), 10));
+        EXPECT_TRUE(test.server.send(peer, copy, 10));
+        std::thread([&] { EXPECT_TRUE(test.server.send(peer, data, 10)); }).join();
+    };
+    Peer peer = test.connect();
+    std::vector<std::string> messages;
+    std::string wire;
+    for (unsigned long const size : {0, 1, 508, 509, 3, 20000}) {
+        messages.emplace_back(size, static_cast<char>('a' + messages.size()));
+        wire += frame(messages.back());
+    }
+    peer.write(wire);
+    for (std::string const& m : messages) {
+        EXPECT_EQ(m, other.readFrame());
+        for (auto const& part : {m, m.substr(0, m.size() / 2), m.empty() ? m : m.substr(1), m, m})
+            EXPECT_EQ(part, peer.readFrame());
+    }
+
+    // Nobody reads: a part of it goes out, and so the connection.
+    Lines lines({"TCP.INFO"});
+    test.recorder->hook = [&](zan::TcpAddr const& from, zan::istr const& data) {
+        EXPECT_FALSE(test.server.send(from, data, 0));
+    };
+    peer.write(frame(std::string(64 << 20, 'x')));
+    EXPECT_TRUE(lines.waitFor("part of a frame was sent, closing connection "));
+    EXPECT_TRUE(test.recorder->waitClosed(1));
+}
+
 TEST(TcpServerSending, AnAddressThatIsNoClientsReachesEverybody) {
     TestServer test;
     EXPECT_FALSE(test.server.send(zan::TcpAddr(), "nobody", 1));

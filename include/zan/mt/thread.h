@@ -272,9 +272,10 @@ private:
     String name_;
     String fullname_;
     std::atomic<bool> named_{false};  // fullname_ is complete
-    std::atomic<bool> living_{true};
     std::atomic<bool> activeStopping_{false};
     mutable ThreadInfo info_;  // what other threads see; ownerMutex_ while it is made
+    // Last, where it lies beside what a subclass needs in each pass of its loop.
+    std::atomic<bool> living_{true};
 };
 
 // A thread that runs member functions of its owner, a `T` derived from ThreadOwner, without a class

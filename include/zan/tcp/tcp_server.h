@@ -30,7 +30,8 @@ class ServerImpl;
 //   exception of the callback end that connection.
 // Cost: a thread for each client and some KiB, at most 32 once it has been quiet for two seconds. A
 //   message that arrives is handed over in the receive buffer, without a copy; one that is sent
-//   goes out in a single call, with its size ahead of it. Nagle's algorithm is off.
+//   goes out in a single call, with its size ahead of it. A message that the callback passes on as
+//   it came goes straight out of the receive buffer. Nagle's algorithm is off.
 class ZAN_EXPORT TcpServer : noncopyable {
 public:
     TcpServer() = default;
@@ -69,6 +70,7 @@ public:
 
 private:
     tcp::ServerImpl& impl();
+    ZAN_HIDDEN bool sendTo(TcpAddr const& peer, istr const& data, int timeout);
 
     std::atomic<tcp::ServerImpl*> impl_{nullptr};
     std::atomic<unsigned long> maxFrameSize_{TcpChannel::MAX_FRAME_SIZE};

@@ -47,6 +47,13 @@ public:
         begin_ += n;
         if (__builtin_expect(capacity_ > QUIET_SIZE, 0)) watch(n);
     }
+    // Drops the `n` bytes at the front where these are all that a small buffer holds, which then
+    // is ready to take bytes from its start on. False changes nothing.
+    bool restart(unsigned long n) {
+        if (begin_ + n != end_ || capacity_ - 1 >= QUIET_SIZE) return false;
+        begin_ = end_ = 0;
+        return true;
+    }
     // The same as room() where nothing has to be moved or allocated; else an empty room.
     ostr quickRoom(unsigned long need) {
         if (begin_ == end_) begin_ = end_ = 0;

@@ -5,15 +5,10 @@
 
 #include <cerrno>
 #include <climits>
-#include <cstring>
 
 namespace zan::tcp {
 
 namespace {
-
-constexpr unsigned long HEADER_SIZE = 4;
-// Up to this size a copy behind the four bytes costs less than a call with two buffers.
-constexpr unsigned long SMALL_FRAME = 508;
 
 // errno is ETIME when the time has passed.
 bool waitWritable(ACE_HANDLE handle, Deadline& deadline) {
@@ -41,13 +36,10 @@ void advance(iovec* parts, unsigned long n) {
     }
 }
 
-void putSize(char* head, unsigned long n) {
-    for (unsigned long i = 0; i < HEADER_SIZE; ++i) head[i] = static_cast<char>(n >> (24 - 8 * i));
-}
+}  // namespace
 
-// Sends both parts, or goes on after a send that gave `sent`.
-[[gnu::noinline]] Sent sendRest(ACE_HANDLE handle, istr const& first, istr const& second,
-                                ssize_t sent, int flags, Deadline& deadline) {
+Sent continueSend(ACE_HANDLE handle, istr const& first, istr const& second, ssize_t sent,
+                  Deadline& deadline) {
     iovec parts[] = {{const_cast<char*>(first.data()), first.size()},
                      {const_cast<char*>(second.data()), second.size()}};
     msghdr message = {};
@@ -55,7 +47,7 @@ void putSize(char* head, unsigned long n) {
     message.msg_iovlen = 2;
     unsigned long const size = first.size() + second.size();
     unsigned long left = size;
-    // A count of 0 stands for no send yet.
+    int const flags = sendFlags(deadline.never() ? -1 : 0);
     for (;; sent = ACE_OS::sendmsg(handle, &message, flags)) {
         if (sent > 0) {
             left -= static_cast<unsigned long>(sent);
@@ -69,8 +61,6 @@ void putSize(char* head, unsigned long n) {
     }
 }
 
-}  // namespace
-
 int Deadline::milliSecondsLeft() {
     if (seconds_ <= 0) return seconds_ < 0 ? -1 : 0;
     auto const left = std::chrono::ceil<std::chrono::milliseconds>(end() - Clock::now()).count();
@@ -78,19 +68,11 @@ int Deadline::milliSecondsLeft() {
 }
 
 Sent sendFrame(ACE_HANDLE handle, istr const& data, Deadline& deadline) {
-    unsigned long const n = data.size();
-    int const flags = MSG_NOSIGNAL | (deadline.never() ? 0 : MSG_DONTWAIT);
-    if (__builtin_expect(n > SMALL_FRAME, 0)) {
-        char head[HEADER_SIZE];
-        putSize(head, n);
-        return sendRest(handle, istr(head, HEADER_SIZE), data, 0, flags, deadline);
-    }
-    char frame[HEADER_SIZE + SMALL_FRAME];
-    putSize(frame, n);
-    if (n != 0) std::memcpy(frame + HEADER_SIZE, data.data(), n);
-    ssize_t const sent = ACE_OS::send(handle, frame, HEADER_SIZE + n, flags);
-    if (__builtin_expect(sent == static_cast<ssize_t>(HEADER_SIZE + n), 1)) return Sent::Whole;
-    return sendRest(handle, istr(frame, HEADER_SIZE + n), istr(), sent, flags, deadline);
+    if (data.size() <= SmallFrame::MAX_SIZE)
+        return continueSend(handle, SmallFrame(data), istr(), 0, deadline);
+    char head[FrameBuffer::HEADER_SIZE];
+    putHeader(head, data.size());
+    return continueSend(handle, istr(head, sizeof head), data, 0, deadline);
 }
 
 void waitReadable(ACE_HANDLE handle) {

@@ -52,6 +52,7 @@ bool TcpClientImpl::onBirth() {
     stream().disable(ACE_NONBLOCK);
     connection_.opened(TcpAddr(remote_));
     connection_.setOptions(bufferSize_);
+    connection_.adopt();
     localPort_.store(local.get_port_number(), std::memory_order_relaxed);
     announce_ = true;
     ZAN_INFO(detail::zanLogger(),
@@ -77,6 +78,7 @@ bool TcpClientImpl::recv() {
 void TcpClientImpl::onDeath() {
     // Not yet, where a stop came between two messages.
     announceClose();
+    tcp::Connection::abandon();
     connection_.close();
     callback_ = nullptr;
 }

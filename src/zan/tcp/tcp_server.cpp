@@ -35,13 +35,17 @@ public:
         if (Handle<TcpAcceptor> const acceptor = set(nullptr)) acceptor->stop();
     }
 
+    // Whether the calling thread runs a connection of this server.
+    bool owns(Connection const* connection) const {
+        void const* const acceptor = identity_.load(std::memory_order_acquire);
+        return connection != nullptr && acceptor != nullptr && connection->server() == acceptor;
+    }
+
     bool send(TcpAddr const& peer, istr const& data, int timeout) {
-        // An answer from the callback needs no look-up.
-        TcpServerImpl* const own = TcpServerImpl::current();
-        if (own != nullptr && own->acceptor() == identity_.load(std::memory_order_acquire) &&
-            (&own->peer() == &peer || own->peer() == peer))
-            return own->send(data, timeout);
-        return find(peer, data, timeout);
+        Handle<TcpAcceptor> const acceptor = get();
+        if (acceptor) return acceptor->send(peer, data, timeout);
+        ZAN_TCP_LINE(INFO, "null tcp acceptor impl");
+        return false;
     }
 
     std::vector<TcpAddr> clients() const {
@@ -60,12 +64,6 @@ public:
     }
 
 private:
-    [[gnu::noinline]] bool find(TcpAddr const& peer, istr const& data, int timeout) {
-        Handle<TcpAcceptor> const acceptor = get();
-        if (acceptor) return acceptor->send(peer, data, timeout);
-        ZAN_TCP_LINE(INFO, "null tcp acceptor impl");
-        return false;
-    }
     Handle<TcpAcceptor> get() const {
         MutexLock const guard(mutex_);
         return acceptor_;
@@ -110,16 +108,25 @@ void TcpServer::close() {
     if (tcp::ServerImpl* const p = impl_.load(std::memory_order_acquire)) p->close();
 }
 
-// Apart, so that what a line needs takes no room on the stack of each send.
-[[gnu::noinline, gnu::cold]] static bool sendWithoutImpl() {
-    ZAN_TCP_LINE(tcp::INFO, "null tcp server impl");
-    return false;
+bool TcpServer::send(TcpAddr const& peer, istr const& data, int timeout) {
+    // An answer from the callback needs no look-up, and no frame on the call stack: nothing below
+    // it throws or prints one.
+    tcp::ServerImpl* const p = impl_.load(std::memory_order_acquire);
+    tcp::Connection* const own = tcp::Connection::own();
+    if (__builtin_expect(p != nullptr && p->owns(own) && &own->peer() == &peer, 1))
+        return own->send(data, timeout);
+    return sendTo(peer, data, timeout);
 }
 
-bool TcpServer::send(TcpAddr const& peer, istr const& data, int timeout) {
+bool TcpServer::sendTo(TcpAddr const& peer, istr const& data, int timeout) {
     ZAN_TRACE_FRAME(detail::zanLogger());
-    tcp::ServerImpl* const p = impl_.load(std::memory_order_acquire);
-    return p != nullptr ? p->send(peer, data, timeout) : sendWithoutImpl();
+    if (tcp::ServerImpl* const p = impl_.load(std::memory_order_acquire)) {
+        tcp::Connection* const own = tcp::Connection::own();
+        return p->owns(own) && own->peer() == peer ? own->send(data, timeout)
+                                                   : p->send(peer, data, timeout);
+    }
+    ZAN_TCP_LINE(tcp::INFO, "null tcp server impl");
+    return false;
 }
 
 std::vector<TcpAddr> TcpServer::clients() const {

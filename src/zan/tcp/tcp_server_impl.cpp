@@ -9,17 +9,15 @@
 
 namespace zan {
 
-__thread TcpServerImpl* TcpServerImpl::current_ = nullptr;
-
 TcpServerImpl::TcpServerImpl(TcpAcceptor* owner, char const* name,
                              Handle<TcpCallback> const& callback, ACE_HANDLE handle,
                              TcpAddr const& peer, int bufferSize, unsigned long maxFrameSize)
     : SimpleThread(owner, name),
       owner_(owner),
       callback_(callback),
+      connection_(maxFrameSize, owner),
       handle_(handle),
-      bufferSize_(bufferSize),
-      connection_(maxFrameSize) {
+      bufferSize_(bufferSize) {
     connection_.stream().set_handle(handle);
     connection_.opened(peer);
 }
@@ -27,7 +25,7 @@ TcpServerImpl::TcpServerImpl(TcpAcceptor* owner, char const* name,
 TcpServerImpl::~TcpServerImpl() = default;
 
 bool TcpServerImpl::onBirth() {
-    current_ = this;
+    connection_.adopt();
     if (open()) {
         announce_ = true;
         return true;
@@ -58,8 +56,9 @@ bool TcpServerImpl::open() {
 bool TcpServerImpl::onLoop() {
     TcpAcceptor const& owner = *owner_;
     for (int i = 0; i < tcp::Connection::MESSAGES_IN_A_ROW && living(); ++i) {
-        if (__builtin_expect(
-                !owner.living() || stream().get_handle() == ACE_INVALID_HANDLE || !recv(), 0))
+        if (__builtin_expect(!owner.living() ||
+                                 connection_.stream().get_handle() == ACE_INVALID_HANDLE || !recv(),
+                             0))
             return endLoop();
     }
     return true;
@@ -89,7 +88,7 @@ bool TcpServerImpl::endLoop() {
 void TcpServerImpl::onDeath() {
     announceClose();
     callback_ = nullptr;
-    current_ = nullptr;
+    tcp::Connection::abandon();
 }
 
 void TcpServerImpl::announceClose() {

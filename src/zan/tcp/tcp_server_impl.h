@@ -19,13 +19,9 @@ public:
                   unsigned long maxFrameSize);
     ~TcpServerImpl() override;
 
-    // The connection that the calling thread runs, or null.
-    static TcpServerImpl* current() { return current_; }
-
     ACE_SOCK_Stream& stream() override { return connection_.stream(); }
     ACE_HANDLE handle() const { return handle_; }
     TcpAddr const& peer() const { return connection_.peer(); }
-    TcpAcceptor* acceptor() const { return owner_.get(); }
     bool send(istr const& data, int timeout) { return connection_.send(data, timeout); }
     // Lets the read come back, which ends the connection's thread.
     void end() { connection_.end(); }
@@ -39,8 +35,6 @@ protected:
     void onStop() override;
 
 private:
-    static __thread TcpServerImpl* current_ __attribute__((tls_model("initial-exec")));
-
     bool open();
     bool recv();
     [[gnu::noinline, gnu::cold]] bool endLoop();
@@ -49,9 +43,9 @@ private:
 
     Handle<TcpAcceptor> const owner_;
     Handle<TcpCallback> callback_;  // until the thread's death: its user may be gone after that
+    tcp::Connection connection_;
     ACE_HANDLE const handle_;
     int const bufferSize_;
-    tcp::Connection connection_;
     bool announce_ = false;  // onClose is due
 };
 
