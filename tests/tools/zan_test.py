@@ -122,6 +122,7 @@ class Findings(ZanTest):
             self.refused(["xml", "check"], text, f"<stdin>:{place}: ", words)
         # What the library reads otherwise.
         self.refused(["xml", "check"], "<!DOCTYPE a [<!ENTITY b '<c>x</c>'> ]><a><d/></a>", " of 2 elements")
+        self.refused(["xml", "check"], "<!DOCTYPE[<x ]><a></a>", "<stdin>: the library reads none of it: ")
 
     def test_nbr(self):
         for text, words in (("10 01 05", "byte 0: a length byte cannot be 16"),

@@ -33,7 +33,7 @@ bool parse(std::string const& name, zan::String const& text, XmlLint const& lint
                  std::to_string(lint.elements) + " elements, because of what is declared");
         return false;
     } catch (zan::XMLRuntimeException const& e) {
-        complain(name + ": " + e.message());
+        complain(name + ": the library reads none of it: " + e.message());
         return false;
     }
 }
