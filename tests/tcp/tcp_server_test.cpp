@@ -312,7 +312,7 @@ TEST(TcpServerSending, AMessageIsPassedOnWholeInPartAndCopied) {
     Peer peer = test.connect();  // accepted behind the other
     std::vector<std::string> messages;
     std::string wire;
-    for (unsigned long const size : {0, 1, 508, 509, 3, 20000}) {
+    for (unsigned long const size : {0UL, 1UL, 508UL, 509UL, 3UL, 20000UL}) {
         messages.emplace_back(size, static_cast<char>('a' + messages.size()));
         wire += frame(messages.back());
     }
