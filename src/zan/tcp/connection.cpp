@@ -59,6 +59,9 @@ bool Connection::recv(istr& data) {
 
 // Messages that came together, that are large, or that come in pieces.
 bool Connection::recvMore(istr& data) {
+    // Where messages are large, their size is read by itself. It is a call more for each of them,
+    // and yet measures some percent faster from a peer on another core.
+    bool const sizeAlone = taken_ > FrameBuffer::QUIET_SIZE;
     if (taken_ != 0) buffer_.drop(taken_);
     taken_ = 0;
     while (__builtin_expect(!ended() && !TRACE.on(), 1)) {
@@ -76,7 +79,9 @@ bool Connection::recvMore(istr& data) {
         }
         ostr room = buffer_.quickRoom(need);
         if (__builtin_expect(room.empty() || isLarge() != quietTimer_, 0)) break;
-        ssize_t const n = ACE_OS::recv(stream_.get_handle(), room.buffer(), room.max_size(), 0);
+        unsigned long const most =
+            sizeAlone && need == FrameBuffer::HEADER_SIZE ? need - available : room.max_size();
+        ssize_t const n = ACE_OS::recv(stream_.get_handle(), room.buffer(), most, 0);
         if (__builtin_expect(n > 0, 1))
             buffer_.arrived(static_cast<unsigned long>(n));
         else if (!arrived(n, errno, need, available < FrameBuffer::HEADER_SIZE ? "len" : "data"))
