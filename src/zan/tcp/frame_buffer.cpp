@@ -10,6 +10,11 @@ namespace {
 // How many frames in a row have to be small before a large buffer goes.
 constexpr unsigned int SMALL_FRAMES = 64;
 
+// A line of the processor's cache. The system copies a large frame faster to and from whole lines.
+constexpr unsigned long LINE = 64;
+// Up to here: what is larger grows in place where it can, and costs no second block meanwhile.
+constexpr unsigned long LARGEST_IN_LINES = 128 * 1024;
+
 }  // namespace
 
 FrameBuffer::~FrameBuffer() {
@@ -57,8 +62,16 @@ void FrameBuffer::trim() {
 }
 
 bool FrameBuffer::resize(unsigned long capacity) {
-    void* const p = std::realloc(buffer_, capacity);
-    if (p == nullptr) return false;
+    void* p = nullptr;
+    if (capacity > QUIET_SIZE && capacity <= LARGEST_IN_LINES) {
+        p = std::aligned_alloc(LINE, (capacity + LINE - 1) / LINE * LINE);
+        if (p == nullptr) return false;
+        if (end_ != 0) std::memcpy(p, buffer_, end_);
+        std::free(buffer_);
+    } else {
+        p = std::realloc(buffer_, capacity);
+        if (p == nullptr) return false;
+    }
     buffer_ = static_cast<char*>(p);
     capacity_ = capacity;
     return true;
