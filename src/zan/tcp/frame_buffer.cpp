@@ -1,5 +1,7 @@
 #include "zan/tcp/frame_buffer.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 
@@ -10,15 +12,17 @@ namespace {
 // How many frames in a row have to be small before a large buffer goes.
 constexpr unsigned int SMALL_FRAMES = 64;
 
-// A line of the processor's cache. The system copies a large frame faster to and from whole lines.
-constexpr unsigned long LINE = 64;
-// Up to here: what is larger grows in place where it can, and costs no second block meanwhile.
-constexpr unsigned long LARGEST_IN_LINES = 128 * 1024;
+// A line of the processor's cache.
+constexpr std::uintptr_t LINE = 64;
+
+char* nextLine(void* p) {
+    return static_cast<char*>(p) + (-reinterpret_cast<std::uintptr_t>(p) & (LINE - 1));
+}
 
 }  // namespace
 
 FrameBuffer::~FrameBuffer() {
-    std::free(buffer_);
+    std::free(block_);
 }
 
 ostr FrameBuffer::room(unsigned long need) {
@@ -49,7 +53,8 @@ void FrameBuffer::trim() {
     unsigned long const kept = available();
     if (capacity_ <= FIRST_SIZE || kept > capacity_ / 2) return;
     if (kept == 0) {
-        std::free(buffer_);
+        std::free(block_);
+        block_ = nullptr;
         buffer_ = nullptr;
         capacity_ = begin_ = end_ = 0;
         return;
@@ -61,18 +66,15 @@ void FrameBuffer::trim() {
     resize(kept > FIRST_SIZE ? kept : FIRST_SIZE);
 }
 
+// The system copies a large frame faster to and from whole lines. Aligned allocation would leave
+// scraps in the heap that keep it from giving memory back.
 bool FrameBuffer::resize(unsigned long capacity) {
-    void* p = nullptr;
-    if (capacity > QUIET_SIZE && capacity <= LARGEST_IN_LINES) {
-        p = std::aligned_alloc(LINE, (capacity + LINE - 1) / LINE * LINE);
-        if (p == nullptr) return false;
-        if (end_ != 0) std::memcpy(p, buffer_, end_);
-        std::free(buffer_);
-    } else {
-        p = std::realloc(buffer_, capacity);
-        if (p == nullptr) return false;
-    }
-    buffer_ = static_cast<char*>(p);
+    std::ptrdiff_t const before = buffer_ - block_;
+    void* const p = std::realloc(block_, capacity + LINE - 1);
+    if (p == nullptr) return false;
+    block_ = static_cast<char*>(p);
+    buffer_ = nextLine(p);
+    if (buffer_ - block_ != before && end_ != 0) std::memmove(buffer_, block_ + before, end_);
     capacity_ = capacity;
     return true;
 }

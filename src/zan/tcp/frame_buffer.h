@@ -67,13 +67,14 @@ private:
     void watch(unsigned long dropped);
     bool resize(unsigned long capacity);
 
-    char* buffer_ = nullptr;
+    char* buffer_ = nullptr;  // in block_, at the start of a line of the processor's cache
     unsigned long capacity_ = 0;
     unsigned long begin_ = 0;
     unsigned long end_ = 0;
     // The largest of the last frames, and how many these are; counted while the buffer is large.
     unsigned long largest_ = 0;
     unsigned int frames_ = 0;
+    char* block_ = nullptr;
 };
 
 }  // namespace zan::tcp
