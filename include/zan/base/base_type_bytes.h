@@ -27,7 +27,7 @@ public:
     explicit Bytes(unsigned long n) { resize(n); }
     Bytes(Bytes const& other) { set(other.data_, other.size_); }
     Bytes(Bytes&& other) noexcept { swap(other); }
-    Bytes(istr const& s) { set(s.data(), s.size()); }
+    Bytes(istr const& s) { set(s.data(), s.size()); }  // a copy
     // Size `n`: the start of the view, padded with `fill`.
     Bytes(istr const& s, unsigned long n, unsigned char fill);
     // Decoded as by Base64::decode, which takes any text.

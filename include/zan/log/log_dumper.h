@@ -205,7 +205,7 @@ public:
     dumper& operator<<(wchar_t const* v) { return *this << iwstr(v); }
     dumper& operator<<(Bytes const& v);
     dumper& operator<<(Time const& v);
-    dumper& operator<<(dumper& (dumper::*op)()) { return (this->*op)(); }
+    dumper& operator<<(dumper& (dumper::*op)()) { return (this->*op)(); }  // calls it
 
 private:
     void writeIndent();

@@ -101,10 +101,10 @@ public:
     // `stackSize` in bytes; 0 is the system's default. Throws ThreadStartedException the second
     // time, and ThreadSyscallException where the system refuses; then it can be tried again.
     ThreadControl start(unsigned int stackSize = 0);
+    bool started() const;
     // These throw ThreadNotStartedException before the start.
     ThreadControl getThreadControl() const;
     ThreadId id() const;
-    bool started() const;
 
 protected:
     virtual void run_i() = 0;

@@ -108,13 +108,11 @@ public:
     void read(Float& v) const { read(v.value()); }
     void read(Double& v) const { read(v.value()); }
     void read(Wchar& v) const { v = static_cast<wchar_t>(readUint(2)); }
-    // From UTF-8 to the configured code page.
-    void read(String& v) const;
-    void read(std::wstring& v) const;
-    // A view of the same bytes.
-    void read(istr& v) const { v = data_; }
-    void read(Bytes& v) const;
-    void read(Time& v) const { v = Time::microSeconds(readInt(8)); }
+    void read(String& v) const;              // from UTF-8 to the configured code page
+    void read(std::wstring& v) const;        // from UTF-8
+    void read(istr& v) const { v = data_; }  // a view of the same bytes
+    void read(Bytes& v) const;               // a copy of them
+    void read(Time& v) const { v = Time::microSeconds(readInt(8)); }  // from microseconds
 
     // Text in single quotes and in full; bytes as hexadecimal digits.
     dumper& dump(dumper& d) const override;

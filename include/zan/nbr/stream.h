@@ -100,8 +100,8 @@ public:
     void operator<<(empty_type) { writeRaw(istr("\1\0", 2)); }
     void operator<<(bool v) { writeInt(v); }
     void operator<<(char v) { writeInt(v); }
-    // Always one byte.
-    void operator<<(unsigned char v) { writeInt(v); }
+    // In as many bytes as the number needs.
+    void operator<<(unsigned char v) { writeInt(v); }  // always one byte
     void operator<<(short v) { writeInt(v); }
     void operator<<(unsigned short v) { writeInt(v); }
     void operator<<(int v) { writeInt(v); }
@@ -123,7 +123,8 @@ public:
     void operator<<(std::wstring const& v) { *this << iwstr(v); }
     // Text in the configured code page becomes UTF-8.
     void operator<<(String const& v);
-    void operator<<(Time const& v) { writeInt(v.toMicroSeconds()); }
+    // As the value in it.
+    void operator<<(Time const& v) { writeInt(v.toMicroSeconds()); }  // in microseconds
     void operator<<(Bit v) { writeInt(v.value()); }
     void operator<<(Char v) { *this << v.value(); }
     void operator<<(Short v) { writeInt(v.value()); }

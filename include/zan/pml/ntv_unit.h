@@ -83,7 +83,7 @@ public:
     // Takes the value. A list or text that was there is not freed: take it with popValue() first.
     // A single value of another kind is.
     Unit& value(ValueBase* v);
-    void value(istr const& text) { setValue(text); }
+    void value(istr const& text) { setValue(text); }  // the same as setValue()
     // Children go; a single value that is no text stays.
     void setValue(istr const& text);
     // The caller owns what it gives. The children of a list that is taken have no parent any more.
@@ -137,8 +137,8 @@ public:
     // without a name; a typed datum goes.
     // REQUIRES: not null, in no list yet, and not above this unit.
     bool addChild(Unit* child);
-    // A copy of it.
-    bool addChild(Unit const& child);
+    bool addChild(Unit const& child);  // a copy of it
+    // A new one.
     bool addChild(istr const& name);
     bool addChild(istr const& name, istr const& value) { return addChild(name, istr(), value); }
     bool addChild(istr const& name, istr const& type, istr const& value);
@@ -180,7 +180,7 @@ public:
     Unit const& operator[](unsigned long n) const;
     Unit const& operator[](unsigned long n) { return static_cast<Unit const&>(*this)[n]; }
     Unit const& operator()(unsigned long n) const { return (*this)[n]; }
-    Unit& operator[](istr const& name) { return *at(name); }
+    Unit& operator[](istr const& name) { return *at(name); }  // made where it is missing
     // The unit that stands for all that are missing.
     static Unit const& null();
     // At the end of the library; the next null() makes it anew.
@@ -238,7 +238,7 @@ public:
     void operator<<(Bytes const& v);
     // "\u00E9". OutOfRangeException above 0xFFFF, and nothing is changed.
     void operator<<(Wchar const& v);
-    void operator<<(Time const& v);
+    void operator<<(Time const& v);  // local time with milliseconds
     // Type and value, without the name.
     void operator<<(Unit const& v);
 
@@ -252,8 +252,10 @@ public:
     // The first character that is no white space.
     bool operator>>(char& v) const;
     bool operator>>(unsigned char& v) const;
+    // Numbers, of which the low 8 bits count.
     bool operator>>(Char& v) const;
     bool operator>>(Byte& v) const;
+    // Numbers in decimal.
     bool operator>>(short& v) const;
     bool operator>>(unsigned short& v) const;
     bool operator>>(int& v) const;
@@ -272,6 +274,7 @@ public:
     bool operator>>(Ulonglong& v) const { return *this >> v.value(); }
     bool operator>>(Float& v) const { return *this >> v.value(); }
     bool operator>>(Double& v) const { return *this >> v.value(); }
+    // As the type without `volatile`.
     bool operator>>(bool volatile& v) const { return readAs<bool>(v); }
     bool operator>>(char volatile& v) const { return readAs<char>(v); }
     bool operator>>(unsigned char volatile& v) const { return readAs<unsigned char>(v); }
@@ -285,14 +288,15 @@ public:
     bool operator>>(uint64 volatile& v) const { return readAs<uint64>(v); }
     bool operator>>(float volatile& v) const { return readAs<float>(v); }
     bool operator>>(double volatile& v) const { return readAs<double>(v); }
+    // Text as it is.
     bool operator>>(String& v) const;
     bool operator>>(std::string& v) const;
     // Base64 of UTF-8 under the type "utf8", else text in the configured code page.
     bool operator>>(std::wstring& v) const;
     // Base64, whatever the type says.
     bool operator>>(Bytes& v) const;
-    bool operator>>(Wchar& v) const;
-    bool operator>>(Time& v) const;
+    bool operator>>(Wchar& v) const;  // as << writes it
+    bool operator>>(Time& v) const;   // as << writes it
     // Type and value, text or list, without the name.
     bool operator>>(Unit& v) const;
 

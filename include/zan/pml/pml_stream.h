@@ -51,6 +51,7 @@ public:
     stream() = default;
     // Input: a copy of the unit.
     explicit stream(ntv::Unit const& unit) : unit_(unit), direction_(INPUT) {}
+    // Input, parsed.
     stream(istr const& text, bool valueString);
     stream(iwstr const& text, bool valueString);
     stream(istr const& fileName, from_file, bool valueString);
@@ -94,9 +95,9 @@ public:
 
     // Makes a child that is missing.
     ntv::Unit& operator[](istr const& name) { return unit_[name]; }
+    ntv::Unit& operator[](name_id const& id) { return unit_[istr(id.name())]; }
     // The null unit where the child is missing.
     ntv::Unit const& operator[](istr const& name) const { return unit_[name]; }
-    ntv::Unit& operator[](name_id const& id) { return unit_[istr(id.name())]; }
     ntv::Unit const& operator[](name_id const& id) const { return unit_[istr(id.name())]; }
     // Takes a path.
     bool has(istr const& path) const { return unit_.find(path) != nullptr; }

@@ -59,10 +59,9 @@ public:
     BinaryInStream& read(Wchar& v);
     BinaryInStream& read(Time& v);
     BinaryInStream& read(Bytes& v);
-    // A view of the bytes in the input.
-    BinaryInStream& read(istr& v);
-    BinaryInStream& read(String& v);
-    BinaryInStream& read(std::wstring& v);
+    BinaryInStream& read(istr& v);          // a view of the bytes in the input
+    BinaryInStream& read(String& v);        // from UTF-8 to the configured code page
+    BinaryInStream& read(std::wstring& v);  // from UTF-8
 
     // One byte, 0 at the end of the input.
     BinaryInStream& readRaw(char& c);

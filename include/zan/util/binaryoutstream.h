@@ -35,8 +35,8 @@ public:
     BinaryOutStream& write(char v) {
         return write(static_cast<short>(static_cast<signed char>(v)));
     }
-    // Always one byte.
-    BinaryOutStream& write(unsigned char v);
+    // In as many bytes as the number needs.
+    BinaryOutStream& write(unsigned char v);  // always one byte
     BinaryOutStream& write(short v) { return write(static_cast<__int64>(v), 2ul); }
     BinaryOutStream& write(unsigned short v) { return write(static_cast<uint64>(v), 2ul); }
     BinaryOutStream& write(int v) { return write(static_cast<__int64>(v), 4ul); }
@@ -48,6 +48,7 @@ public:
     // The bits of IEEE 754.
     BinaryOutStream& write(float v);
     BinaryOutStream& write(double v);
+    // As the value in it.
     BinaryOutStream& write(Bit v) { return write(v.value()); }
     BinaryOutStream& write(Char v) { return write(v.value()); }
     BinaryOutStream& write(Byte v) { return write(v.value()); }
@@ -59,8 +60,8 @@ public:
     BinaryOutStream& write(Ulonglong v) { return write(v.value()); }
     BinaryOutStream& write(Float v) { return write(v.value()); }
     BinaryOutStream& write(Double v) { return write(v.value()); }
-    BinaryOutStream& write(Wchar v);
-    BinaryOutStream& write(Time const& v) { return write(v.toMicroSeconds()); }
+    BinaryOutStream& write(Wchar v);                                             // its number
+    BinaryOutStream& write(Time const& v) { return write(v.toMicroSeconds()); }  // in microseconds
     // Text in the configured code page, written in UTF-8.
     BinaryOutStream& write(String const& v);
     BinaryOutStream& write(std::wstring const& v) { return write(iwstr(v)); }

@@ -102,7 +102,7 @@ public:
         return cdata_;
     }
     String& cdata();
-    void cdata(istr const& v);
+    void cdata(istr const& v);  // takes the place of what was there
     XMLNode* parent() const { return parent_; }
     // Touches no list of children.
     void parent(XMLNode* v);
@@ -117,7 +117,7 @@ public:
     void addAttr(istr const& name, istr const& value);
     // Made, of no node, where it is missing. Stays valid until clearAttrs().
     XMLAttr& attr(istr const& name);
-    XMLAttr const& attr(istr const& name) const;
+    XMLAttr const& attr(istr const& name) const;  // XMLAttr::null() where it is missing
     XMLAttr& operator()(istr const& name) { return attr(name); }
     XMLAttr const& operator()(istr const& name) const { return attr(name); }
     // By the order of addition.
@@ -128,6 +128,7 @@ public:
     // some cost: attr(n) gives the same in order.
     std::vector<String> const& getAttrNames() const;
     AttrMap const& getAttrMap() const;
+
     void clearAttrs();
 
     // --- Children
@@ -139,7 +140,7 @@ public:
     XMLNode* addChildNode(istr const& name);
     // The first of that name, made where there is none.
     XMLNode& child(istr const& name);
-    XMLNode const& child(istr const& name) const;
+    XMLNode const& child(istr const& name) const;  // null() where there is none
     XMLNode& operator[](istr const& name) { return child(name); }
     XMLNode const& operator[](istr const& name) const { return child(name); }
     // By the order of addition.

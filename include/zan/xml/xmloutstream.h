@@ -71,6 +71,7 @@ public:
     void operator<<(double v);
     void operator<<(Float const& v) { *this << v.value(); }
     void operator<<(Double const& v) { *this << v.value(); }
+    // Text as it is.
     void operator<<(istr const& v) { cdata(v); }
     void operator<<(String const& v) { cdata(v); }
     void operator<<(std::string const& v) { cdata(istr(v)); }

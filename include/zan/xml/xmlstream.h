@@ -53,6 +53,7 @@ public:
     // The first character that is no white space.
     bool operator>>(char& v) const;
     bool operator>>(unsigned char& v) const;
+    // Numbers in decimal.
     bool operator>>(short& v) const;
     bool operator>>(unsigned short& v) const;
     bool operator>>(int& v) const;
@@ -63,6 +64,7 @@ public:
     bool operator>>(uint64& v) const;
     bool operator>>(float& v) const;
     bool operator>>(double& v) const;
+    // As the type without `volatile`.
     bool operator>>(bool volatile& v) const { return readAs<bool>(v); }
     bool operator>>(char volatile& v) const { return readAs<char>(v); }
     bool operator>>(unsigned char volatile& v) const { return readAs<unsigned char>(v); }
@@ -76,10 +78,11 @@ public:
     bool operator>>(uint64 volatile& v) const { return readAs<uint64>(v); }
     bool operator>>(float volatile& v) const { return readAs<float>(v); }
     bool operator>>(double volatile& v) const { return readAs<double>(v); }
-    bool operator>>(Bit& v) const { return readAs<bool>(v); }
+    bool operator>>(Bit& v) const { return readAs<bool>(v); }  // as a bool
     // Numbers, of which the low 8 bits count.
     bool operator>>(Char& v) const;
     bool operator>>(Byte& v) const;
+    // As the value in it.
     bool operator>>(Short& v) const { return *this >> v.value(); }
     bool operator>>(Ushort& v) const { return *this >> v.value(); }
     bool operator>>(Long& v) const { return *this >> v.value(); }
@@ -88,6 +91,7 @@ public:
     bool operator>>(Ulonglong& v) const { return *this >> v.value(); }
     bool operator>>(Float& v) const { return *this >> v.value(); }
     bool operator>>(Double& v) const { return *this >> v.value(); }
+    // Text as it is.
     bool operator>>(String& v) const;
     bool operator>>(std::string& v) const;
     // Base64, of UTF-8 in the first, whatever the type says.
@@ -150,6 +154,7 @@ public:
     XMLAttr& operator()(istr const& name) { return attr(name); }
     XMLNode& child(istr const& name);
     XMLNode& operator[](istr const& name) { return child(name); }
+    // The shared null objects where they are missing.
     XMLAttr const& attr(istr const& name) const { return XMLInStream::attr(name); }
     XMLAttr const& operator()(istr const& name) const { return attr(name); }
     XMLNode const& child(istr const& name) const { return XMLInStream::child(name); }

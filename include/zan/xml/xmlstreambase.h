@@ -58,14 +58,14 @@ public:
     XMLNode const& node() const { return node_ == nullptr ? XMLNode::null() : *node_; }
     bool isNull() const { return node_ == nullptr; }
 
-    // The setters do nothing on an input stream.
+    // Does nothing on an input stream, as the two other setters.
     void name(istr const& v);
-    String const& name() const;
+    String const& name() const;  // empty without a node
     // The attribute "__type__", which is left as it is where the type is the name.
     void type(istr const& v);
     // The name where there is no such attribute.
     String const& type() const;
-    void cdata(istr const& v);
+    void cdata(istr const& v);  // takes the place of what was there
     String const& cdata() const;
 
     XMLAttr const& attrAt(unsigned long n) const { return node().attr(n); }
