@@ -1,6 +1,7 @@
 // The report of what was never freed names each of the blocks that a program forgets, once, with
 // the place, and nothing else; and a program under the checker runs as it does without.
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <malloc.h>
 #include <pthread.h>
 
@@ -164,6 +165,16 @@ int forks() {
     return bad;
 }
 
+// In bytes. Allocates nothing.
+unsigned long addressSpace() {
+    char pages[32] = {};
+    int const file = open("/proc/self/statm", O_RDONLY);
+    ssize_t const n = read(file, pages, sizeof pages - 1);
+    close(file);
+    auto const page = static_cast<unsigned long>(sysconf(_SC_PAGESIZE));
+    return n > 0 ? std::strtoul(pages, nullptr, 10) * page : 0;
+}
+
 int handlerCalls = 0;
 
 int sizes() {
@@ -226,6 +237,27 @@ int sizes() {
     return failures;
 }
 
+// Each block lies where none was yet, and the system has memory for it and for hardly more. Those
+// that the checker could not enter are none of its matter any more.
+int withoutRoom() {
+    constexpr unsigned long SIZE = 16 << 20;
+    mallopt(M_MMAP_THRESHOLD, 1 << 20);
+    rlimit before = {};
+    getrlimit(RLIMIT_AS, &before);
+    void* blocks[8] = {};
+    for (void*& p : blocks) {
+        rlimit tight = before;
+        tight.rlim_cur = addressSpace() + SIZE + (64 << 10);
+        setrlimit(RLIMIT_AS, &tight);
+        p = std::malloc(SIZE);
+        setrlimit(RLIMIT_AS, &before);
+    }
+    bool const all = std::find(std::begin(blocks), std::end(blocks), nullptr) == std::end(blocks);
+    for (void* const p : blocks) std::free(p);
+    byMalloc();
+    return all ? 0 : 1;
+}
+
 int withoutDescriptors() {
     byNewArray();
     return 0;
@@ -251,6 +283,7 @@ constexpr Case CASES[] = {{"nothing", leaveNothing, 0, ""},
                           {"stack", stackAskedForFirst, 1, "app::byMalloc"},
                           {"forks", forks, 1, "app::byNew"},
                           {"sizes", sizes, 0, ""},
+                          {"room", withoutRoom, 1, "app::byMalloc"},
                           {"files", withoutDescriptors, 1, "app::byNewArray"}};
 
 }  // namespace app
